@@ -1,0 +1,26 @@
+# Debian packages, by `cpack` in a build directory of the preset `package`: the runtime, and what
+# is needed to build against it.
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_CONTACT "VarnoNetwork developers" CACHE STRING "Maintainer of the packages")
+set(CPACK_COMPONENTS_ALL runtime development)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_PACKAGING_INSTALL_PREFIX "${CMAKE_INSTALL_PREFIX}")
+
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+
+set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "Head-up display packet protocol - shared library")
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libvarnonetwork${PROJECT_VERSION_MAJOR})
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
+
+set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "Head-up display packet protocol - development files")
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libvarnonetwork-dev)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
+    "libvarnonetwork${PROJECT_VERSION_MAJOR} (= ${PROJECT_VERSION})")
+
+include(CPack)

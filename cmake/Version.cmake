@@ -1,0 +1,12 @@
+# VARNO_VERSION and VARNO_VERSION_MAJOR from Version.h, the one place where the version stands.
+set(versionHeader "${CMAKE_CURRENT_LIST_DIR}/../VarnoNetwork/Version.h")
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${versionHeader}")
+foreach(part MAJOR MINOR PATCH)
+  set(pattern "^#define VARNO_NETWORK_VERSION_${part} ([0-9]+)$")
+  file(STRINGS "${versionHeader}" line REGEX "${pattern}")
+  if(NOT line MATCHES "${pattern}")
+    message(FATAL_ERROR "${versionHeader} does not define VARNO_NETWORK_VERSION_${part}")
+  endif()
+  set(VARNO_VERSION_${part} ${CMAKE_MATCH_1})
+endforeach()
+set(VARNO_VERSION ${VARNO_VERSION_MAJOR}.${VARNO_VERSION_MINOR}.${VARNO_VERSION_PATCH})

@@ -1,0 +1,56 @@
+#!/usr/bin/env bash
+# Installs the Debian packages that the named groups need, if any is missing.
+#   scripts/dependencies.sh GROUP...
+set -euo pipefail
+
+declare -A groups=(
+  [build]="cmake ninja-build g++"
+  [test]="googletest"
+  [clang]="clang"
+  [sanitizers]="clang libclang-rt-14-dev llvm"
+  [libcxx]="clang libc++-14-dev libc++abi-14-dev"
+  [format]="clang-format git"
+  [bench]="libbenchmark-dev"
+  [package]="dpkg-dev file"
+  [install]="pkg-config"
+)
+
+wanted=()
+for group in "$@"; do
+  if [[ -z ${groups[$group]:-} ]]; then
+    echo "dependencies.sh: no group '$group'; there are: ${!groups[*]}" >&2
+    exit 2
+  fi
+  read -ra packages <<<"${groups[$group]}"
+  wanted+=("${packages[@]}")
+done
+
+missing=()
+for package in "${wanted[@]}"; do
+  state=$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null || true)
+  if [[ $state != installed && " ${missing[*]} " != *" $package "* ]]; then
+    missing+=("$package")
+  fi
+done
+((${#missing[@]})) || exit 0
+
+asRoot=()
+if ((EUID != 0)); then
+  asRoot=(sudo --non-interactive)
+fi
+if ! command -v apt-get >/dev/null || ! "${asRoot[@]}" true 2>/dev/null; then
+  {
+    echo "These Debian packages are missing: ${missing[*]}"
+    echo "Install them, then start again:"
+    echo "  sudo apt-get install ${missing[*]}"
+  } >&2
+  exit 1
+fi
+
+echo "Installing ${missing[*]}"
+apt() {
+  "${asRoot[@]}" env DEBIAN_FRONTEND=noninteractive \
+    apt-get --quiet --quiet --option DPkg::Lock::Timeout=600 --option Dpkg::Use-Pty=0 "$@" </dev/null
+}
+apt update
+apt install --yes --no-install-recommends "${missing[@]}"

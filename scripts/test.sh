@@ -1,0 +1,69 @@
+#!/usr/bin/env bash
+# Checks everything, the cheap things first, and stops at the first that fails.
+#   scripts/test.sh            every stage
+#   scripts/test.sh STAGE...   these only
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+# A stage: its name | the groups of packages it needs | its command.
+stages=(
+  "format       | format                       | scripts/format.sh --check"
+  "release      | build test                   | preset release"
+  "asan         | build test clang sanitizers  | preset asan"
+  "tsan         | build test                   | preset tsan"
+  "clang-libcxx | build test libcxx            | preset clang-libcxx"
+)
+
+preset() {
+  scripts/build.sh "$1" && ctest --preset "$1" --parallel "$(nproc)"
+}
+
+names=()
+declare -A needs command
+for stage in "${stages[@]}"; do
+  IFS='|' read -r name groups run <<<"$stage"
+  name=${name// /}
+  names+=("$name")
+  needs[$name]=$groups
+  command[$name]=$run
+done
+
+for name in "$@"; do
+  if [[ -z ${needs[$name]:-} ]]; then
+    echo "test.sh: no stage '$name'; there are: ${names[*]}" >&2
+    exit 2
+  fi
+done
+chosen=("${@:-${names[@]}}")
+
+mkdir -p build
+summary=()
+passed=0
+failed=0
+for name in "${chosen[@]}"; do
+  echo "=== $name"
+  log=build/$name.log
+  start=$SECONDS
+  status=0
+  {
+    # Word splitting is meant: groups and command are lists of words.
+    # shellcheck disable=SC2086
+    scripts/dependencies.sh ${needs[$name]} && ${command[$name]}
+  } 2>&1 | tee "$log" || status=1
+  verdict=$( ((status)) && echo FAILED || echo ok)
+  summary+=("$(printf '%-14s %-7s %5d s' "$name" "$verdict" $((SECONDS - start)))")
+  if [[ $(grep 'tests passed, ' "$log") =~ ([0-9]+)\ tests\ failed\ out\ of\ ([0-9]+) ]]; then
+    summary[-1]+="  $(grep 'tests passed, ' "$log")"
+    failed=$((failed + BASH_REMATCH[1]))
+    passed=$((passed + BASH_REMATCH[2] - BASH_REMATCH[1]))
+  fi
+  ((status)) && break
+done
+
+echo "=== summary"
+printf '%s\n' "${summary[@]}"
+((passed + failed)) && echo "$passed passed, $failed failed"
+if ((status)); then
+  echo "test.sh: stage $name failed; its output is in $log" >&2
+  exit 1
+fi
