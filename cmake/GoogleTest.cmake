@@ -14,6 +14,7 @@ block()
   set(BUILD_SHARED_LIBS OFF)
   set(INSTALL_GTEST OFF)
   set(CMAKE_CXX_STANDARD 20)
+  string(APPEND CMAKE_CXX_FLAGS " -w") # its warnings are not ours to mend
   add_subdirectory("${VARNO_GOOGLETEST_DIR}" googletest EXCLUDE_FROM_ALL SYSTEM)
 endblock()
 include(GoogleTest)

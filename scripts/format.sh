@@ -3,12 +3,18 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-case "${1:-}" in
-  '') mode=(-i) ;;
-  --check) mode=(--dry-run --Werror) ;;
-  *)
-    echo "usage: scripts/format.sh [--check]" >&2
-    exit 2
-    ;;
-esac
-git ls-files -z -- '*.h' '*.cpp' | xargs -0 --no-run-if-empty clang-format "${mode[@]}"
+if [[ ${1:-} != '' && $1 != --check ]]; then
+  echo "usage: scripts/format.sh [--check]" >&2
+  exit 2
+fi
+
+status=0
+while IFS= read -r -d '' file; do
+  if [[ ${1:-} != --check ]]; then
+    clang-format -i "$file"
+  elif ! clang-format --dry-run --Werror "$file" 2>/dev/null; then
+    echo "$file is not formatted; scripts/format.sh does it"
+    status=1
+  fi
+done < <(git ls-files -z -- '*.h' '*.cpp')
+exit $status

@@ -36,6 +36,9 @@ for name in "$@"; do
 done
 chosen=("${@:-${names[@]}}")
 
+# The log has every line; the terminal does without those about tests that start and pass.
+passing='/^ +Start +[0-9]+: /d; / Passed +[0-9.]+ sec *$/d'
+
 mkdir -p build
 summary=()
 passed=0
@@ -49,7 +52,7 @@ for name in "${chosen[@]}"; do
     # Word splitting is meant: groups and command are lists of words.
     # shellcheck disable=SC2086
     scripts/dependencies.sh ${needs[$name]} && ${command[$name]}
-  } 2>&1 | tee "$log" || status=1
+  } 2>&1 | tee "$log" | sed --unbuffered --regexp-extended "$passing" || status=1
   verdict=$( ((status)) && echo FAILED || echo ok)
   summary+=("$(printf '%-14s %-7s %5d s' "$name" "$verdict" $((SECONDS - start)))")
   if [[ $(grep 'tests passed, ' "$log") =~ ([0-9]+)\ tests\ failed\ out\ of\ ([0-9]+) ]]; then
