@@ -9,9 +9,9 @@ add_compile_options(
   -fsanitize=${VARNO_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
 add_link_options(-fsanitize=${VARNO_SANITIZE})
 
-# ThreadSanitizer's fixed memory layout collides with kernels that randomize addresses more widely
+# The sanitizers' fixed memory layout collides with kernels that randomize addresses more widely
 # (vm.mmap_rnd_bits above 28). Tests are started without randomization where the system allows it.
-if(VARNO_SANITIZE MATCHES "thread" AND NOT CMAKE_CROSSCOMPILING)
+if(VARNO_SANITIZE MATCHES "address|thread" AND NOT CMAKE_CROSSCOMPILING)
   find_program(VARNO_SETARCH setarch)
   mark_as_advanced(VARNO_SETARCH)
   if(VARNO_SETARCH)
