@@ -1,0 +1,16 @@
+#pragma once
+
+#include <VarnoNetwork/Network/HudPacket.h>
+
+namespace varno {
+
+// The base of the commands: what the phone tells the display to do.
+class VARNO_EXPORT CommandPacket : public HudPacket {
+ public:
+  static constexpr std::string_view kTypeName = "CommandPacket";
+
+  std::uint8_t getCommand() const override { return 2; }
+  std::string_view typeName() const override { return kTypeName; }
+};
+
+}  // namespace varno

@@ -1,0 +1,76 @@
+#pragma once
+
+#include <VarnoNetwork/Export.h>
+#include <VarnoNetwork/Network/HudString.h>
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace varno {
+
+// A bounds-checked reader of the wire bytes that HudOutputStream writes, forward only. Every read
+// but directRead undoes the stuffing: a byte after the mark 7D is XORed with 7D, whatever it is.
+//
+// A read past the end throws IndexOutOfBoundsException. What came before the missing byte stays
+// consumed (a lone mark at the end, too), and the stream stays usable, in the middle of a field.
+// Used by one thread at a time.
+class VARNO_EXPORT HudInputStream {
+ public:
+  // A stream over a copy of the bytes. Absent bytes (a null pointer) count as none.
+  explicit HudInputStream(std::span<const std::uint8_t> bytes);
+  HudInputStream(const std::uint8_t* bytes, std::uint64_t length);
+  static HudInputStream initWithNSData(std::span<const std::uint8_t> buffer);
+
+  // A stream over the bytes themselves, which must outlive it.
+  static HudInputStream borrowing(std::span<const std::uint8_t> bytes) noexcept;
+
+  HudInputStream(const HudInputStream&) = delete;
+  HudInputStream& operator=(const HudInputStream&) = delete;
+  ~HudInputStream() = default;
+
+  // Starts this stream over, on a copy of the bytes.
+  void initWithBytes(const std::uint8_t* bytes, std::uint64_t length);
+
+  // The number of bytes that the stream was made over. Reading does not lower it: it is the total,
+  // not what is left.
+  std::int64_t available() const noexcept { return static_cast<std::int64_t>(available_); }
+
+  // The index of the next byte to read, counted in wire bytes.
+  std::uint64_t offset() const noexcept { return offset_; }
+
+  // Fills `buffer` with `length` bytes. Those before a failure are stored. A null buffer takes
+  // none.
+  void read(std::uint8_t* buffer, std::uint64_t length);
+
+  // The next byte as it is, with its stuffing.
+  std::uint8_t directRead();
+
+  std::uint8_t readByte();
+  std::int16_t readShort();
+  std::int32_t readInt();
+  std::int64_t readLong();
+  float readFloat();
+  double readDouble();
+  bool readBoolean();  // true for every byte but 0
+
+  // A string; absent where its bytes are not valid UTF-8. A count of 0 or below yields the empty
+  // string and leaves what follows unread: so texts of 32,768 bytes or more, whose count looks
+  // negative, read as empty. The display counts on it.
+  HudString readUTF();
+
+ private:
+  struct Borrowed {};
+  HudInputStream(Borrowed, std::span<const std::uint8_t> bytes) noexcept;
+
+  std::size_t left() const noexcept { return available_ - offset_; }
+  template <class Unsigned>
+  Unsigned readBigEndian();
+
+  std::vector<std::uint8_t> internalBuffer_;  // the stream's own copy; empty when it borrows
+  const std::uint8_t* ptrBuffer_ = nullptr;
+  std::size_t offset_ = 0;
+  std::size_t available_ = 0;
+};
+
+}  // namespace varno

@@ -1,0 +1,91 @@
+#pragma once
+
+#include <VarnoNetwork/Export.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string_view>
+#include <vector>
+
+// The wire's bytes
+//
+//   primitive  two's complement or IEEE 754 bits, most significant byte first
+//   boolean    one byte: 01 for true, 00 for false; when read, every other value is true as well
+//   string     the count of its UTF-8 bytes as a signed 16-bit primitive, then the bytes
+//
+// Each of these bytes is then stuffed, so that the frame's marks 02 and 03 never appear inside it:
+// 02, 03 and 7D are sent as 7D followed by the byte XOR 7D, that is 7D 7F, 7D 7E and 7D 00.
+// HudInputStream reads what is written here.
+
+namespace varno {
+
+// The mark that begins a stuffed pair. The second byte of the pair is the byte XOR this mark.
+inline constexpr std::uint8_t ESCAPE = 0x7D;
+
+// A growable buffer of wire bytes: everything that is written is stuffed, except by directWrite.
+// Serves one frame; there is no rewind. No operation fails but for std::bad_alloc, which leaves a
+// part of the field written. Used by one thread at a time.
+class VARNO_EXPORT HudOutputStream {
+ public:
+  // Leaves the staging area as it comes: filling it would cost more than writing a short frame.
+  HudOutputStream() noexcept {}  // NOLINT(cppcoreguidelines-pro-type-member-init)
+  HudOutputStream(const HudOutputStream&) = delete;
+  HudOutputStream& operator=(const HudOutputStream&) = delete;
+  ~HudOutputStream() = default;
+
+  // The number of bytes held: after stuffing, marks included.
+  std::int64_t size() const noexcept { return static_cast<std::int64_t>(heldBytes()); }
+
+  // All bytes held. The first form copies and leaves the stream usable; the second takes the bytes
+  // out, without a copy where they are many, and leaves the stream empty.
+  std::vector<std::uint8_t> toNSData() const&;
+  std::vector<std::uint8_t> toNSData() &&;
+
+  // Copies the first `length` bytes held, or as many as there are, to `buffer`.
+  void toByteArray(std::uint8_t* buffer, std::uint64_t length) const noexcept;
+
+  // Appends one byte as it is. For the frame's marks.
+  void directWrite(std::uint8_t byte);
+
+  // Each of these appends its value, stuffed.
+  void write(const std::uint8_t* bytes, std::uint64_t length);
+  void write(std::span<const std::uint8_t> bytes) { write(bytes.data(), bytes.size()); }
+  void writeByte(std::uint8_t byte);
+  void writeShort(std::int16_t value);
+  void writeInt(std::int32_t value);
+  void writeLong(std::int64_t value);
+  void writeFloat(float value);
+  void writeDouble(double value);
+  void writeBoolean(bool value);
+
+  // Appends a string. Absent text, and text that is not valid UTF-8, goes out as an empty string.
+  //
+  // The count is the length modulo 65,536, and only that many bytes follow. HudInputStream reads a
+  // count of 32,768 or more as negative and takes it for an empty string. Both are part of the
+  // protocol: the display expects them so.
+  void writeUTF(std::optional<std::string_view> text);
+  void writeUTF(std::nullptr_t) = delete;
+
+ private:
+  // Short frames never leave the staging area. In longer ones it collects the small pieces, so that
+  // the vector, which cannot be grown without writing its new bytes twice, grows by large ones.
+  static constexpr std::size_t kStagingBytes = 512;
+
+  std::size_t heldBytes() const noexcept { return spilled_.size() + staged_; }
+  std::size_t stagingRoom() const noexcept { return kStagingBytes - staged_; }
+  template <class Unsigned>
+  void writeBigEndian(Unsigned value);
+  void append(const std::uint8_t* bytes, std::size_t length);
+  bool appendText(const std::uint8_t* bytes, std::size_t length);
+  void expect(std::size_t length);
+  void flush();
+  void truncate(std::size_t held) noexcept;
+
+  std::vector<std::uint8_t> spilled_;  // the bytes before the staged ones
+  std::size_t staged_ = 0;
+  std::uint8_t staging_[kStagingBytes];
+};
+
+}  // namespace varno

@@ -1,0 +1,87 @@
+#pragma once
+
+#include <VarnoNetwork/Export.h>
+#include <VarnoNetwork/Network/FieldVisitor.h>
+#include <VarnoNetwork/Network/IHudPacket.h>
+#include <VarnoNetwork/Network/TextFormat.h>
+
+#include <cstdint>
+#include <iosfwd>
+#include <span>
+#include <string>
+#include <string_view>
+
+// The frame
+//
+//   STX      02, not stuffed
+//   command  1 byte, stuffed; 02 and 03 are so themselves, so that a command's frame begins
+//            02 7D 7F, an event's 02 7D 7E and a notification's 02 01
+//   param1   1 byte, stuffed
+//   param2   1 byte, stuffed
+//   payload  the packet type's fields, stuffed; its length is what the type reads
+//   ETX      03, not stuffed
+//
+// No length, no checksum, no version: the transport keeps frames apart.
+
+namespace varno {
+
+inline constexpr std::uint8_t STX = 0x02;
+inline constexpr std::uint8_t ETX = 0x03;
+
+// The base of every packet type. Its own five operations fail with "Not yet implemented", as those
+// of its family bases do for what they leave open. Packet types are written with TypedPacket.
+//
+// A packet is an ordinary value owned by whoever made it; it holds no network, stream or frame.
+// It takes no lock: one thread at a time may use it.
+class VARNO_EXPORT HudPacket : public IHudPacket {
+ public:
+  static constexpr std::string_view kTypeName = "HudPacket";
+
+  HudPacket() = default;
+  ~HudPacket() override;
+
+  std::uint8_t getCommand() const override;
+  std::uint8_t getParam1() const override;
+  std::uint8_t getParam2() const override;
+  void appendPayload(HudOutputStream& stream) const override;
+  bool parsePayload(HudInputStream& stream) override;
+
+  // The name of the packet's own type, as "KeepAliveCommandPacket".
+  virtual std::string_view typeName() const;
+
+  // The packet as text for logs. Everything in it is shown in clear, passwords and keys included.
+  virtual std::string description() const;
+
+  // Walk the packet's fields by name, those of irregular payloads included.
+  virtual void visitFields(FieldVisitor& visitor) const;
+  virtual void editFields(FieldEditor& editor);
+
+  // Appends the packet's frame to what the stream holds. What fails on the way leaves a part of the
+  // frame there.
+  void serialize(HudOutputStream& stream) const;
+
+  // Writes the bytes to the log, eight a line, between "<label> Dump start" and "<label> Dump end".
+  // On any thread; the lines of two dumps at the same time may mix.
+  static void hexDump(std::string_view label, std::span<const std::uint8_t> bytes) noexcept;
+
+  // The wire order of a type without payload. Types with fields hide it by their own.
+  template <class Self, class Visit>
+  static void fields(Self&, Visit&) {}
+
+ protected:
+  // A packet is copied as the type that it is, never as one of its bases.
+  HudPacket(const HudPacket&) = default;
+  HudPacket& operator=(const HudPacket&) = default;
+
+  // A description from its format, whose first placeholder is the packet's own type name.
+  template <class... Arguments>
+  std::string describe(FormatPattern<std::string_view, std::type_identity_t<Arguments>...> format,
+                       const Arguments&... arguments) const {
+    return formatText<std::string_view, Arguments...>(format, typeName(), arguments...);
+  }
+};
+
+// Prints the description.
+VARNO_EXPORT std::ostream& operator<<(std::ostream& stream, const HudPacket& packet);
+
+}  // namespace varno

@@ -1,0 +1,71 @@
+#pragma once
+
+#include <VarnoNetwork/Network/PacketHandleDelegate.h>
+#include <VarnoNetwork/Network/PacketType.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+namespace varno {
+
+// The listeners of one packet type: a set, in the order of registration.
+struct PacketListeners {
+  explicit PacketListeners(PacketType packetType) : type(packetType) {}
+
+  bool contains(const std::shared_ptr<PacketHandleDelegate>& listener) const {
+    return std::find(members.begin(), members.end(), listener) != members.end();
+  }
+
+  PacketType type;
+  std::vector<std::shared_ptr<PacketHandleDelegate>> members;
+  bool isRegistered = false;  // whether a listener was ever registered for the type
+  std::uint64_t changes = 0;  // counts the changes of `members`
+};
+
+// Finds what belongs to a packet id: an open-addressing hash table in one block of memory, filled
+// once and then only read.
+class PacketTable {
+ public:
+  explicit PacketTable(std::size_t count = 0) {
+    while (std::size_t{1} << bits_ < 2 * count) ++bits_;
+    slots_.resize(std::size_t{1} << bits_);
+  }
+
+  // Null for an id that is not there.
+  PacketListeners* find(std::int32_t id) const noexcept { return slots_[indexOf(id)].listeners; }
+
+  // There must be room: no more ids than the table was made for.
+  void insert(std::int32_t id, PacketListeners& listeners) noexcept {
+    slots_[indexOf(id)] = {id, &listeners};
+  }
+
+  template <class Action>
+  void forEach(Action&& action) const {
+    for (const Slot& slot : slots_) {
+      if (slot.listeners != nullptr) action(slot.id, *slot.listeners);
+    }
+  }
+
+ private:
+  struct Slot {
+    std::int32_t id = 0;
+    PacketListeners* listeners = nullptr;  // null in a free slot
+  };
+
+  // The slot of the id, or the free one where it belongs. At least half of the slots are free.
+  std::size_t indexOf(std::int32_t id) const noexcept {
+    const std::uint32_t hash = static_cast<std::uint32_t>(id) * 0x9E3779B1U;
+    const std::size_t mask = slots_.size() - 1;
+    std::size_t index = hash >> (32 - bits_);
+    while (slots_[index].listeners != nullptr && slots_[index].id != id) index = (index + 1) & mask;
+    return index;
+  }
+
+  unsigned bits_ = 1;
+  std::vector<Slot> slots_;
+};
+
+}  // namespace varno

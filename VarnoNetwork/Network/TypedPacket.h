@@ -1,0 +1,71 @@
+#pragma once
+
+#include <VarnoNetwork/Network/PayloadCodec.h>
+
+#include <cstdint>
+#include <string_view>
+
+namespace varno {
+
+// Gives `Derived` its identifiers and its type name, which it tells in `kTypeName`.
+template <class Derived, class Base, std::uint8_t kParam1, std::uint8_t kParam2>
+class VARNO_EXPORT IdentifiedPacket : public Base {
+ public:
+  std::uint8_t getParam1() const override { return kParam1; }
+  std::uint8_t getParam2() const override { return kParam2; }
+  std::string_view typeName() const override {
+    static_assert(Derived::kTypeName != Base::kTypeName, "a packet type tells its own kTypeName");
+    return Derived::kTypeName;
+  }
+};
+
+// Gives `Derived` its payload from its field list, a static function template
+//
+//   template <class Self, class Visit>
+//   static void fields(Self& self, Visit& visit) {
+//     visit("name", self.name_);
+//   }
+//
+// that names every field in wire order (see PayloadCodec.h). A type without payload has none.
+template <class Derived, class Base>
+class VARNO_EXPORT FieldPacket : public Base {
+ public:
+  void appendPayload(HudOutputStream& stream) const override {
+    PayloadWriter visit(stream);
+    Derived::fields(derived(), visit);
+  }
+
+  // False where the payload ends before its last field, or holds what a field cannot take. Fields
+  // before the failure keep what was read, the others what they held. What follows the last field
+  // is ignored. Throws nothing but std::bad_alloc.
+  bool parsePayload(HudInputStream& stream) override {
+    try {
+      PayloadReader visit(stream);
+      Derived::fields(derived(), visit);
+      return true;
+    } catch (const HudException&) {
+      return false;
+    }
+  }
+
+  void visitFields(FieldVisitor& visitor) const override {
+    FieldPresenter visit(visitor);
+    Derived::fields(derived(), visit);
+  }
+
+  void editFields(FieldEditor& editor) override {
+    FieldPresenter visit(editor);
+    Derived::fields(derived(), visit);
+  }
+
+ private:
+  const Derived& derived() const { return static_cast<const Derived&>(*this); }
+  Derived& derived() { return static_cast<Derived&>(*this); }
+};
+
+// A packet type of family `Base` (CommandPacket, NotificationPacket, EventPacket, or an
+// application's own): class Derived : public TypedPacket<Derived, Base, param1, param2>.
+template <class Derived, class Base, std::uint8_t kParam1, std::uint8_t kParam2>
+using TypedPacket = FieldPacket<Derived, IdentifiedPacket<Derived, Base, kParam1, kParam2>>;
+
+}  // namespace varno
