@@ -10,6 +10,7 @@ declare -A groups=(
   [sanitizers]="clang libclang-rt-14-dev llvm"
   [libcxx]="clang libc++-14-dev libc++abi-14-dev"
   [format]="clang-format git"
+  [scripts]="shellcheck"
   [bench]="libbenchmark-dev"
   [package]="dpkg-dev file"
   [install]="pkg-config"

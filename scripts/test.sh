@@ -8,7 +8,9 @@ cd "$(dirname "$0")/.."
 # A stage: its name | the groups of packages it needs | its command.
 stages=(
   "format       | format                       | scripts/format.sh --check"
+  "scripts      | scripts                      | shellcheck scripts/*.sh .ci/run"
   "release      | build test                   | preset release"
+  "install      | build install package        | scripts/check-install.sh"
   "asan         | build test clang sanitizers  | preset asan"
   "tsan         | build test                   | preset tsan"
   "clang-libcxx | build test libcxx            | preset clang-libcxx"
@@ -49,7 +51,7 @@ for name in "${chosen[@]}"; do
   start=$SECONDS
   status=0
   {
-    # Word splitting is meant: groups and command are lists of words.
+    # Groups and command are lists of words, to be split.
     # shellcheck disable=SC2086
     scripts/dependencies.sh ${needs[$name]} && ${command[$name]}
   } 2>&1 | tee "$log" | sed --unbuffered --regexp-extended "$passing" || status=1
