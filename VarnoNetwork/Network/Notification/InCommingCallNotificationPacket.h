@@ -1,0 +1,15 @@
+#pragma once
+
+#include <VarnoNetwork/Network/Notification/NotificationPacket.h>
+#include <VarnoNetwork/Network/TypedPacket.h>
+
+namespace varno {
+
+// Announces an incoming call. The spelling of its name is meant.
+class VARNO_EXPORT InCommingCallNotificationPacket
+    : public IdentifiedPacket<InCommingCallNotificationPacket, NotificationPacket, 1, 0> {
+ public:
+  static constexpr std::string_view kTypeName = "InCommingCallNotificationPacket";
+};
+
+}  // namespace varno

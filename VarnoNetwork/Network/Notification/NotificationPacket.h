@@ -1,0 +1,49 @@
+#pragma once
+
+#include <VarnoNetwork/Network/TypedPacket.h>
+
+#include <utility>
+
+namespace varno {
+
+// The base of the notifications: what an app on the phone wants the display to show. Its kinds have
+// the same payload and differ in their category alone.
+class VARNO_EXPORT NotificationPacket : public FieldPacket<NotificationPacket, HudPacket> {
+ public:
+  static constexpr std::string_view kTypeName = "NotificationPacket";
+
+  std::uint8_t getCommand() const override { return 1; }
+  std::string_view typeName() const override { return kTypeName; }
+
+  // The kind: the packet's param1.
+  std::uint8_t category() const { return getParam1(); }
+
+  // The app that the notification comes from, for example DEFAULT_SMS_PACKAGE_NAME.
+  const HudString& packageName() const { return packageName_; }
+  void setPackageName(HudString packageName) { packageName_ = std::move(packageName); }
+
+  const HudString& title() const { return title_; }
+  void setTitle(HudString title) { title_ = std::move(title); }
+
+  const HudString& message() const { return message_; }
+  void setMessage(HudString message) { message_ = std::move(message); }
+
+  std::string description() const override {
+    return describe("%@[package name : %@, title : %@, message : %@]", packageName_, title_,
+                    message_);
+  }
+
+  template <class Self, class Visit>
+  static void fields(Self& self, Visit& visit) {
+    visit("packageName", self.packageName_);
+    visit("title", self.title_);
+    visit("message", self.message_);
+  }
+
+ private:
+  HudString packageName_ = "";
+  HudString title_ = "";
+  HudString message_ = "";
+};
+
+}  // namespace varno
