@@ -1,0 +1,30 @@
+#pragma once
+
+#include <VarnoNetwork/Network/EventPacket.h>
+#include <VarnoNetwork/Network/TypedPacket.h>
+
+namespace varno {
+
+// Reports whether the application on the display has started.
+class VARNO_EXPORT VarnoAppStartEventPacket
+    : public TypedPacket<VarnoAppStartEventPacket, EventPacket, 3, 1> {
+ public:
+  static constexpr std::string_view kTypeName = "VarnoAppStartEventPacket";
+
+  bool isVarnoAppStart() const { return isVarnoAppStart_; }
+  void setIsVarnoAppStart(bool isVarnoAppStart) { isVarnoAppStart_ = isVarnoAppStart; }
+
+  std::string description() const override {
+    return describe("%@[isVarnoAppStart : %d]", isVarnoAppStart_);
+  }
+
+  template <class Self, class Visit>
+  static void fields(Self& self, Visit& visit) {
+    visit("isVarnoAppStart", self.isVarnoAppStart_);
+  }
+
+ private:
+  bool isVarnoAppStart_ = false;
+};
+
+}  // namespace varno
