@@ -1,0 +1,29 @@
+#pragma once
+
+#include <VarnoNetwork/Network/CommandPacket.h>
+#include <VarnoNetwork/Network/TypedPacket.h>
+
+namespace varno {
+
+// Chooses the display's theme.
+class VARNO_EXPORT DisplayThemeCommandPacket
+    : public TypedPacket<DisplayThemeCommandPacket, CommandPacket, 9, 11> {
+ public:
+  static constexpr std::string_view kTypeName = "DisplayThemeCommandPacket";
+
+  // A code of the display's.
+  std::int32_t theme() const { return theme_; }
+  void setTheme(std::int32_t theme) { theme_ = theme; }
+
+  std::string description() const override { return describe("%@[theme : %d]", theme_); }
+
+  template <class Self, class Visit>
+  static void fields(Self& self, Visit& visit) {
+    visit("theme", self.theme_);
+  }
+
+ private:
+  std::int32_t theme_ = 1;
+};
+
+}  // namespace varno
