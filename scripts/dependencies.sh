@@ -54,4 +54,4 @@ apt() {
     apt-get --quiet --quiet --option DPkg::Lock::Timeout=600 --option Dpkg::Use-Pty=0 "$@" </dev/null
 }
 apt update
-apt install --yes --no-install-recommends "${missing[@]}"
+apt install --yes --no-install-recommends "${missing[@]}" >/dev/null
