@@ -1,0 +1,384 @@
+#include "TestSupport.h"
+
+#include <VarnoNetwork/Network/HudException.h>
+#include <VarnoNetwork/Network/HudInputStream.h>
+#include <VarnoNetwork/Network/HudOutputStream.h>
+
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cstring>
+#include <limits>
+#include <numeric>
+
+namespace varno::test {
+namespace {
+
+using In = HudInputStream;
+using Out = HudOutputStream;
+using namespace std::string_literals;
+
+// The stuffing rule, one byte after the other.
+Bytes stuffed(std::span<const std::uint8_t> plain) {
+  Bytes wire;
+  for (const std::uint8_t byte : plain) {
+    if (byte == 0x02 || byte == 0x03 || byte == 0x7D) wire.push_back(0x7D);
+    wire.push_back(byte == 0x02 ? 0x7F : byte == 0x03 ? 0x7E : byte == 0x7D ? 0x00 : byte);
+  }
+  return wire;
+}
+
+std::string text(std::span<const std::uint8_t> bytes) { return {bytes.begin(), bytes.end()}; }
+
+std::string written(const std::optional<std::string>& value) {
+  Out out;
+  out.writeUTF(value);
+  return hex(out.toNSData());
+}
+
+// Checks that the value is written as these bytes, and that they are read as the value.
+template <auto kWrite, auto kRead, class Value>
+void expectWire(Value value, const char* wire) {
+  SCOPED_TRACE(wire);
+  Out out;
+  (out.*kWrite)(value);
+  EXPECT_EQ(hex(out.toNSData()), wire);
+  EXPECT_EQ(out.size(), static_cast<std::int64_t>(bytes(wire).size()));
+  In in(bytes(wire));
+  const Value read = (in.*kRead)();
+  EXPECT_EQ(std::memcmp(&read, &value, sizeof value), 0);  // bits, for NaN and -0.0
+  EXPECT_EQ(in.offset(), bytes(wire).size());
+}
+
+TEST(Stream, Primitives) {
+  constexpr auto kByte = expectWire<&Out::writeByte, &In::readByte, std::uint8_t>;
+  kByte(0x41, "41");
+  kByte(0x02, "7D 7F");
+  kByte(0x03, "7D 7E");
+  kByte(0x7D, "7D 00");
+  constexpr auto kShort = expectWire<&Out::writeShort, &In::readShort, std::int16_t>;
+  kShort(-1, "FF FF");
+  kShort(-32768, "80 00");
+  kShort(0x0203, "7D 7F 7D 7E");
+  constexpr auto kInt = expectWire<&Out::writeInt, &In::readInt, std::int32_t>;
+  kInt(1, "00 00 00 01");
+  kInt(-1, "FF FF FF FF");
+  kInt(0x7D7D7D7D, "7D 00 7D 00 7D 00 7D 00");
+  kInt(std::numeric_limits<std::int32_t>::min(), "80 00 00 00");
+  constexpr auto kLong = expectWire<&Out::writeLong, &In::readLong, std::int64_t>;
+  kLong(1, "00 00 00 00 00 00 00 01");
+  kLong(-2, "FF FF FF FF FF FF FF FE");
+  kLong(0x0102030405060708, "01 7D 7F 7D 7E 04 05 06 07 08");
+  constexpr auto kFloat = expectWire<&Out::writeFloat, &In::readFloat, float>;
+  kFloat(1.0F, "3F 80 00 00");
+  kFloat(-2.5F, "C0 20 00 00");
+  kFloat(-0.0F, "80 00 00 00");
+  kFloat(std::numeric_limits<float>::infinity(), "7F 80 00 00");
+  kFloat(std::bit_cast<float>(0x7FC0037DU), "7F C0 7D 7E 7D 00");
+  constexpr auto kDouble = expectWire<&Out::writeDouble, &In::readDouble, double>;
+  kDouble(1.0, "3F F0 00 00 00 00 00 00");
+  kDouble(-2.5, "C0 04 00 00 00 00 00 00");
+  kDouble(std::bit_cast<double>(std::uint64_t{0x02037D4102037D41}),
+          "7D 7F 7D 7E 7D 00 41 7D 7F 7D 7E 7D 00 41");
+  constexpr auto kBoolean = expectWire<&Out::writeBoolean, &In::readBoolean, bool>;
+  kBoolean(true, "01");
+  kBoolean(false, "00");
+}
+
+TEST(Stream, EveryByteValueInOneRun) {
+  Bytes all(256);
+  std::iota(all.begin(), all.end(), std::uint8_t{0});
+  Out out;
+  out.write(all);
+  EXPECT_EQ(hex(out.toNSData()), hex(stuffed(all)));
+  Bytes read(all.size());
+  In(out.toNSData()).read(read.data(), read.size());
+  EXPECT_EQ(read, all);
+}
+
+TEST(Stream, DirectWriteAndAbsentInput) {
+  Out out;
+  out.directWrite(0x02);
+  out.directWrite(0x7D);
+  out.write(nullptr, 4);
+  out.write(bytes("41").data(), 0);
+  EXPECT_EQ(hex(out.toNSData()), "02 7D");
+  EXPECT_EQ(written({}), "00 00");
+}
+
+// Each read: its bytes, the operation, what comes of it, and the offset afterwards.
+TEST(Stream, Reads) {
+  const auto readByte = [](In& in) { return std::to_string(in.readByte()); };
+  const auto directRead = [](In& in) { return std::to_string(in.directRead()); };
+  const auto readShort = [](In& in) { return std::to_string(in.readShort()); };
+  const auto readInt = [](In& in) { return std::to_string(in.readInt()); };
+  const auto readLong = [](In& in) { return std::to_string(in.readLong()); };
+  const auto readFloat = [](In& in) { return std::to_string(in.readFloat()); };
+  const auto readDouble = [](In& in) { return std::to_string(in.readDouble()); };
+  const auto readBoolean = [](In& in) { return std::to_string(in.readBoolean()); };
+  const auto readUTF = [](In& in) { return in.readUTF().value_or("absent"); };
+  const std::string outOfBounds(kOutOfBounds);
+  const struct {
+    const char* wire;
+    std::function<std::string(In&)> read;
+    std::string result;
+    std::uint64_t offset;
+  } rows[] = {
+      {"", readByte, outOfBounds, 0},
+      {"7D", readByte, outOfBounds, 1},
+      {"7D 41", readByte, "60", 2},
+      {"7D 7D 02", readByte, "0", 2},
+      {"02", readByte, "2", 1},
+      {"", directRead, outOfBounds, 0},
+      {"7D 00", directRead, "125", 1},
+      {"", readShort, outOfBounds, 0},
+      {"00", readShort, outOfBounds, 1},
+      {"00 7D", readShort, outOfBounds, 2},
+      {"7D 7F", readShort, outOfBounds, 2},
+      {"7D 41 42 43", readShort, "15426", 3},
+      {"00 00 00", readInt, outOfBounds, 3},
+      {"00 00 00 7D", readInt, outOfBounds, 4},
+      {"7D 00 00 00", readInt, outOfBounds, 4},
+      {"01 00 00 00 00 00 00", readLong, outOfBounds, 7},
+      {"3F 80 00", readFloat, outOfBounds, 3},
+      {"3F F0 00 00 00 00 7D", readDouble, outOfBounds, 7},
+      {"", readBoolean, outOfBounds, 0},
+      {"7D 7F", readBoolean, "1", 2},
+      {"FF", readBoolean, "1", 1},
+      {"7D 7D", readBoolean, "0", 2},
+      {"00 02 41 42", readUTF, "AB", 4},
+      {"00 7D 7F 41 42 43", readUTF, "AB", 5},
+      {"00 00 41", readUTF, "", 2},
+      {"FF FF 41", readUTF, "", 2},
+      {"80 00 41", readUTF, "", 2},
+      {"00 01 FF", readUTF, "absent", 3},
+      {"00 02 7D 41 43", readUTF, "<C", 5},
+      {"00 02 7D BE 43", readUTF, "absent", 5},  // BE is C3, which no continuation follows
+      {"00 02 7D BE 7D D4", readUTF, "\u00E9", 6},
+      {"00", readUTF, outOfBounds, 1},
+      {"00 05 41 42", readUTF, outOfBounds, 4},
+      {"00 05 7D", readUTF, outOfBounds, 3},
+      {"00 02 41 7D", readUTF, outOfBounds, 4},
+      {"00 02 7D 7F", readUTF, outOfBounds, 4},
+      {"7F FF 41", readUTF, outOfBounds, 3},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.wire);
+    In in(bytes(row.wire));
+    std::string result;
+    const std::string thrown = thrownBy([&] { result = row.read(in); });
+    EXPECT_EQ(result + thrown, row.result);
+    EXPECT_EQ(in.offset(), row.offset);
+    EXPECT_EQ(in.available(), static_cast<std::int64_t>(bytes(row.wire).size()));
+  }
+}
+
+TEST(Stream, ReadStoresWhatComesBeforeItsFailure) {
+  Bytes buffer = bytes("EE EE EE EE EE");
+  In in(bytes("41 7D 7F 42 7D"));
+  in.read(nullptr, 3);
+  in.read(buffer.data(), 0);
+  EXPECT_EQ(in.offset(), 0U);
+  EXPECT_EQ(thrownBy([&] { in.read(buffer.data(), 4); }), kOutOfBounds);
+  EXPECT_EQ(hex(buffer), "41 02 42 EE EE");
+  EXPECT_EQ(in.offset(), 5U);
+
+  in.initWithBytes(bytes("41 42").data(), 2);
+  EXPECT_EQ(in.readShort(), 0x4142);
+  EXPECT_EQ(in.available(), 2);
+}
+
+TEST(Stream, OwnsOrBorrowsItsBytes) {
+  Bytes source = bytes("41 42 43");
+  In copying(source);
+  In factory = In::initWithNSData(source);
+  In borrowing = In::borrowing(source);
+  source[0] = 0x51;
+  EXPECT_EQ(copying.readByte(), 0x41);
+  EXPECT_EQ(factory.readByte(), 0x41);
+  EXPECT_EQ(borrowing.readByte(), 0x51);
+
+  borrowing.initWithBytes(source.data() + 1, 2);  // from the memory that it reads itself
+  source[1] = 0x52;
+  EXPECT_EQ(borrowing.readByte(), 0x42);
+
+  const std::span<const std::uint8_t> absent;
+  for (In& empty : std::initializer_list<std::reference_wrapper<In>>{factory, borrowing}) {
+    empty.initWithBytes(nullptr, 4);
+    EXPECT_EQ(empty.available(), 0);
+    EXPECT_EQ(thrownBy([&] { empty.readByte(); }), kOutOfBounds);
+  }
+  EXPECT_EQ(In(nullptr, 4).available(), 0);
+  EXPECT_EQ(In::initWithNSData(absent).available(), 0);
+  EXPECT_EQ(thrownBy([&] { In::borrowing(absent).readUTF(); }), kOutOfBounds);
+}
+
+// The count is the length modulo 65,536; from 32,768 on it reads as negative, thus as no text.
+TEST(Stream, TextLengths) {
+  const struct {
+    std::size_t length;
+    const char* count;
+    std::size_t follow;
+    std::size_t read;
+  } rows[] = {
+      {0, "00 00", 0, 0},
+      {1, "00 01", 1, 1},
+      {637, "7D 7F 7D 00", 637, 637},
+      {770, "7D 7E 7D 7F", 770, 770},
+      {32767, "7F FF", 32767, 32767},
+      {32768, "80 00", 32768, 0},
+      {65535, "FF FF", 65535, 0},
+      {65536, "00 00", 0, 0},
+      {65537, "00 01", 1, 1},
+      {66173, "7D 7F 7D 00", 637, 637},
+      {131072, "00 00", 0, 0},
+  };
+  for (const auto& row : rows) {
+    for (const char filler : {'a', '}'}) {
+      SCOPED_TRACE(std::to_string(row.length) + filler);
+      Out out;
+      out.writeUTF(std::string(row.length, filler));
+      const Bytes plain(row.follow, static_cast<std::uint8_t>(filler));
+      Bytes wire = bytes(row.count);
+      for (const std::uint8_t byte : stuffed(plain)) wire.push_back(byte);
+      EXPECT_TRUE(out.toNSData() == wire);
+      EXPECT_TRUE(In(wire).readUTF() == std::string(row.read, filler));
+    }
+  }
+}
+
+TEST(Stream, TextIsJudgedWholeBeforeItIsCut) {
+  std::string accented;
+  for (int at = 0; at < 32768; ++at) accented += "\u00E9";  // 65,536 bytes
+  EXPECT_EQ(written(accented + "\u00E9"), "00 7D 7F C3 A9");
+  EXPECT_EQ(written(accented + "a"), "00 01 C3");  // cut within a character
+  EXPECT_EQ(written(accented + "\xC3"), "00 00");
+  EXPECT_EQ(written(std::string(65540, 'a') + "\xFF"), "00 00");
+  EXPECT_EQ(written("\xFF" + std::string(65540, 'a')), "00 00");
+}
+
+TEST(Stream, TextMustBeUtf8) {
+  const struct {
+    const char* bytes;
+    bool isValid;
+  } rows[] = {
+      {"00", true},           // NUL
+      {"7F", true},           // the last of one byte
+      {"C2 80", true},        // the first of two
+      {"DF BF", true},        // the last of two
+      {"E0 A0 80", true},     // the first of three
+      {"ED 9F BF", true},     // the last before the surrogates
+      {"EE 80 80", true},     // the first after them
+      {"EF BB BF", true},     // U+FEFF
+      {"EF BF BF", true},     // the last of three
+      {"F0 90 80 80", true},  // the first of four
+      {"F4 8F BF BF", true},  // U+10FFFF
+      {"80", false},          // stray continuations
+      {"BF", false},          {"C3 A9 A9", false},    {"C0 80", false},  // overlong
+      {"C1 BF", false},       {"E0 80 80", false},    {"E0 9F BF", false},
+      {"F0 80 80 80", false}, {"F0 8F BF BF", false}, {"ED A0 80", false},  // surrogates
+      {"ED BF BF", false},    {"F4 90 80 80", false},                       // above U+10FFFF
+      {"F5 80 80 80", false}, {"FE", false},          {"FF", false},
+      {"C3", false},                                                     // truncated
+      {"E2 82", false},       {"F0 9F 98", false},    {"C3 C3", false},  // no continuation
+      {"C3 29", false},       {"E2 C2 AC", false},    {"E2 82 29", false},
+      {"F0 9F 98 29", false}, {"F0 29 98 80", false},
+  };
+  for (const auto& row : rows) {
+    for (const char filler : {'a', '}'}) {
+      for (const std::size_t around : {0U, 1U, 7U, 63U, 64U, 65U}) {
+        SCOPED_TRACE(std::string(row.bytes) + " amid " + std::to_string(around) + filler);
+        const std::string padding(around, filler);
+        const std::string sample = padding + text(bytes(row.bytes)) + padding;
+        Bytes plain{0x00, static_cast<std::uint8_t>(sample.size())};
+        plain.insert(plain.end(), sample.begin(), sample.end());
+        const Bytes wire = stuffed(plain);
+        EXPECT_EQ(written(sample), row.isValid ? hex(wire) : "00 00");
+        In in(wire);
+        EXPECT_EQ(in.readUTF(), row.isValid ? HudString(sample) : HudString());
+        EXPECT_EQ(in.offset(), wire.size());
+      }
+    }
+  }
+}
+
+// Whatever is in the stream already, in whatever piece of its memory.
+TEST(Stream, RefusedTextLeavesNothingBehind) {
+  for (const std::size_t before : {0U, 1U, 505U, 508U, 509U, 511U, 512U, 513U, 4000U}) {
+    for (const std::size_t length : {0U, 1U, 500U, 511U, 512U, 4095U, 4096U, 9000U}) {
+      SCOPED_TRACE(std::to_string(before) + " " + std::to_string(length));
+      Out out;
+      Bytes expected(before, 0x41);
+      out.write(expected);
+      out.writeUTF(std::string(length, 'a') + "\xFF");
+      out.writeByte(0x42);
+      for (const std::uint8_t byte : bytes("00 00 42")) expected.push_back(byte);
+      EXPECT_TRUE(out.toNSData() == expected);
+    }
+  }
+}
+
+TEST(Stream, PiecesOfEverySizeJoin) {
+  const std::size_t sizes[] = {0,    1,    494,  495,  496,  497,  503,  504, 505, 506,
+                               507,  508,  509,  510,  511,  512,  513,  514, 515, 1023,
+                               1024, 1025, 4094, 4095, 4096, 4097, 4098, 8193};
+  for (const std::size_t first : sizes) {
+    for (const std::size_t second : sizes) {
+      for (const std::uint8_t last : bytes("41 7D")) {
+        Bytes head(first, last);
+        Bytes tail(second, 0x61);
+        if (!tail.empty()) tail.back() = last;
+        Out out;
+        out.write(head);
+        out.writeLong(0x027D037D027D037D);
+        out.directWrite(0x03);
+        out.writeUTF(text(tail));
+        out.writeByte(0x03);
+
+        for (const std::uint8_t byte : bytes("02 7D 03 7D 02 7D 03 7D")) head.push_back(byte);
+        Bytes expected = stuffed(head);
+        expected.push_back(0x03);
+        tail.insert(tail.begin(), {static_cast<std::uint8_t>(second >> 8),
+                                   static_cast<std::uint8_t>(second & 0xFF)});
+        tail.push_back(0x03);
+        for (const std::uint8_t byte : stuffed(tail)) expected.push_back(byte);
+        ASSERT_TRUE(out.toNSData() == expected) << first << " " << second << " " << int{last};
+        ASSERT_EQ(out.size(), static_cast<std::int64_t>(expected.size()));
+      }
+    }
+  }
+}
+
+TEST(Stream, BytesCanBeTakenOutAtAnyTime) {
+  for (const std::size_t length : {3U, 512U, 513U, 1500U}) {
+    SCOPED_TRACE(length);
+    const Bytes content(length, 0x41);
+    Out out;
+    out.write(content);
+    const Bytes first = out.toNSData();
+    EXPECT_EQ(out.toNSData(), first);
+    out.writeByte(0x42);
+    EXPECT_EQ(first, content);
+
+    Bytes buffer(length + 3, 0xEE);
+    Bytes expected = buffer;
+    out.toByteArray(nullptr, length);
+    out.toByteArray(buffer.data(), 0);
+    EXPECT_EQ(buffer, expected);
+    out.toByteArray(buffer.data(), length - 1);
+    std::fill_n(expected.begin(), length - 1, std::uint8_t{0x41});
+    EXPECT_EQ(buffer, expected);
+    out.toByteArray(buffer.data(), std::numeric_limits<std::uint64_t>::max());
+    expected[length - 1] = 0x41;
+    expected[length] = 0x42;
+    EXPECT_EQ(buffer, expected);
+
+    EXPECT_EQ(std::move(out).toNSData().size(), length + 1);
+    EXPECT_EQ(out.size(), 0);  // NOLINT(bugprone-use-after-move): it is left empty, by contract
+    out.writeByte(0x43);
+    EXPECT_EQ(hex(out.toNSData()), "43");
+  }
+}
+
+}  // namespace
+}  // namespace varno::test
