@@ -38,7 +38,7 @@ class FormatArgument {
   template <std::integral Integer>
   FormatArgument(Integer value) : integer_(static_cast<std::uint64_t>(value)) {}
   template <std::floating_point Real>
-  FormatArgument(Real value) : real_(value) {}
+  FormatArgument(Real value) : real_(static_cast<double>(value)) {}
 
   std::string_view text() const { return text_; }
   std::uint64_t integer() const { return integer_; }  // in two's complement
