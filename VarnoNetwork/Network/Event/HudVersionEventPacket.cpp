@@ -11,9 +11,16 @@ constexpr char kSeparator = '&';
 }  // namespace
 
 void HudVersionEventPacket::appendPayload(HudOutputStream& stream) const {
-  // Nothing between the versions: the display's own form, which parsePayload refuses.
-  stream.writeUTF(modelName_.value_or("") + kSeparator + systemVersion_.value_or("") +
-                  bleVersion_.value_or(""));
+  std::string text;
+  const auto append = [&text](const HudString& part) {
+    if (part) text += *part;
+  };
+  append(modelName_);
+  text += kSeparator;
+  append(systemVersion_);
+  // Nothing between the versions: it is meant so, although parsePayload refuses it.
+  append(bleVersion_);
+  stream.writeUTF(text);
 }
 
 bool HudVersionEventPacket::parsePayload(HudInputStream& stream) {
@@ -29,9 +36,13 @@ bool HudVersionEventPacket::parsePayload(HudInputStream& stream) {
   }
   const std::size_t first = text->find(kSeparator);
   const std::size_t second = text->rfind(kSeparator);
-  modelName_ = text->substr(0, first);
-  systemVersion_ = text->substr(first + 1, second - first - 1);
-  bleVersion_ = text->substr(second + 1);
+  HudString systemVersion = text->substr(first + 1, second - first - 1);
+  HudString bleVersion = text->substr(second + 1);
+  text->resize(first);
+  // Nothing can fail any more: memory that runs out leaves all fields as they were.
+  modelName_ = std::move(text);
+  systemVersion_ = std::move(systemVersion);
+  bleVersion_ = std::move(bleVersion);
   return true;
 }
 
