@@ -6,7 +6,6 @@ set -euo pipefail
 declare -A groups=(
   [build]="cmake ninja-build g++"
   [test]="googletest"
-  [clang]="clang"
   [sanitizers]="clang libclang-rt-dev llvm"
   [libcxx]="clang libc++-dev libc++abi-dev"
   [format]="clang-format git"

@@ -11,8 +11,8 @@ stages=(
   "scripts      | scripts                      | shellcheck scripts/*.sh .ci/run"
   "release      | build test                   | preset release"
   "install      | build install package        | scripts/check-install.sh"
-  "asan         | build test clang sanitizers  | preset asan"
-  "tsan         | build test                   | preset tsan"
+  "asan         | build test sanitizers        | preset asan"
+  "tsan         | build test sanitizers        | preset tsan"
   "clang-libcxx | build test libcxx            | preset clang-libcxx"
 )
 

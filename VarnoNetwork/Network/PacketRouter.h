@@ -87,7 +87,11 @@ class VARNO_EXPORT PacketRouter : public PacketHandleDelegate {
 
   template <class Packet>
   static bool isA(const HudPacket& packet) {
-    return dynamic_cast<const Packet*>(&packet) != nullptr;
+    if constexpr (std::same_as<Packet, HudPacket>) {
+      return true;
+    } else {
+      return dynamic_cast<const Packet*>(&packet) != nullptr;
+    }
   }
 
   Subscription subscribe(Role role, Matches matches, std::function<void(const HudPacket&)> handler);
