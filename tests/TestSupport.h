@@ -32,7 +32,7 @@ inline Bytes bytes(std::string_view hex) {
     const std::size_t digit = kDigits.find(character);
     if (digit == std::string_view::npos) throw std::invalid_argument(std::string(hex));
     if (!isSecondDigit) result.push_back(0);
-    result.back() = static_cast<std::uint8_t>(result.back() << 4 | digit);
+    result.back() = static_cast<std::uint8_t>(result.back() * 16U + digit);
     isSecondDigit = !isSecondDigit;
   }
   if (isSecondDigit) throw std::invalid_argument(std::string(hex));
@@ -70,6 +70,9 @@ inline constexpr std::string_view kOutOfBounds =
     "IndexOutOfBoundsException: Attempted to access an array index that is out of bounds";
 inline constexpr std::string_view kNotYetImplemented =
     "InternalInconsistencyException: Not yet implemented";
+inline constexpr std::string_view kMutated =
+    "CollectionMutatedException: The set of listeners was changed while a packet was delivered to "
+    "it";
 inline constexpr std::string_view kClosed =
     "MainThreadClosedException: The main thread takes no more tasks";
 
@@ -175,5 +178,10 @@ class MainThreadScope {
  private:
   const std::shared_ptr<MainThreadQueue> queue_ = std::make_shared<MainThreadQueue>();
 };
+
+// Returns at all only where no thread holds the network's listener lock.
+inline void expectLockIsFree(HudNetwork& network) {
+  std::async(std::launch::async, [&] { network.unregisterPacketHandleDelegate(nullptr); }).get();
+}
 
 }  // namespace varno::test

@@ -1,0 +1,351 @@
+#include "TestSupport.h"
+
+#include <VarnoNetwork/Network/Command/KeepAliveCommandPacket.h>
+#include <VarnoNetwork/Network/EventPacket.h>
+#include <VarnoNetwork/Network/HudInputStream.h>
+#include <VarnoNetwork/Network/HudOutputStream.h>
+#include <VarnoNetwork/Network/PacketType.h>
+
+#include <gmock/gmock.h>
+
+#include <clocale>
+#include <limits>
+#include <locale>
+#include <sstream>
+
+namespace varno::test {
+namespace {
+
+using testing::ElementsAre;
+using Lines = std::vector<std::string>;
+
+// A record and a packet type of an application's own, with a field of every kind.
+struct Wheel {
+  static constexpr std::string_view kTypeName = "Wheel";
+  std::int16_t number = 0;
+  HudString name;
+
+  template <class Self, class Visit>
+  static void fields(Self& self, Visit& visit) {
+    visit("number", self.number);
+    visit("name", self.name);
+  }
+};
+
+struct EveryKindPacket : TypedPacket<EveryKindPacket, CommandPacket, 0x03, 0x7D> {
+  static constexpr std::string_view kTypeName = "EveryKindPacket";
+  bool flag = false;
+  std::uint8_t octet = 0;
+  std::int16_t shorter = 0;
+  std::int32_t integer = 0;
+  std::int64_t longer = 0;
+  float single = 0;
+  double real = 0;
+  HudString text;
+  std::shared_ptr<Wheel> wheel;
+  std::shared_ptr<StringSet> names;
+  std::int32_t local = 0;
+
+  std::string description() const override {
+    return describe("%@[flag : %d longer : %lld real : %f text : %@]", flag, longer, real, text);
+  }
+
+  template <class Self, class Visit>
+  static void fields(Self& self, Visit& visit) {
+    visit("flag", self.flag);
+    visit("octet", self.octet);
+    visit("shorter", self.shorter);
+    visit("integer", self.integer);
+    visit("longer", self.longer);
+    visit("single", self.single);
+    visit("real", self.real);
+    visit("text", self.text);
+    visit("wheel", self.wheel);
+    visit("names", self.names);
+    visit.unsent("local", self.local);
+  }
+};
+
+constexpr const char* kEveryKindPayload =
+    "01 7D 7F FF FE 00 00 00 7D 00 00 00 00 00 00 00 00 7D 7E 3F 80 00 00 C0 04 00 00 00 00 00 00 "
+    "00 7D 7F 41 42 FF FE 00 7D 7F 41 42 00 00 00 7D 7F 00 01 61 00 01 62";
+
+template <class Value>
+Value sample() {
+  if constexpr (std::is_same_v<Value, bool>) return true;
+  if constexpr (std::is_same_v<Value, std::uint8_t>) return 0x02;
+  if constexpr (std::is_same_v<Value, std::int16_t>) return -2;
+  if constexpr (std::is_same_v<Value, std::int32_t>) return 0x7D;
+  if constexpr (std::is_same_v<Value, std::int64_t>) return 3;
+  if constexpr (std::is_same_v<Value, float>) return 1.0F;
+  if constexpr (std::is_same_v<Value, double>) return -2.5;
+  if constexpr (std::is_same_v<Value, HudString>) return "AB";
+  if constexpr (std::is_same_v<Value, StringSet>) return {"a", "b"};
+}
+
+// Lists the fields that it is shown, or fills in those that it may edit.
+template <bool kIsConst>
+class FieldWalker : public BasicFieldVisitor<kIsConst> {
+ public:
+  template <class Value>
+  using Field = typename BasicFieldVisitor<kIsConst>::template Field<Value>;
+
+  Lines seen;
+
+  void visit(const FieldInfo& field, Field<bool> value) override { take(field, value); }
+  void visit(const FieldInfo& field, Field<std::uint8_t> value) override { take(field, value); }
+  void visit(const FieldInfo& field, Field<std::int16_t> value) override { take(field, value); }
+  void visit(const FieldInfo& field, Field<std::int32_t> value) override { take(field, value); }
+  void visit(const FieldInfo& field, Field<std::int64_t> value) override { take(field, value); }
+  void visit(const FieldInfo& field, Field<float> value) override { take(field, value); }
+  void visit(const FieldInfo& field, Field<double> value) override { take(field, value); }
+  void visit(const FieldInfo& field, Field<HudString> value) override { take(field, value); }
+  void visit(const FieldInfo& field, Field<StringSet> value) override { take(field, value); }
+  void beginRecord(const FieldInfo& field, std::string_view typeName) override {
+    seen.push_back(std::string(field.name) + " " + std::string(typeName) + "{");
+  }
+  void endRecord() override { seen.emplace_back("}"); }
+
+ private:
+  template <class Value>
+  void take(const FieldInfo& field, Value& value) {
+    if constexpr (!kIsConst) value = sample<Value>();
+    seen.push_back(std::string(field.name) + (field.isOnWire ? " " : " (unsent) ") + shown(value));
+  }
+  template <class Value>
+  static std::string shown(const Value& value) {
+    std::ostringstream stream;
+    if constexpr (std::is_same_v<Value, HudString>) {
+      stream << value.value_or("(null)");
+    } else if constexpr (std::is_same_v<Value, StringSet>) {
+      for (const std::string& text : value) stream << text << ';';
+    } else {
+      stream << +value;
+    }
+    return stream.str();
+  }
+};
+
+Lines fieldsOf(const HudPacket& packet) {
+  FieldWalker<true> walker;
+  packet.visitFields(walker);
+  return walker.seen;
+}
+
+std::string frameOf(const HudPacket& packet) {
+  HudOutputStream stream;
+  packet.serialize(stream);
+  return hex(stream.toNSData());
+}
+
+bool parse(HudPacket& packet, std::span<const std::uint8_t> payload) {
+  HudInputStream stream(payload);
+  return packet.parsePayload(stream);
+}
+
+TEST(Packet, FieldsOfEveryKind) {
+  EveryKindPacket packet;
+  EXPECT_EQ(
+      frameOf(packet),  // what is absent counts as empty
+      "02 7D 7F 7D 7E 7D 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 "
+      "00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 03");
+  EXPECT_EQ(fieldsOf(packet).size(), 14U);
+  EXPECT_EQ(packet.wheel, nullptr);
+
+  FieldWalker<false> editor;
+  packet.editFields(editor);
+  const auto filled = ElementsAre("flag 1", "octet 2", "shorter -2", "integer 125", "longer 3",
+                                  "single 1", "real -2.5", "text AB", "wheel Wheel{", "number -2",
+                                  "name AB", "}", "names a;b;", "local (unsent) 125");
+  EXPECT_THAT(editor.seen, filled);
+  EXPECT_THAT(fieldsOf(packet), filled);
+  EXPECT_EQ(frameOf(packet), "02 7D 7F 7D 7E 7D 00 " + std::string(kEveryKindPayload) + " 03");
+  EXPECT_EQ(packet.description(),
+            "EveryKindPacket[flag : 1 longer : 3 real : -2.500000 text : AB]");
+
+  EveryKindPacket parsed;
+  EXPECT_TRUE(parse(parsed, bytes(std::string(kEveryKindPayload) + " 99")));
+  parsed.local = 125;
+  EXPECT_THAT(fieldsOf(parsed), filled);
+}
+
+// Cut after each byte, a payload is refused, and has stored just the fields that were whole.
+TEST(Packet, CutPayloadsKeepWhatCameBefore) {
+  const struct {
+    std::size_t end;  // of the field, on the wire
+    std::size_t line;
+    const char* shown;
+  } ends[] = {{1, 0, "flag 1"},       {3, 1, "octet 2"},   {5, 2, "shorter -2"},
+              {10, 3, "integer 125"}, {19, 4, "longer 3"}, {23, 5, "single 1"},
+              {31, 6, "real -2.5"},   {36, 7, "text AB"},  {38, 9, "number -2"},
+              {43, 10, "name AB"},    {51, 12, "names a;"}};
+  const Bytes whole = bytes(kEveryKindPayload);
+  ASSERT_EQ(whole.size(), 54U);
+  for (std::size_t length = 0; length < whole.size(); ++length) {
+    SCOPED_TRACE(length);
+    Lines expected = fieldsOf(EveryKindPacket());
+    for (const auto& field : ends) {
+      if (field.end <= length) expected[field.line] = field.shown;
+    }
+    EveryKindPacket packet;
+    EXPECT_FALSE(parse(packet, std::span(whole).first(length)));
+    EXPECT_EQ(fieldsOf(packet), expected);
+  }
+}
+
+TEST(Packet, SetsOfStringsAreFilledInPlace) {
+  const struct {
+    const char* wire;
+    bool isUsable;
+    StringSet set;
+  } rows[] = {
+      {"00 00 00 00", true, {}},
+      {"FF FF FF FF 00 01 61", true, {}},
+      {"00 00 00 7D 7F 00 01 61 00 01 61", true, {"a"}},
+      {"00 00 00 7D 7F 00 01 61 00 01 FF", false, {"a"}},
+      {"7F FF FF FF 00 01 61", false, {"a"}},
+      {"00 00 00", false, {}},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.wire);
+    const auto shared = std::make_shared<StringSet>(StringSet{"before"});
+    std::shared_ptr<StringSet> names = shared;
+    HudInputStream stream(bytes(row.wire));
+    PayloadReader reader(stream);
+    EXPECT_EQ(thrownBy([&] { reader("names", names); }).empty(), row.isUsable);
+    EXPECT_EQ(*shared, row.set);
+    EXPECT_EQ(names, shared);
+  }
+}
+
+// Without a payload of its own.
+struct NamelessEventPacket : IdentifiedPacket<NamelessEventPacket, EventPacket, 1, 0> {
+  static constexpr std::string_view kTypeName = "NamelessEventPacket";
+};
+
+// What a type leaves open fails, behind what was written by then.
+TEST(Packet, AbstractBasesFail) {
+  const std::pair<std::unique_ptr<HudPacket>, const char*> rows[] = {
+      {std::make_unique<HudPacket>(), "41 02"},
+      {std::make_unique<CommandPacket>(), "41 02 7D 7F"},
+      {std::make_unique<EventPacket>(), "41 02 7D 7E"},
+      {std::make_unique<NamelessEventPacket>(), "41 02 7D 7E 01 00"}};
+  for (const auto& [packet, partOfFrame] : rows) {
+    SCOPED_TRACE(packet->description());
+    HudOutputStream stream;
+    stream.writeByte(0x41);  // a frame is appended to what is there
+    EXPECT_EQ(thrownBy([&] { packet->serialize(stream); }), kNotYetImplemented);
+    EXPECT_EQ(hex(stream.toNSData()), partOfFrame);
+    EXPECT_EQ(thrownBy([&] { packet->appendPayload(stream); }), kNotYetImplemented);
+    EXPECT_EQ(thrownBy([&] { parse(*packet, {}); }), kNotYetImplemented);
+  }
+  const HudPacket& packet = *rows[0].first;
+  EXPECT_EQ(thrownBy([&] { packet.getCommand(); }), kNotYetImplemented);
+  EXPECT_EQ(thrownBy([&] { packet.getParam1(); }), kNotYetImplemented);
+  EXPECT_EQ(thrownBy([&] { packet.getParam2(); }), kNotYetImplemented);
+  EXPECT_EQ(packet.description(), "HudPacket[]");
+}
+
+TEST(Packet, TypesAreValues) {
+  const PacketType keepAlive = PacketType::of<KeepAliveCommandPacket>();
+  const PacketType everyKind = PacketType::of<EveryKindPacket>();
+  EXPECT_EQ(keepAlive, PacketType::of<KeepAliveCommandPacket>());
+  EXPECT_FALSE(keepAlive == everyKind);
+  EXPECT_NE(keepAlive < everyKind, everyKind < keepAlive);
+  EXPECT_EQ(keepAlive.name(), "KeepAliveCommandPacket");
+  EXPECT_EQ(everyKind.make()->typeName(), "EveryKindPacket");
+  EXPECT_EQ(everyKind.identifiers().param2, 0x7D);
+}
+
+Lines dump(const Bytes& content) {
+  LogCapture log;
+  HudPacket::hexDump("Label", content);
+  return log.take();
+}
+
+TEST(Packet, HexDump) {
+  EXPECT_THAT(dump({}), ElementsAre("Label Dump start", "Label Dump end"));
+  EXPECT_THAT(
+      dump(bytes("02 7D 7F 0F 00 03")),
+      ElementsAre("Label Dump start", "0000 02 7D 7F 0F 00 03         .}......", "Label Dump end"));
+  EXPECT_THAT(
+      dump(bytes("20 7E 1F 7F 80 FF 30 41")),
+      ElementsAre("Label Dump start", "0000 20 7E 1F 7F 80 FF 30 41    ~....0A", "Label Dump end"));
+  EXPECT_THAT(dump(bytes("61 62 63 64 65 66 67 68 69")),
+              ElementsAre("Label Dump start", "0000 61 62 63 64 65 66 67 68   abcdefgh",
+                          "0008 69                        i.......", "Label Dump end"));
+
+  const Lines rows = dump(Bytes(65537, 0x41));
+  ASSERT_EQ(rows.size(), 8195U);
+  EXPECT_EQ(rows[8192], "FFF8 41 41 41 41 41 41 41 41   AAAAAAAA");
+  EXPECT_EQ(rows[8193], "10000 41                        A.......");
+}
+
+// Every placeholder, with a result that is the same under every locale.
+void expectTexts() {
+  constexpr auto kInfinity = std::numeric_limits<double>::infinity();
+  const std::pair<std::string, std::string> rows[] = {
+      {formatText("%@|%@|%@", "a", std::string("%d"), std::string_view("c", 1)), "a|%d|c"},
+      {formatText("[%@][%@]", HudString(), HudString("")), "[(null)][]"},
+      {formatText("%d %d", true, false), "1 0"},
+      {formatText("%d %d", std::int8_t{-128}, std::uint8_t{255}), "-128 255"},
+      {formatText("%d %d", std::int16_t{-32768}, std::uint16_t{65535}), "-32768 65535"},
+      {formatText("%d %d", std::numeric_limits<std::int32_t>::min(), 1234567),
+       "-2147483648 1234567"},
+      {formatText("%lld", std::numeric_limits<std::int64_t>::min()), "-9223372036854775808"},
+      {formatText("%lu", std::numeric_limits<std::uint64_t>::max()), "18446744073709551615"},
+      {formatText("%X %X %X", 0, 0xBEEF, -1), "0 BEEF FFFFFFFF"},
+      {formatText("%02X %04X %08X %04X", std::uint8_t{0x0A}, 0xAB, 0x1234, 0x10000),
+       "0A 00AB 00001234 10000"},
+      {formatText("%f %f %f", 2.5F, -0.0, 0.1F), "2.500000 -0.000000 0.100000"},
+      {formatText("%f", 1234567.891), "1234567.891000"},
+      {formatText("%f", 1e30F), "1000000015047466219876688855040.000000"},
+      {formatText("%f %f", kInfinity, -kInfinity), "inf -inf"},
+      {formatText("<%c%c>", 'A', '\x7F'), "<A\x7F>"},
+  };
+  for (const auto& [text, expected] : rows) EXPECT_EQ(text, expected);
+}
+
+struct CommaPunctuation : std::numpunct<char> {
+  char do_decimal_point() const override { return ','; }
+  char do_thousands_sep() const override { return '.'; }
+  std::string do_grouping() const override { return "\3"; }
+};
+
+// Makes numbers look German in every way that the machine offers, while it lives.
+struct CommaLocale {
+  const std::locale before =
+      std::locale::global(std::locale(std::locale::classic(), new CommaPunctuation));
+  const std::string cBefore = std::setlocale(LC_ALL, nullptr);
+
+  CommaLocale() {
+    for (const char* name : {"de_DE.UTF-8", "fr_FR.UTF-8"}) {
+      if (std::setlocale(LC_ALL, name) != nullptr) break;
+    }
+  }
+  ~CommaLocale() {
+    std::setlocale(LC_ALL, cBefore.c_str());
+    std::locale::global(before);
+  }
+};
+
+TEST(Packet, TextsDoNotDependOnTheLocale) {
+  expectTexts();
+  const CommaLocale locale;
+  std::ostringstream stream;
+  stream << 1234 << ' ' << 1.5;
+  ASSERT_EQ(stream.str(), "1.234 1,5");
+  expectTexts();
+
+  EveryKindPacket packet;
+  packet.longer = 1234567;
+  packet.real = 1234567.5;
+  stream.str({});
+  stream << packet;
+  EXPECT_EQ(stream.str(),
+            "EveryKindPacket[flag : 0 longer : 1234567 real : 1234567.500000 text : (null)]");
+  EXPECT_EQ(dump(Bytes(1001, 0x42))[126], "03E8 42                        B.......");
+}
+
+}  // namespace
+}  // namespace varno::test
