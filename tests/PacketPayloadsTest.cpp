@@ -1,0 +1,255 @@
+#include <VarnoNetwork/VarnoNetwork.h>
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <limits>
+#include <map>
+#include <sstream>
+
+#include "TestSupport.h"
+
+namespace varno::test {
+namespace {
+
+// Gives every field a value that is not its default and has all bytes that are stuffed.
+class Filler : public FieldEditor {
+ public:
+  void visit(const FieldInfo&, bool& value) override { value = !value; }
+  void visit(const FieldInfo&, std::uint8_t& value) override { value = 0x7D; }
+  void visit(const FieldInfo&, std::int16_t& value) override { value = 0x027D; }
+  void visit(const FieldInfo&, std::int32_t& value) override { value = 0x7D0203FE; }
+  void visit(const FieldInfo&, std::int64_t& value) override { value = -0x7D0203FE037D027E; }
+  void visit(const FieldInfo&, float& value) override { value = std::bit_cast<float>(0x7D0203FE); }
+  void visit(const FieldInfo&, double& value) override {
+    value = std::bit_cast<double>(0x7D0203FE037D027E);
+  }
+  void visit(const FieldInfo& field, HudString& value) override {
+    value = "\x02\x03} \xE6\xBC\xA2 " + std::string(field.name);
+  }
+  void visit(const FieldInfo&, std::set<std::string>& value) override {
+    value = {"", "\x02}", "\xE6\xBC\xA2"};
+  }
+  void beginRecord(const FieldInfo&, std::string_view) override {}
+  void endRecord() override {}
+};
+
+// A packet's fields by name, as the bytes that each takes on the wire, and where in the payload
+// each ends. A set counts as one field for each of its strings.
+class Contents : public FieldVisitor {
+ public:
+  using Fields = std::map<std::string, std::string>;
+
+  explicit Contents(const HudPacket& packet) { packet.visitFields(*this); }
+
+  Fields all() const { return before(kUnsent); }
+
+  // The fields that the first bytes of the payload hold.
+  Fields before(std::size_t end) const {
+    Fields fields;
+    for (const Entry& entry : entries_) {
+      if (entry.end <= end) fields[entry.name] = entry.bytes;
+    }
+    return fields;
+  }
+
+  void visit(const FieldInfo& field, const bool& value) override {
+    add(field, &HudOutputStream::writeBoolean, value);
+  }
+  void visit(const FieldInfo& field, const std::uint8_t& value) override {
+    add(field, &HudOutputStream::writeByte, value);
+  }
+  void visit(const FieldInfo& field, const std::int16_t& value) override {
+    add(field, &HudOutputStream::writeShort, value);
+  }
+  void visit(const FieldInfo& field, const std::int32_t& value) override {
+    add(field, &HudOutputStream::writeInt, value);
+  }
+  void visit(const FieldInfo& field, const std::int64_t& value) override {
+    add(field, &HudOutputStream::writeLong, value);
+  }
+  void visit(const FieldInfo& field, const float& value) override {
+    add(field, &HudOutputStream::writeFloat, value);
+  }
+  void visit(const FieldInfo& field, const double& value) override {
+    add(field, &HudOutputStream::writeDouble, value);
+  }
+  void visit(const FieldInfo& field, const HudString& value) override { addText(field, value); }
+  void visit(const FieldInfo& field, const std::set<std::string>& value) override {
+    HudOutputStream count;
+    count.writeInt(static_cast<std::int32_t>(value.size()));
+    end_ += count.toNSData().size();
+    for (const std::string& text : value) {
+      addText({std::string(field.name) + "." + text, field.isOnWire}, text);
+    }
+  }
+  void beginRecord(const FieldInfo& field, std::string_view) override {
+    record_ = std::string(field.name) + ".";
+  }
+  void endRecord() override { record_.clear(); }
+
+ private:
+  static constexpr std::size_t kUnsent = std::numeric_limits<std::size_t>::max();
+
+  struct Entry {
+    std::string name;
+    std::string bytes;
+    std::size_t end;
+  };
+
+  template <class Value>
+  void add(const FieldInfo& field, void (HudOutputStream::*write)(Value), const Value& value) {
+    HudOutputStream stream;
+    (stream.*write)(value);
+    const Bytes bytes = stream.toNSData();
+    if (field.isOnWire) end_ += bytes.size();
+    entries_.push_back(
+        {record_ + std::string(field.name), hex(bytes), field.isOnWire ? end_ : kUnsent});
+  }
+  void addText(const FieldInfo& field, const HudString& text) {
+    add<std::optional<std::string_view>>(field, &HudOutputStream::writeUTF, text);
+  }
+
+  std::vector<Entry> entries_;
+  std::string record_;
+  std::size_t end_ = 0;
+};
+
+Bytes payloadOf(const HudPacket& packet) {
+  HudOutputStream stream;
+  packet.appendPayload(stream);
+  return stream.toNSData();
+}
+
+bool parse(HudPacket& packet, std::span<const std::uint8_t> payload) {
+  HudInputStream stream(payload);
+  return packet.parsePayload(stream);
+}
+
+TEST(PacketPayloads, ReadBackWhatWasWritten) {
+  const LogCapture log;
+  for (const PacketType type : PacketCatalogue::packetTypes()) {
+    SCOPED_TRACE(type.name());
+    const auto written = type.make();
+    Filler filler;
+    written->editFields(filler);
+    const Contents contents(*written);
+    const Bytes payload = payloadOf(*written);
+    // Cut at every byte it is refused, and the fields before the cut are stored.
+    for (std::size_t cut = 0; cut <= payload.size(); ++cut) {
+      const auto read = type.make();
+      Contents::Fields expected = contents.before(cut);
+      expected.merge(Contents(*read).all());
+      Bytes received(payload.data(), payload.data() + cut);
+      const bool isWhole = cut == payload.size();
+      if (isWhole) received.insert(received.end(), {0x7D, 0x00, 0xFF});  // nothing looks at these
+      // The version event is the one that cannot read what it wrote.
+      const bool isReadable = isWhole && type != PacketType::of<HudVersionEventPacket>();
+      EXPECT_EQ(parse(*read, received), isReadable);
+      EXPECT_EQ(Contents(*read).all(), expected) << "cut at " << cut;
+    }
+  }
+}
+
+struct ParseRow {
+  PacketType type;
+  const char* payload;
+  bool isParsed;
+  std::string description;  // afterwards, without the type's name
+  std::vector<std::string> log = {};
+};
+
+std::vector<ParseRow> irregularPayloads() {
+  const auto setting = PacketType::of<DisplayNotificationSettingCommandPacket>();
+  const auto version = PacketType::of<HudVersionEventPacket>();
+  const auto versions = [](const char* model, const char* system, const char* ble) {
+    return formatText("[modelName : %@ systemVersion : %@ bleVersion : %@]", model, system, ble);
+  };
+  const auto names = [](std::size_t count, const char* list) {
+    return formatText(
+        "[enable : 1, textColor : 0xFFFFFFFF, icon : 0x0, package name count : %lu package name "
+        "list[%@]]",
+        count, list);
+  };
+  return {
+      {PacketType::of<VarnoModeCommandPacket>(), "00 00 00 00", true, "[mode : android]"},
+      {PacketType::of<DisplaySpeedUnitsCommandPacket>(), "00 00 00 00", true,
+       "[speedUnitType : km/h]"},
+      {PacketType::of<FullScreenCommandPacket>(), "7D 7F", true, "[isFullScreen : 1]"},
+      {PacketType::of<KeyStoneCommandPacket>(), "80 00 00 00", true, "[keyStone : -0.000000]"},
+      {PacketType::of<SoftwareUpdateEventPacket>(), "00 01 31", true, "[serverIp : 192.168.43.1]"},
+      {PacketType::of<UartConnectionEventPacket>(), "00 01 31", true, "[]"},
+      {PacketType::of<WifiStationStatusEventPacket>(), "00 00 00 05 00 01 FF 00 00", true,
+       "[errorCode : 5 errorMessage : (null) ipAddress : ]"},
+      {PacketType::of<BluetoothDeviceFoundEventPacket>(), "00 01 C3 00 01 42 01", true,
+       "[soundDevice : BluetoothSoundDevice[name : (null), address : B isConnected:1]]"},
+
+      // A count below 0 is none, a repeated name counts once, one that is no UTF-8 ends it all.
+      {setting, "01 FF FF FF FF 00 00 00 00 FF FF FF FF 00 01 61", true, names(0, "")},
+      {setting, "01 FF FF FF FF 00 00 00 00 00 00 00 7D 7F 00 01 61 00 01 61", true, names(1, "a")},
+      {setting, "01 FF FF FF FF 00 00 00 00 00 00 00 7D 7F 00 01 61 00 01 FF", false,
+       names(1, "a")},
+      {setting, "01 FF FF FF FF 00 00 00 00 00 00 00 04 00 01 61 00 01 62 00 01 63 00 01 64", true,
+       names(4, "a, b, c, d")},
+      {setting,
+       "01 FF FF FF FF 00 00 00 00 00 00 00 05 00 01 61 00 01 62 00 01 63 00 01 64 00 01 65", true,
+       names(5, "a, b, c, d, e...")},
+      {setting,
+       "01 FF FF FF FF 00 00 00 00 00 00 00 06 00 01 61 00 01 62 00 01 63 00 01 64 00 01 65 00 01 "
+       "66",
+       true, names(6, "a, b, c, d, e...")},
+
+      {version, "00 05 41 26 42 26 43", true, versions("A", "B", "C")},
+      {version, "00 04 41 26 26 43 26", true, versions("A", "", "C")},
+      {version, "00 7D 7F 26 26", true, versions("", "", "")},
+      {version, "00 7D 7E 41 26 42", false, versions("", "", ""), {"Invalid version string(A&B)"}},
+      {version,
+       "00 07 41 26 42 26 43 26 44",
+       false,
+       versions("", "", ""),
+       {"Invalid version string(A&B&C&D)"}},
+      {version, "00 04 41 26 42 43", false, versions("", "", ""), {"Invalid version string(A&BC)"}},
+      {version, "00 00", false, versions("", "", ""), {"Invalid version string()"}},
+      {version, "00 01 FF", false, versions("", "", ""), {"Invalid version string((null))"}},
+      {version, "00 05 41 26", false, versions("", "", "")},
+  };
+}
+
+TEST(PacketPayloads, IrregularOnes) {
+  LogCapture log;
+  for (const ParseRow& row : irregularPayloads()) {
+    const auto packet = row.type.make();
+    SCOPED_TRACE(std::string(row.type.name()) + " from " + row.payload);
+    EXPECT_EQ(parse(*packet, bytes(row.payload)), row.isParsed);
+    EXPECT_EQ(packet->description(), std::string(row.type.name()) + row.description);
+    EXPECT_EQ(log.take(), row.log);
+  }
+}
+
+TEST(PacketPayloads, SoundDeviceIsSharedAndMayBeNull) {
+  const Bytes payload = bytes("00 01 41 00 01 42 01 07");
+  BluetoothConnectionEventPacket packet;
+  const auto device = std::make_shared<BluetoothSoundDevice>();
+  packet.setSoundDevice(device);
+  ASSERT_TRUE(parse(packet, payload));
+  EXPECT_EQ(packet.soundDevice(), device);
+  std::ostringstream printed;
+  printed << *device;
+  EXPECT_EQ(printed.str(), "BluetoothSoundDevice[name : A, address : B isConnected:1]");
+
+  HudOutputStream stream;
+  device->serialize(stream);
+  EXPECT_EQ(hex(stream.toNSData()), "00 01 41 00 01 42 01");
+  HudInputStream cut(bytes("00 01 43 00 7D 7F 44"));
+  EXPECT_EQ(thrownBy([&] { device->deserialize(cut); }), kOutOfBounds);
+  EXPECT_EQ(device->description(), "BluetoothSoundDevice[name : C, address : B isConnected:1]");
+
+  packet.setSoundDevice(nullptr);
+  EXPECT_EQ(packet.description(), "BluetoothConnectionEventPacket[soundDevice : (null) event : 7]");
+  EXPECT_EQ(hex(payloadOf(packet)), "00 00 00 00 00 07");
+  EXPECT_EQ(Contents(packet).all().size(), 4U);
+  ASSERT_TRUE(parse(packet, payload));
+  EXPECT_EQ(packet.soundDevice()->address(), "B");
+}
+
+}  // namespace
+}  // namespace varno::test
