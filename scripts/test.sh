@@ -5,6 +5,9 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
+# Compiles each public header on its own.
+headersTarget=VarnoNetwork-static_verify_interface_header_sets
+
 # A stage: its name | the groups of packages it needs | its command.
 stages=(
   "format       | format                       | scripts/format.sh --check"
@@ -14,6 +17,7 @@ stages=(
   "asan         | build test sanitizers        | preset asan"
   "tsan         | build test sanitizers        | preset tsan"
   "clang-libcxx | build test libcxx            | preset clang-libcxx"
+  "headers      | build test libcxx            | scripts/build.sh clang-libcxx $headersTarget"
 )
 
 preset() {
