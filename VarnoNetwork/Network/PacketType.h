@@ -10,6 +10,7 @@
 
 namespace varno {
 
+// The three bytes that tell packet types apart.
 struct PacketIdentifiers {
   std::uint8_t command = 0;
   std::uint8_t param1 = 0;

@@ -27,6 +27,7 @@ concept FieldRecord = std::default_initializable<Type> && requires {
 
 using StringSet = std::set<std::string>;
 
+// Writes each value with the stream operation for its type.
 class PayloadWriter {
  public:
   explicit PayloadWriter(HudOutputStream& stream) : stream_(stream) {}
