@@ -10,7 +10,8 @@ declare -A groups=(
   [libcxx]="clang libc++-dev libc++abi-dev"
   [format]="clang-format git"
   [scripts]="shellcheck"
-  [bench]="libbenchmark-dev"
+  [bench]="libbenchmark-dev python3"
+  [instructions]="valgrind"
   [package]="dpkg-dev file"
   [install]="pkg-config"
 )

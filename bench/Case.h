@@ -1,0 +1,54 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdlib>
+#include <functional>
+#include <iostream>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace varno::bench {
+
+// Does what is measured so many times.
+using Loop = std::function<void(std::size_t times)>;
+
+// One job, done in up to three ways: by the library; by hand, with what nobody can do without (the
+// floor); and with the byte-at-a-time streams. A way that says nothing about the job is empty.
+struct Case {
+  std::string name;
+  Loop library;
+  Loop floor = {};
+  Loop reference = {};
+  bool waits = false;  // on another thread, so that only the wall clock tells how long it took
+};
+
+template <class Action>
+Loop repeat(Action action) {
+  return [action = std::move(action)](std::size_t times) {
+    while (times-- > 0) action();
+  };
+}
+
+// A comparison is worth nothing if the ways do not do the same.
+inline void require(bool condition, const std::string& what) {
+  if (condition) return;
+  std::cerr << "The benchmark compares different things: " << what << '\n';
+  std::exit(1);
+}
+
+std::vector<Case> sendCases();
+std::vector<Case> receiveCases();
+std::vector<Case> mixedCases();
+std::vector<Case> handOverCases();
+std::vector<Case> startCases();
+
+inline std::vector<Case> allCases() {
+  std::vector<Case> all;
+  for (auto* cases : {sendCases, receiveCases, mixedCases, handOverCases, startCases}) {
+    for (Case& one : cases()) all.push_back(std::move(one));
+  }
+  return all;
+}
+
+}  // namespace varno::bench

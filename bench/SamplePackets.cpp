@@ -1,0 +1,71 @@
+#include <VarnoNetwork/VarnoNetwork.h>
+#include <bench/SamplePackets.h>
+
+#include <random>
+#include <string_view>
+#include <utility>
+
+namespace varno::bench {
+namespace {
+
+constexpr std::size_t kBigBytes = 30'000;
+
+std::string ascii(std::size_t length) {
+  constexpr std::string_view kPangram = "The quick brown fox jumps over the lazy dog, 0123456789 ";
+  std::string text;
+  while (text.size() < length) text += kPangram;
+  text.resize(length);
+  return text;
+}
+
+std::string escaped() {
+  constexpr std::string_view kEscapes = "\x02\x03\x7D";
+  std::string text = ascii(kBigBytes);
+  std::minstd_rand random(1);
+  for (std::size_t count = 0; count < text.size() / 100; ++count) {
+    text[random() % text.size()] = kEscapes[random() % kEscapes.size()];
+  }
+  return text;
+}
+
+std::string cjk() {
+  std::string text;
+  std::minstd_rand random(2);
+  while (text.size() < kBigBytes) {
+    const auto value = static_cast<char32_t>(0xAC00 + random() % 11'172);  // a Hangul syllable
+    text += static_cast<char>(0xE0 | value >> 12);
+    text += static_cast<char>(0x80 | (value >> 6 & 0x3F));
+    text += static_cast<char>(0x80 | (value & 0x3F));
+  }
+  return text;
+}
+
+std::shared_ptr<HudPacket> message(std::string text) {
+  auto packet = std::make_shared<SocialNotificationPacket>();
+  packet->setMessage(std::move(text));
+  return packet;
+}
+
+}  // namespace
+
+std::shared_ptr<HudPacket> smallPacket() { return std::make_shared<KeepAliveCommandPacket>(); }
+
+std::vector<Sample> samplePackets() {
+  auto medium = std::make_shared<SystemTimeCommandPacket>();
+  medium->setTimeInMillis(1'700'000'000'000);
+  medium->setTimeZoneId("America/New_York");
+  auto text = std::make_shared<SocialNotificationPacket>();
+  text->setPackageName(ascii(15));
+  text->setTitle(ascii(20));
+  text->setMessage(ascii(80));
+  return {{"small", smallPacket()},
+          {"medium", medium},
+          {"text", text},
+          {"ascii 300", message(ascii(300))},
+          {"ascii 3000", message(ascii(3'000))},
+          {"big", message(ascii(kBigBytes))},
+          {"escaped", message(escaped())},
+          {"cjk", message(cjk())}};
+}
+
+}  // namespace varno::bench

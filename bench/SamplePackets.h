@@ -1,0 +1,27 @@
+#pragma once
+
+#include <VarnoNetwork/Network/HudPacket.h>
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace varno::bench {
+
+struct Sample {
+  std::string name;
+  std::shared_ptr<HudPacket> packet;
+};
+
+//   small     no payload
+//   medium    a 64-bit integer and a string of 16 bytes
+//   text      strings of 15, 20 and 80 bytes
+//   big       one string of 30,000 ASCII bytes; also with 300 and 3,000 bytes
+//   escaped   the same, 1% of whose bytes are escaped
+//   cjk       10,000 characters of three bytes
+std::vector<Sample> samplePackets();
+
+std::shared_ptr<HudPacket> smallPacket();
+
+}  // namespace varno::bench
