@@ -1,0 +1,124 @@
+#include "TestSupport.h"
+#include "examples/link/FrameReader.h"
+#include "examples/link/FrameWriter.h"
+#include "examples/link/MainLoop.h"
+
+#include <VarnoNetwork/VarnoNetwork.h>
+
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <array>
+
+namespace varno::test {
+namespace {
+
+using example::Descriptor;
+
+// Two connected sockets that do not block, with little room between them.
+struct SocketPair {
+  SocketPair() {
+    std::array<int, 2> numbers{};
+    if (::socketpair(AF_UNIX, SOCK_STREAM, 0, numbers.data()) != 0) {
+      example::throwErrno("socketpair");
+    }
+    near = Descriptor(numbers[0]);
+    far = Descriptor(numbers[1]);
+    const int room = 4096;
+    ::setsockopt(numbers[0], SOL_SOCKET, SO_SNDBUF, &room, sizeof room);
+    for (const int number : numbers) example::makeNonBlocking(number);
+  }
+
+  Descriptor near{-1};
+  Descriptor far{-1};
+};
+
+class LinkNetwork : public HudNetwork {
+ public:
+  explicit LinkNetwork(int link) : writer_(link) {}
+  bool sendPacketImpl(Bytes frame) override { return writer_.write(frame); }
+
+ private:
+  example::FrameWriter writer_;
+};
+
+TEST(FrameLink, CarriesWholeFramesOfSeveralThreads) {
+  constexpr int kThreads = 3;
+  constexpr int kPacketsEach = 20;
+  MainThreadScope scope;
+  const LogCapture log;
+  SocketPair sockets;
+  LinkNetwork network(sockets.near.number());
+  const auto listener = std::make_shared<RecordingListener>();
+  bool hasThrown = false;
+  listener->action = [&](const auto&) {
+    if (!std::exchange(hasThrown, true)) throw 7;  // costs its own frame nothing and no other
+  };
+  network.registerPacketHandleDelegate(listener);
+  std::string end;
+  example::FrameReader reader(network, sockets.far.number(),
+                              [&](const std::string& reason) { end = reason; });
+  example::MainLoop loop(scope.queue());
+  reader.start();
+
+  auto senders = std::async(std::launch::async, [&] {
+    std::vector<std::future<int>> threads;
+    for (int thread = 0; thread < kThreads; ++thread) {
+      threads.push_back(std::async(std::launch::async, [&] {
+        SocialNotificationPacket packet;
+        packet.setMessage(std::string(20'000, '}'));  // 40,000 bytes of a frame
+        int sent = 0;
+        while (sent < kPacketsEach && network.sendPacket(packet)) ++sent;
+        return sent;
+      }));
+    }
+    int sent = 0;
+    for (auto& thread : threads) sent += thread.get();
+    ::shutdown(sockets.near.number(), SHUT_WR);
+    return sent;
+  });
+  EXPECT_TRUE(loop.runUntil(std::chrono::steady_clock::now() + std::chrono::minutes(1),
+                            [&] { return !end.empty(); }));
+  EXPECT_EQ(senders.get(), kThreads * kPacketsEach);
+  EXPECT_EQ(end, "the other side hung up");
+  reader.stop();
+  EXPECT_EQ(listener->take().size(), std::size_t{kThreads * kPacketsEach});
+  EXPECT_EQ(reader.failedFrames(), 1U);
+  EXPECT_EQ(reader.counts().skippedBytes, 0U);
+}
+
+TEST(FrameLink, EndsWhileADeliveryWaitsForTheMainThread) {
+  MainThreadScope scope;
+  SocketPair sockets;
+  LinkNetwork network(sockets.near.number());
+  network.registerPacketHandleDelegate(std::make_shared<RecordingListener>());
+  example::FrameReader reader(network, sockets.far.number(), [](const std::string&) {});
+  // Woken by the delivery, which is then never run.
+  example::WakePipe isWaiting;
+  scope.queue().setWakeUp([&] { isWaiting.wake(); });
+  reader.start();
+  EXPECT_TRUE(network.sendPacket(KeepAliveCommandPacket()));
+  pollfd polled{isWaiting.descriptor(), POLLIN, 0};
+  EXPECT_TRUE(example::pollUntil({&polled, 1}, std::nullopt));
+  scope.queue().quit();
+  reader.stop();
+}
+
+TEST(FrameLink, WriterGivesUpWithoutSignal) {
+  const Bytes frame = bytes("02 7D 7F 0F 00 03");
+  std::array<int, 2> pipe{};
+  ASSERT_EQ(::pipe(pipe.data()), 0);
+  const Descriptor in(pipe[1]);
+  ::close(pipe[0]);
+  EXPECT_FALSE(example::FrameWriter(in.number()).write(frame));  // a pipe without a reader
+
+  SocketPair sockets;
+  example::FrameWriter writer(sockets.near.number(), std::chrono::milliseconds(20));
+  EXPECT_FALSE(writer.write(Bytes(1'000'000)));  // a peer that does not read
+  sockets.far = Descriptor(-1);
+  EXPECT_FALSE(writer.write(frame));  // a peer that is gone
+}
+
+}  // namespace
+}  // namespace varno::test
