@@ -1,0 +1,112 @@
+// Starts a phone application and a display as two processes that talk over a pseudo-terminal, the
+// nearest thing to the serial link of a real unit. Exit status 0 when both ended well.
+
+#include "DemoLog.h"
+#include "link/Terminal.h"
+
+#include <VarnoNetwork/Network/HudLog.h>
+
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <exception>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <system_error>
+#include <thread>
+
+namespace varno::example {
+namespace {
+
+// Both end by themselves long before; this is for one that hangs.
+constexpr std::chrono::seconds kTimeLimit{20};
+
+// A program that was started.
+class Program {
+ public:
+  // Starts directory/name with one argument. standardInput: a descriptor for it; -1 leaves ours.
+  Program(const std::filesystem::path& directory, std::string name, std::string argument,
+          int standardInput)
+      : name_(std::move(name)) {
+    std::string path = directory / name_;
+    const std::array<char*, 3> arguments{path.data(), argument.data(), nullptr};
+    posix_spawn_file_actions_t actions;
+    ::posix_spawn_file_actions_init(&actions);
+    if (standardInput >= 0) {
+      ::posix_spawn_file_actions_adddup2(&actions, standardInput, STDIN_FILENO);
+    }
+    const int error =
+        ::posix_spawn(&process_, path.c_str(), &actions, nullptr, arguments.data(), environ);
+    ::posix_spawn_file_actions_destroy(&actions);
+    if (error != 0) throw std::system_error(error, std::generic_category(), path);
+  }
+
+  ~Program() {
+    if (hasEnded()) return;
+    ::kill(process_, SIGKILL);
+    ::waitpid(process_, nullptr, 0);
+  }
+
+  Program(const Program&) = delete;
+  Program& operator=(const Program&) = delete;
+
+  bool hasEnded() {
+    int status = 0;
+    if (!status_ && ::waitpid(process_, &status, WNOHANG) == process_) status_ = status;
+    return status_.has_value();
+  }
+
+  // Whether it ended well; tells the reason if not.
+  bool endedWell() {
+    if (!hasEnded()) {
+      HudLog::write(name_ + " did not end and is stopped");
+    } else if (WIFSIGNALED(*status_)) {
+      HudLog::write(name_ + " was ended by signal " + std::to_string(WTERMSIG(*status_)));
+    } else if (WEXITSTATUS(*status_) != 0) {
+      HudLog::write(name_ + " failed with status " + std::to_string(WEXITSTATUS(*status_)));
+    } else {
+      return true;
+    }
+    return false;
+  }
+
+ private:
+  std::string name_;
+  pid_t process_ = -1;
+  std::optional<int> status_;
+};
+
+bool runDemo(const std::filesystem::path& directory) {
+  std::optional<PseudoTerminal> line = openPseudoTerminal();
+  HudLog::write("a phone and a display talk over the pseudo-terminal " + line->other);
+  Program display(directory, "display", "-", line->side.number());
+  Program phone(directory, "phone", line->other, -1);
+  line.reset();  // now it is the display's alone, and the phone sees it go when the display ends
+
+  const Deadline deadline = std::chrono::steady_clock::now() + kTimeLimit;
+  while (!(display.hasEnded() && phone.hasEnded()) && std::chrono::steady_clock::now() < deadline) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  const bool displayEndedWell = display.endedWell();
+  return phone.endedWell() && displayEndedWell;
+}
+
+}  // namespace
+}  // namespace varno::example
+
+int main(int /*argc*/, char** argv) {
+  using varno::HudLog;
+  varno::example::logAs("demo");
+  try {
+    if (!varno::example::runDemo(std::filesystem::path(argv[0]).parent_path())) return 1;
+    HudLog::write("both ended well");
+    return 0;
+  } catch (const std::exception& exception) {
+    HudLog::write(std::string("failed: ") + exception.what());
+    return 1;
+  }
+}
