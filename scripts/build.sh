@@ -9,9 +9,16 @@ shift
 
 log=build/$preset.configure.log
 mkdir -p build
-if ! cmake --preset "$preset" >"$log" 2>&1; then
-  cat "$log"
-  exit 1
+configure() {
+  if ! cmake --preset "$preset" "$@" >"$log" 2>&1; then
+    cat "$log"
+    exit 1
+  fi
+}
+configure
+# When the compiler is another than last time, cmake starts over and forgets the preset's variables.
+if grep --quiet 'require your cache to be deleted' "$log"; then
+  configure --fresh
 fi
 echo "Building build/$preset"
 cmake --build --preset "$preset" ${1:+--target "$@"} -- --quiet
