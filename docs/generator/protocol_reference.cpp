@@ -5,6 +5,7 @@
 
 #include <fstream>
 #include <iostream>
+#include <stdexcept>
 
 namespace {
 
@@ -133,13 +134,7 @@ std::string sectionOf(PacketType type) {
   return text + formatText("\nExample: `%@`\n", exampleOf(*packet));
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-  if (argc != 2) {
-    std::cerr << "usage: protocol_reference FILE\n";
-    return 2;
-  }
+void writeReference(const char* path) {
   std::string overview =
       "\n| Packet type | Direction | Command | param1 | param2 | Packet id |\n|---|---|---|---|---|"
       "---|\n";
@@ -148,10 +143,20 @@ int main(int argc, char** argv) {
     overview += overviewOf(type);
     sections += sectionOf(type);
   }
-  std::ofstream file(argv[1], std::ios::binary);
+  std::ofstream file(path, std::ios::binary);
   file << kIntroduction << overview << sections;
-  if (!file.flush()) {
-    std::cerr << "protocol_reference: cannot write " << argv[1] << '\n';
-    return 1;
+  if (!file.flush()) throw std::runtime_error(std::string("cannot write ") + path);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) try {
+  if (argc != 2) {
+    std::cerr << "usage: protocol_reference FILE\n";
+    return 2;
   }
+  writeReference(argv[1]);
+} catch (const std::exception& exception) {
+  std::cerr << "protocol_reference: " << exception.what() << '\n';
+  return 1;
 }
