@@ -43,6 +43,12 @@ checkLinks() { # PAGE
   done < <(prose "$1" | grep -oE '\]\([^) ]+\)' | sed -E 's/^\]\(//; s/\)$//')
 }
 
+checkLanguages() { # PAGE: a block that is called otherwise would escape the checks
+  local other
+  other=$(awk '/^ *```/ && (inCode = !inCode)' "$1" | grep -vxE '```(cpp|output|cmake|sh|text)' || true)
+  [[ -z $other ]] || fail "$1 has a block that begins $other"
+}
+
 blocks() { # LANGUAGE PAGE: with #line, so that errors name the page's lines
   awk -v language="$1" -v page="$2" '
     /^```/ && inBlock { inBlock = 0; next }
@@ -93,6 +99,7 @@ checkProject() { # PAGE NUMBER
 mapfile -t pages < <(git ls-files --cached --others --exclude-standard -- '*.md')
 for page in "${pages[@]}"; do
   checkLinks "$page"
+  checkLanguages "$page"
 done
 echo "ok: the links of ${#pages[@]} pages"
 

@@ -14,6 +14,7 @@ declare -A groups=(
   [instructions]="valgrind"
   [package]="dpkg-dev file"
   [install]="pkg-config"
+  [docs]="doxygen git"
 )
 
 wanted=()

@@ -14,6 +14,7 @@ stages=(
   "scripts      | scripts                      | shellcheck scripts/*.sh .ci/run"
   "release      | build test                   | preset release"
   "install      | build install package        | scripts/check-install.sh"
+  "docs         | build docs                   | scripts/check-docs.sh"
   "asan         | build test sanitizers        | preset asan"
   "tsan         | build test sanitizers        | preset tsan"
   "clang-libcxx | build test libcxx            | preset clang-libcxx"
