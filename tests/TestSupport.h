@@ -168,10 +168,13 @@ class MainThreadScope {
   // Runs the action on another thread while this one runs its queue. Throws what the action throws.
   template <class Action>
   void pumpWhile(Action action) {
-    auto done = std::async(std::launch::async, std::move(action));
+    std::packaged_task<void()> task(std::move(action));
+    auto done = task.get_future();
+    std::thread thread(std::move(task));
     while (done.wait_for(std::chrono::microseconds(100)) != std::future_status::ready) {
       queue_->runPending();
     }
+    thread.join();
     done.get();
   }
 
@@ -181,7 +184,7 @@ class MainThreadScope {
 
 // Returns at all only where no thread holds the network's listener lock.
 inline void expectLockIsFree(HudNetwork& network) {
-  std::async(std::launch::async, [&] { network.unregisterPacketHandleDelegate(nullptr); }).get();
+  std::thread([&] { network.unregisterPacketHandleDelegate(nullptr); }).join();
 }
 
 }  // namespace varno::test
