@@ -15,35 +15,21 @@ constexpr bool mustEscape(std::uint8_t byte) noexcept {
   return byte == 0x02 || byte == 0x03 || byte == ESCAPE;
 }
 
-// Appends one byte, stuffed, at `end`, where there is room for two; returns the new end. Both
-// stores happen for every byte, which spares a branch that payloads make hard to predict.
-std::uint8_t* putStuffed(std::uint8_t* end, std::uint8_t byte) noexcept {
-  const bool escape = mustEscape(byte);
-  end[0] = ESCAPE;
-  end[escape ? 1 : 0] = escape ? static_cast<std::uint8_t>(byte ^ ESCAPE) : byte;
-  return end + (escape ? 2 : 1);
+// Not 0 where a byte of the word is 0; the lowest bit lies in the first such byte.
+constexpr std::uint64_t zeroBytes(std::uint64_t word) noexcept {
+  return (word - bytescan::everyByte(0x01)) & ~word & bytescan::everyByte(0x80);
 }
 
 // Bytes that go out as they are.
 struct Unescaped {
   static constexpr bool holds(std::uint8_t byte) noexcept { return !mustEscape(byte); }
-  static constexpr bool holdsForWord(std::uint64_t word) noexcept {
-    const std::uint64_t marks = (word | bytescan::everyByte(0x01)) ^ bytescan::everyByte(0x03);
-    const std::uint64_t escapes = word ^ bytescan::everyByte(ESCAPE);
-    return (zeroBytes(marks) | zeroBytes(escapes)) == 0;
+  static constexpr std::uint64_t marks(std::uint64_t word) noexcept {
+    const std::uint64_t frameMarks = (word | bytescan::everyByte(0x01)) ^ bytescan::everyByte(0x03);
+    return zeroBytes(frameMarks) | zeroBytes(word ^ bytescan::everyByte(ESCAPE));
   }
-  static bool holdsForBlock(const std::uint8_t* bytes, std::size_t length) noexcept {
-    std::uint8_t found = 0;
-    for (std::size_t at = 0; at < length; ++at) {
-      found = static_cast<std::uint8_t>(found | (mustEscape(bytes[at]) ? 1 : 0));
-    }
-    return found == 0;
-  }
-
- private:
-  // Not 0 where, and only where, a byte of the word is 0.
-  static constexpr std::uint64_t zeroBytes(std::uint64_t word) noexcept {
-    return (word - bytescan::everyByte(0x01)) & ~word & bytescan::everyByte(0x80);
+  static bool holdsForBlock(const std::uint8_t* bytes) noexcept {
+    return bytescan::ranksBelow(
+        bytes, 1, [](std::uint8_t byte) -> std::uint8_t { return mustEscape(byte) ? 1 : 0; });
   }
 };
 
@@ -54,17 +40,15 @@ struct UnescapedAscii {
     return static_cast<std::uint8_t>((byte ^ ESCAPE) - 1);
   }
   static constexpr bool holds(std::uint8_t byte) noexcept { return rank(byte) < ESCAPE; }
-  static constexpr bool holdsForWord(std::uint64_t word) noexcept {
+  static constexpr std::uint64_t marks(std::uint64_t word) noexcept {
     const std::uint64_t turned = word ^ bytescan::everyByte(ESCAPE);
     // High bits: of a byte 0 by the borrow, of 7E and 7F by the carry, of a byte beyond ASCII its
     // own.
-    return (((turned - bytescan::everyByte(0x01)) | (turned + bytescan::everyByte(0x02)) | turned) &
-            bytescan::everyByte(0x80)) == 0;
+    return ((turned - bytescan::everyByte(0x01)) | (turned + bytescan::everyByte(0x02)) | turned) &
+           bytescan::everyByte(0x80);
   }
-  static bool holdsForBlock(const std::uint8_t* bytes, std::size_t length) noexcept {
-    std::uint8_t highest = 0;
-    for (std::size_t at = 0; at < length; ++at) highest = std::max(highest, rank(bytes[at]));
-    return highest < ESCAPE;
+  static bool holdsForBlock(const std::uint8_t* bytes) noexcept {
+    return bytescan::ranksBelow(bytes, ESCAPE, rank);
   }
 };
 
@@ -96,26 +80,17 @@ void HudOutputStream::toByteArray(std::uint8_t* buffer, std::uint64_t length) co
   std::copy_n(staging_, wanted - fromSpilled, buffer + fromSpilled);
 }
 
-void HudOutputStream::directWrite(std::uint8_t byte) {
-  if (stagingRoom() == 0) flush();
-  staging_[staged_++] = byte;
-}
-
 void HudOutputStream::write(const std::uint8_t* bytes, std::uint64_t length) {
   if (bytes == nullptr) return;
   auto left = static_cast<std::size_t>(length);
   expect(left);
-  for (;;) {
-    const std::size_t run = bytescan::prefixLength<Unescaped>(bytes, left);
-    append(bytes, run);
-    if (run == left) return;
-    writeByte(bytes[run]);
-    bytes += run + 1;
-    left -= run + 1;
+  while (left > 0) {
+    std::size_t run = appendRun<Unescaped>(bytes, left);
+    if (run < left) writeByte(bytes[run++]);
+    bytes += run;
+    left -= run;
   }
 }
-
-void HudOutputStream::writeByte(std::uint8_t byte) { writeBigEndian(byte); }
 
 void HudOutputStream::writeShort(std::int16_t value) {
   writeBigEndian(static_cast<std::uint16_t>(value));
@@ -139,12 +114,10 @@ void HudOutputStream::writeDouble(double value) {
   writeBigEndian(std::bit_cast<std::uint64_t>(value));
 }
 
-void HudOutputStream::writeBoolean(bool value) { writeByte(value ? 0x01 : 0x00); }
-
-void HudOutputStream::writeUTF(std::optional<std::string_view> text) {
+void HudOutputStream::writeText(std::string_view text) {
   // The wire's bytes are the text's own; only their type differs.
-  const auto* bytes = text ? reinterpret_cast<const std::uint8_t*>(text->data()) : nullptr;
-  const std::size_t length = text ? text->size() : 0;
+  const auto* bytes = reinterpret_cast<const std::uint8_t*>(text.data());
+  const std::size_t length = text.size();
   const std::size_t start = heldBytes();
   const auto count = static_cast<std::uint16_t>(length);  // modulo 65,536
   writeBigEndian(count);
@@ -161,11 +134,17 @@ void HudOutputStream::writeUTF(std::optional<std::string_view> text) {
 template <class Unsigned>
 void HudOutputStream::writeBigEndian(Unsigned value) {
   if (stagingRoom() < 2 * sizeof value) flush();
-  std::uint8_t* end = staging_ + staged_;
-  for (int shift = 8 * (static_cast<int>(sizeof value) - 1); shift >= 0; shift -= 8) {
-    end = putStuffed(end, static_cast<std::uint8_t>(value >> shift));
+  // The bytes above a narrower value are 0, which is not escaped.
+  if (Unescaped::marks(value) != 0) {
+    for (std::size_t left = sizeof value; left > 0; --left) {
+      stuff(static_cast<std::uint8_t>(value >> (8 * (left - 1))));
+    }
+    return;
   }
-  staged_ = static_cast<std::size_t>(end - staging_);
+  for (std::size_t at = 0; at < sizeof value; ++at) {
+    staging_[staged_ + at] = static_cast<std::uint8_t>(value >> (8 * (sizeof value - 1 - at)));
+  }
+  staged_ += sizeof value;
 }
 
 void HudOutputStream::append(const std::uint8_t* bytes, std::size_t length) {
@@ -180,21 +159,43 @@ void HudOutputStream::append(const std::uint8_t* bytes, std::size_t length) {
   staged_ += length;
 }
 
+// Appends the bytes at the front for which the rule holds, and returns their number.
+template <class Rule>
+std::size_t HudOutputStream::appendRun(const std::uint8_t* bytes, std::size_t length) {
+  // The first ones are copied while they are checked.
+  constexpr std::size_t kCopied = kStagingBytes / 2;
+  const std::size_t copied = std::min(length, kCopied);
+  if (stagingRoom() < copied) flush();
+  std::size_t run = bytescan::copyPrefix<Rule>(staging_ + staged_, bytes, copied);
+  staged_ += run;
+  if (run < kCopied) return run;
+
+  // What follows is copied once to where it stays, while it is in the processor's first cache.
+  constexpr std::size_t kAppended = 4096;
+  for (;;) {
+    const std::size_t more =
+        bytescan::prefixLength<Rule>(bytes + run, std::min(length - run, kAppended));
+    append(bytes + run, more);
+    run += more;
+    if (more < kAppended) return run;
+  }
+}
+
 // Appends the text, stuffed, while it checks that it is valid UTF-8; says whether it is. Text that
 // is not has then been written in part.
 bool HudOutputStream::appendText(const std::uint8_t* bytes, std::size_t length) {
-  // What is copied at once is still in the processor's first cache from the search before it.
-  constexpr std::size_t kCopyBytes = 4096;
   expect(length);
   while (length > 0) {
-    std::size_t run = bytescan::prefixLength<UnescapedAscii>(bytes, std::min(length, kCopyBytes));
-    if (run == 0 && bytes[0] < 0x80) {
-      writeByte(bytes[0]);
-      run = 1;
-    } else {
-      if (run == 0) run = utf8::multibyteRunLength(bytes, length);
-      if (run == 0) return false;
-      append(bytes, run);
+    std::size_t run = appendRun<UnescapedAscii>(bytes, length);
+    if (run < length) {
+      if (bytes[run] < 0x80) {
+        writeByte(bytes[run++]);
+      } else {
+        const std::size_t characters = utf8::multibyteRunLength(bytes + run, length - run);
+        if (characters == 0) return false;
+        append(bytes + run, characters);
+        run += characters;
+      }
     }
     bytes += run;
     length -= run;

@@ -47,25 +47,33 @@ class VARNO_EXPORT HudOutputStream {
   void toByteArray(std::uint8_t* buffer, std::uint64_t length) const noexcept;
 
   // Appends one byte as it is. For the frame's marks.
-  void directWrite(std::uint8_t byte);
+  void directWrite(std::uint8_t byte) {
+    if (stagingRoom() == 0) flush();
+    staging_[staged_++] = byte;
+  }
 
   // Each of these appends its value, stuffed.
   void write(const std::uint8_t* bytes, std::uint64_t length);
   void write(std::span<const std::uint8_t> bytes) { write(bytes.data(), bytes.size()); }
-  void writeByte(std::uint8_t byte);
+  void writeByte(std::uint8_t byte) {
+    if (stagingRoom() < 2) flush();
+    stuff(byte);
+  }
   void writeShort(std::int16_t value);
   void writeInt(std::int32_t value);
   void writeLong(std::int64_t value);
   void writeFloat(float value);
   void writeDouble(double value);
-  void writeBoolean(bool value);
+  void writeBoolean(bool value) { writeByte(value ? 0x01 : 0x00); }
 
   // Appends a string. Absent text, and text that is not valid UTF-8, goes out as an empty string.
   //
   // The count is the length modulo 65,536, and only that many bytes follow. HudInputStream reads a
   // count of 32,768 or more as negative and takes it for an empty string. Both are part of the
   // protocol: the display expects them so.
-  void writeUTF(std::optional<std::string_view> text);
+  void writeUTF(std::optional<std::string_view> text) {
+    writeText(text ? *text : std::string_view());
+  }
   void writeUTF(std::nullptr_t) = delete;
 
  private:
@@ -75,8 +83,22 @@ class VARNO_EXPORT HudOutputStream {
 
   std::size_t heldBytes() const noexcept { return spilled_.size() + staged_; }
   std::size_t stagingRoom() const noexcept { return kStagingBytes - staged_; }
+
+  // Appends one byte, stuffed, where the staging area has room for two. Both are stored for every
+  // byte, which spares a branch that payloads make hard to predict.
+  void stuff(std::uint8_t byte) noexcept {
+    const bool escape = byte == 0x02 || byte == 0x03 || byte == ESCAPE;
+    std::uint8_t* end = staging_ + staged_;
+    end[0] = ESCAPE;
+    end[escape ? 1 : 0] = escape ? static_cast<std::uint8_t>(byte ^ ESCAPE) : byte;
+    staged_ += escape ? 2 : 1;
+  }
+
+  void writeText(std::string_view text);
   template <class Unsigned>
   void writeBigEndian(Unsigned value);
+  template <class Rule>
+  std::size_t appendRun(const std::uint8_t* bytes, std::size_t length);
   void append(const std::uint8_t* bytes, std::size_t length);
   bool appendText(const std::uint8_t* bytes, std::size_t length);
   void expect(std::size_t length);
