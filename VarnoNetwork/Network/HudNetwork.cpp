@@ -103,11 +103,10 @@ bool HudNetwork::sendPacket(const HudPacket& packet) noexcept {
   try {
     HudOutputStream stream;
     packet.serialize(stream);
-    std::vector<std::uint8_t> frame = std::move(stream).toNSData();
     if (dumpSendPacket()) {
-      HudPacket::hexDump(formatText("SendPacket(%@)", packet.typeName()), frame);
+      HudPacket::hexDump(formatText("SendPacket(%@)", packet.typeName()), stream.toNSData());
     }
-    return sendPacketImpl(std::move(frame));
+    return sendPacketImpl(std::move(stream).toNSData());
   } catch (const std::exception& exception) {
     logSendFailure(exception.what());
   } catch (...) {
