@@ -225,7 +225,7 @@ TEST_F(MainThreadTest, MayBeTheApplicationsOwn) {
 // be whole; what comes and goes must receive nothing twice, and nothing after it went.
 TEST_F(MainThreadTest, Stress) {
   constexpr std::int64_t kThreads = 3;
-  constexpr std::int64_t kFrames = 400;
+  constexpr std::int64_t kFrames = 2000;
   std::vector<std::int64_t> everyTime(kThreads * kFrames);
   std::iota(everyTime.begin(), everyTime.end(), 0);
   std::atomic<bool> isOver = false;

@@ -162,10 +162,7 @@ TEST_F(Network, Frames) {
        {"SystemTimeCommandPacket[timeInMillis : -254 timeZoneId : (null)]"}},
       {"02 7D 7F 01 00 03", "", {}},  // the payload ends too soon
       {"02 7D 7F 01 00 00 00 00 00 00 00 00 05 00 7D 7F 5A 03", "", {}},
-      {"02 7D 7E 7D 00 7D 7F 00 7D 7F 7D 7F 41 03",
-       "",
-       {"NoteEventPacket[note : \x02"
-        "A]"}},
+      {"02 7D 7E 7D 00 7D 7F 00 7D 7F 7D 7F 5A 03", "", {"NoteEventPacket[note : \x02Z]"}},
       {"02 7D 7E F2 00 03", "int 7", {}},
   };
   const auto listener = listen();

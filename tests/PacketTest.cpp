@@ -1,10 +1,10 @@
 #include "TestSupport.h"
 
-#include <VarnoNetwork/Network/Command/KeepAliveCommandPacket.h>
+#include <VarnoNetwork/Network/CommandPacket.h>
 #include <VarnoNetwork/Network/EventPacket.h>
 #include <VarnoNetwork/Network/HudInputStream.h>
 #include <VarnoNetwork/Network/HudOutputStream.h>
-#include <VarnoNetwork/Network/PacketType.h>
+#include <VarnoNetwork/Network/TypedPacket.h>
 
 #include <gmock/gmock.h>
 
@@ -169,55 +169,6 @@ TEST(Packet, FieldsOfEveryKind) {
   EXPECT_THAT(fieldsOf(parsed), filled);
 }
 
-// Cut after each byte, a payload is refused, and has stored just the fields that were whole.
-TEST(Packet, CutPayloadsKeepWhatCameBefore) {
-  const struct {
-    std::size_t end;  // of the field, on the wire
-    std::size_t line;
-    const char* shown;
-  } ends[] = {{1, 0, "flag 1"},       {3, 1, "octet 2"},   {5, 2, "shorter -2"},
-              {10, 3, "integer 125"}, {19, 4, "longer 3"}, {23, 5, "single 1"},
-              {31, 6, "real -2.5"},   {36, 7, "text AB"},  {38, 9, "number -2"},
-              {43, 10, "name AB"},    {51, 12, "names a;"}};
-  const Bytes whole = bytes(kEveryKindPayload);
-  ASSERT_EQ(whole.size(), 54U);
-  for (std::size_t length = 0; length < whole.size(); ++length) {
-    SCOPED_TRACE(length);
-    Lines expected = fieldsOf(EveryKindPacket());
-    for (const auto& field : ends) {
-      if (field.end <= length) expected[field.line] = field.shown;
-    }
-    EveryKindPacket packet;
-    EXPECT_FALSE(parse(packet, std::span(whole).first(length)));
-    EXPECT_EQ(fieldsOf(packet), expected);
-  }
-}
-
-TEST(Packet, SetsOfStringsAreFilledInPlace) {
-  const struct {
-    const char* wire;
-    bool isUsable;
-    StringSet set;
-  } rows[] = {
-      {"00 00 00 00", true, {}},
-      {"FF FF FF FF 00 01 61", true, {}},
-      {"00 00 00 7D 7F 00 01 61 00 01 61", true, {"a"}},
-      {"00 00 00 7D 7F 00 01 61 00 01 FF", false, {"a"}},
-      {"7F FF FF FF 00 01 61", false, {"a"}},
-      {"00 00 00", false, {}},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.wire);
-    const auto shared = std::make_shared<StringSet>(StringSet{"before"});
-    std::shared_ptr<StringSet> names = shared;
-    HudInputStream stream(bytes(row.wire));
-    PayloadReader reader(stream);
-    EXPECT_EQ(thrownBy([&] { reader("names", names); }).empty(), row.isUsable);
-    EXPECT_EQ(*shared, row.set);
-    EXPECT_EQ(names, shared);
-  }
-}
-
 // Without a payload of its own.
 struct NamelessEventPacket : IdentifiedPacket<NamelessEventPacket, EventPacket, 1, 0> {
   static constexpr std::string_view kTypeName = "NamelessEventPacket";
@@ -245,17 +196,6 @@ TEST(Packet, AbstractBasesFail) {
   EXPECT_EQ(thrownBy([&] { packet.getParam1(); }), kNotYetImplemented);
   EXPECT_EQ(thrownBy([&] { packet.getParam2(); }), kNotYetImplemented);
   EXPECT_EQ(packet.description(), "HudPacket[]");
-}
-
-TEST(Packet, TypesAreValues) {
-  const PacketType keepAlive = PacketType::of<KeepAliveCommandPacket>();
-  const PacketType everyKind = PacketType::of<EveryKindPacket>();
-  EXPECT_EQ(keepAlive, PacketType::of<KeepAliveCommandPacket>());
-  EXPECT_FALSE(keepAlive == everyKind);
-  EXPECT_NE(keepAlive < everyKind, everyKind < keepAlive);
-  EXPECT_EQ(keepAlive.name(), "KeepAliveCommandPacket");
-  EXPECT_EQ(everyKind.make()->typeName(), "EveryKindPacket");
-  EXPECT_EQ(everyKind.identifiers().param2, 0x7D);
 }
 
 Lines dump(const Bytes& content) {
