@@ -6,12 +6,12 @@
 
 #include <VarnoNetwork/Network/HudLog.h>
 
-#include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
+#include <csignal>
 #include <exception>
 #include <filesystem>
 #include <optional>
@@ -23,7 +23,7 @@ namespace varno::example {
 namespace {
 
 // Both end by themselves long before; this is for one that hangs.
-constexpr std::chrono::seconds kTimeLimit{20};
+constexpr std::chrono::seconds kTimeLimit{12};
 
 // A program that was started.
 class Program {

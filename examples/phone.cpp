@@ -98,7 +98,7 @@ Phone::Phone(const std::string& device)
   HudPacketFilter filter;
   filter.addFilter<WifiStationStatusEventPacket>();
   network_.registerPacketHandleDelegate(wifi_, &filter);
-  reader_.start();
+  reader_.start();  // behind the registrations, which could wait for ever while frames arrive
 }
 
 void Phone::run() {
@@ -212,7 +212,7 @@ void Phone::notifyDriver() {
   notify<MusicNotificationPacket>(DEFAULT_MUSIC_PACKAGE_NAME, "Für Elise", "Beethoven");
   notify<Obd2NotificationPacket>(DEFAULT_OBD2_PACKAGE_NAME, "Engine", "92 °C");
   notify<SpeedNotificationPacket>("com.varno.speed", "", "50");
-  HudLog::write("   a message ten times as long as what the line takes at once:");
+  HudLog::write("   a message far longer than what the line takes at once:");
   notify<SocialNotificationPacket>(DEFAULT_SMS_PACKAGE_NAME, "Ada", std::string(20'000, '}'));
 }
 

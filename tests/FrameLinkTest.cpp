@@ -44,8 +44,8 @@ class LinkNetwork : public HudNetwork {
 };
 
 TEST(FrameLink, CarriesWholeFramesOfSeveralThreads) {
-  constexpr int kThreads = 3;
-  constexpr int kPacketsEach = 20;
+  constexpr std::size_t kThreads = 3;
+  constexpr std::size_t kPacketsEach = 20;
   MainThreadScope scope;
   const LogCapture log;
   SocketPair sockets;
@@ -63,18 +63,19 @@ TEST(FrameLink, CarriesWholeFramesOfSeveralThreads) {
   reader.start();
 
   auto senders = std::async(std::launch::async, [&] {
-    std::vector<std::future<int>> threads;
-    for (int thread = 0; thread < kThreads; ++thread) {
-      threads.push_back(std::async(std::launch::async, [&] {
+    std::vector<std::future<std::size_t>> threads(kThreads);
+    for (auto& thread : threads) {
+      thread = std::async(std::launch::async, [&] {
         SocialNotificationPacket packet;
         packet.setMessage(std::string(20'000, '}'));  // 40,000 bytes of a frame
-        int sent = 0;
+        std::size_t sent = 0;
         while (sent < kPacketsEach && network.sendPacket(packet)) ++sent;
         return sent;
-      }));
+      });
     }
-    int sent = 0;
+    std::size_t sent = 0;
     for (auto& thread : threads) sent += thread.get();
+    example::FrameWriter(sockets.near.number()).write(bytes("02 01"));  // torn by the end
     ::shutdown(sockets.near.number(), SHUT_WR);
     return sent;
   });
@@ -83,26 +84,32 @@ TEST(FrameLink, CarriesWholeFramesOfSeveralThreads) {
   EXPECT_EQ(senders.get(), kThreads * kPacketsEach);
   EXPECT_EQ(end, "the other side hung up");
   reader.stop();
-  EXPECT_EQ(listener->take().size(), std::size_t{kThreads * kPacketsEach});
+  EXPECT_EQ(listener->take().size(), kThreads * kPacketsEach);
   EXPECT_EQ(reader.failedFrames(), 1U);
-  EXPECT_EQ(reader.counts().skippedBytes, 0U);
+  EXPECT_EQ(reader.counts().tornFrames, 1U);
+  EXPECT_EQ(reader.counts().skippedBytes, 2U);
 }
 
-TEST(FrameLink, EndsWhileADeliveryWaitsForTheMainThread) {
-  MainThreadScope scope;
-  SocketPair sockets;
-  LinkNetwork network(sockets.near.number());
-  network.registerPacketHandleDelegate(std::make_shared<RecordingListener>());
-  example::FrameReader reader(network, sockets.far.number(), [](const std::string&) {});
-  // Woken by the delivery, which is then never run.
-  example::WakePipe isWaiting;
-  scope.queue().setWakeUp([&] { isWaiting.wake(); });
-  reader.start();
-  EXPECT_TRUE(network.sendPacket(KeepAliveCommandPacket()));
-  pollfd polled{isWaiting.descriptor(), POLLIN, 0};
-  EXPECT_TRUE(example::pollUntil({&polled, 1}, std::nullopt));
-  scope.queue().quit();
-  reader.stop();
+TEST(FrameLink, StopsWithoutTheMainThread) {
+  for (const bool isDelivering : {false, true}) {
+    SCOPED_TRACE(isDelivering);
+    MainThreadScope scope;
+    SocketPair sockets;
+    LinkNetwork network(sockets.near.number());
+    network.registerPacketHandleDelegate(std::make_shared<RecordingListener>());
+    example::WakePipe isWaiting;  // for the main thread, which never runs the delivery
+    scope.queue().setWakeUp([&] { isWaiting.wake(); });
+    example::FrameReader reader(network, sockets.far.number(),
+                                [](const std::string& reason) { ADD_FAILURE() << reason; });
+    reader.start();
+    if (isDelivering) {
+      EXPECT_TRUE(network.sendPacket(KeepAliveCommandPacket()));
+      pollfd polled{isWaiting.descriptor(), POLLIN, 0};
+      EXPECT_TRUE(example::pollUntil({&polled, 1}, std::nullopt));
+    }
+    scope.queue().quit();
+    reader.stop();
+  }
 }
 
 TEST(FrameLink, WriterGivesUpWithoutSignal) {

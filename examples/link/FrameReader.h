@@ -39,6 +39,8 @@ class FrameReader {
   //
   //   varno::MainThreadQueue::standard().quit();
   //   reader.stop();
+  //
+  // After OnEnd has returned, nothing is waited for and the queue may go on.
   void stop();
 
   // What was read. After stop().

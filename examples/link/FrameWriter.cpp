@@ -2,10 +2,10 @@
 
 #include "Descriptor.h"
 
-#include <signal.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 
 namespace varno::example {
 namespace {

@@ -1,7 +1,8 @@
 #include "Terminal.h"
 
 #include <fcntl.h>
-#include <stdlib.h>
+
+#include <cstdlib>
 
 namespace varno::example {
 namespace {
@@ -36,7 +37,7 @@ PseudoTerminal openPseudoTerminal() {
   makeNonBlocking(side.number());
   // Here as well as when the other side is opened: bytes may be written before that.
   makeRaw(side.number(), B115200);
-  const char* other = ::ptsname(side.number());
+  const char* other = ::ptsname(side.number());  // NOLINT(concurrency-mt-unsafe)
   if (other == nullptr) throwErrno("a pseudo-terminal without a name");
   return {std::move(side), other};
 }

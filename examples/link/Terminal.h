@@ -18,6 +18,7 @@ struct PseudoTerminal {
   std::string other;  // the path of the other, for openSerialDevice
 };
 
+// One thread at a time.
 PseudoTerminal openPseudoTerminal();
 
 }  // namespace varno::example

@@ -21,7 +21,7 @@ std::pair<Descriptor, Descriptor> openPipe() {
 
 WakePipe::WakePipe() : ends_(openPipe()) {}
 
-void WakePipe::wake() noexcept {
+void WakePipe::wake() const noexcept {
   const int error = errno;
   const char byte = 0;
   // A full pipe is readable already, which is all that is wanted.
@@ -30,7 +30,7 @@ void WakePipe::wake() noexcept {
   errno = error;
 }
 
-void WakePipe::drain() noexcept {
+void WakePipe::drain() const noexcept {
   std::array<char, 64> bytes;
   for (;;) {
     const ssize_t count = ::read(descriptor(), bytes.data(), bytes.size());

@@ -10,10 +10,10 @@ class WakePipe {
   WakePipe();
 
   // Makes descriptor() readable. Also for signal handlers.
-  void wake() noexcept;
+  void wake() const noexcept;
 
   // Takes the wake-ups that came so far. On the thread that polls.
-  void drain() noexcept;
+  void drain() const noexcept;
 
   int descriptor() const { return ends_.first.number(); }
 
