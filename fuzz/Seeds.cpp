@@ -1,0 +1,107 @@
+#include <VarnoNetwork/VarnoNetwork.h>
+
+#include <cstdint>
+#include <exception>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <memory>
+#include <set>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+// Writes the inputs that the searches begin with: of every packet type the frame with its defaults
+// and one with every field changed.
+
+namespace varno::fuzz {
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+// Gives each field a value with something to escape in it.
+class Filler : public FieldEditor {
+  void visit(const FieldInfo&, bool& value) override { value = !value; }
+  void visit(const FieldInfo&, std::uint8_t& value) override { value = 0x7D; }
+  void visit(const FieldInfo&, std::int16_t& value) override { value = 0x0203; }
+  void visit(const FieldInfo&, std::int32_t& value) override { value = -0x027D0303; }
+  void visit(const FieldInfo&, std::int64_t& value) override { value = 0x00027D03'7D000002; }
+  void visit(const FieldInfo&, float& value) override { value = -1.0e38F; }
+  void visit(const FieldInfo&, double& value) override { value = 1.0e300; }
+  void visit(const FieldInfo&, HudString& value) override {
+    value = "a}\x02\x7F\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80";
+  }
+  void visit(const FieldInfo&, std::set<std::string>& value) override {
+    value = {"", "a", "}", "\xC2\x85", "com.varno.music", "com.varno.email"};
+  }
+  void beginRecord(const FieldInfo&, std::string_view) override {}
+  void endRecord() override {}
+};
+
+Bytes frameOf(const HudPacket& packet) {
+  HudOutputStream stream;
+  packet.serialize(stream);
+  return std::move(stream).toNSData();
+}
+
+class Directory {
+ public:
+  Directory(const std::filesystem::path& path) : path_(path) {
+    std::filesystem::create_directories(path_);
+  }
+
+  void write(std::string_view name, std::span<const std::uint8_t> bytes) const {
+    std::ofstream file(path_ / name, std::ios::binary);
+    for (const std::uint8_t byte : bytes) file.put(static_cast<char>(byte));
+    file.close();
+    if (!file) throw std::filesystem::filesystem_error("not written", path_ / name, {});
+  }
+
+ private:
+  std::filesystem::path path_;
+};
+
+void writeSeeds(const std::filesystem::path& root) {
+  const Directory receive(root / "receive");
+  const Directory roundTrip(root / "roundtrip");
+  const Directory cutter(root / "cutter");
+  Bytes stream;
+  const auto add = [&](const std::string& name, Bytes frame) {
+    receive.write(name, frame);
+    roundTrip.write(name, std::span(frame).subspan(1, frame.size() - 2));
+    stream.insert(stream.end(), frame.begin(), frame.end());
+  };
+  for (const PacketType type : PacketCatalogue::packetTypes()) {
+    const std::string name(type.name());
+    const auto packet = type.make();
+    add(name, frameOf(*packet));
+    Filler filler;
+    packet->editFields(filler);
+    add(name + "-filled", frameOf(*packet));
+  }
+  // The version event's writer leaves out a separator that its reader asks for.
+  HudVersionEventPacket version;
+  version.setModelName("A");
+  version.setSystemVersion("1.0&");
+  version.setBleVersion("2.0");
+  add("HudVersionEventPacket-readable", frameOf(version));
+  cutter.write("all", stream);
+}
+
+}  // namespace
+}  // namespace varno::fuzz
+
+int main(int argc, char** argv) {
+  if (argc != 2) {
+    std::cerr << "usage: fuzz_seeds DIRECTORY\n";
+    return 2;
+  }
+  try {
+    varno::fuzz::writeSeeds(argv[1]);
+  } catch (const std::exception& exception) {
+    std::cerr << "fuzz_seeds: " << exception.what() << '\n';
+    return 1;
+  }
+}
