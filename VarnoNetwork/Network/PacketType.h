@@ -52,6 +52,12 @@ class PacketType {
   }
   // An order for maps and sets, the same for one run of the program.
   friend bool operator<(PacketType left, PacketType right) noexcept {
+    // By name first: libstdc++'s before() alone is no order on 32-bit Arm, where it lets the
+    // address decide among types of anonymous namespaces and the name between such a type and
+    // another.
+    const std::string_view leftName = left.traits_->type->name();
+    const std::string_view rightName = right.traits_->type->name();
+    if (leftName != rightName) return leftName < rightName;
     return left.traits_->type->before(*right.traits_->type);
   }
 

@@ -1,0 +1,3 @@
+# IBM Z: 64 bits, big-endian.
+set(CMAKE_SYSTEM_PROCESSOR s390x)
+include(${CMAKE_CURRENT_LIST_DIR}/debian.cmake)
