@@ -3,11 +3,12 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
+#include <iostream>
 #include <span>
 
-// Called by libFuzzer with each input.
+// Called by libFuzzer with each input; the name is its own.
+// NOLINTNEXTLINE(readability-identifier-naming)
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 namespace varno::fuzz {
@@ -17,7 +18,7 @@ using ByteSpan = std::span<const std::uint8_t>;
 // Ends the process where a promise is broken; libFuzzer then keeps the input.
 inline void require(bool holds, const char* promise) {
   if (holds) return;
-  std::fprintf(stderr, "Broken: %s\n", promise);
+  std::cerr << "Broken: " << promise << '\n';
   std::abort();
 }
 

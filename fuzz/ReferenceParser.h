@@ -19,7 +19,7 @@ class ReferenceParser : private FieldEditor {
  public:
   // Null where the payload is not usable.
   static std::shared_ptr<HudPacket> parse(PacketType type, reference::InputStream& payload) {
-    const std::shared_ptr<HudPacket> packet = type.make();
+    std::shared_ptr<HudPacket> packet = type.make();
     ReferenceParser parser(payload);
     try {
       if (auto* version = dynamic_cast<HudVersionEventPacket*>(packet.get())) {

@@ -48,7 +48,7 @@ Bytes frameOf(const HudPacket& packet) {
 
 class Directory {
  public:
-  Directory(const std::filesystem::path& path) : path_(path) {
+  explicit Directory(std::filesystem::path path) : path_(std::move(path)) {
     std::filesystem::create_directories(path_);
   }
 

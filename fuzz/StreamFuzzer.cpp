@@ -136,7 +136,7 @@ class Writers {
 
   // All bytes held, in each way of getting them; the last way leaves both streams empty.
   Bytes take(Script& script) {
-    const Bytes expected = expected_.toNSData();
+    Bytes expected = expected_.toNSData();
     require(stream_.toNSData() == expected, "toNSData");
 
     const std::size_t length = pieceLength(script);
