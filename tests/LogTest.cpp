@@ -53,21 +53,24 @@ TEST(Log, SinksMayDoAsTheyLike) {
     ~LastWords() { HudLog::write("gone"); }
   };
   const LogCapture restored;
-  std::vector<std::string> outer;
-  HudLog::setSink([&outer, words = std::make_shared<LastWords>(),
+  std::vector<std::string> lines;
+  const auto plainSink = [&lines](std::string_view line) { lines.emplace_back(line); };
+  HudLog::setSink([&, words = std::make_shared<LastWords>(),
                    name = std::string(100, 'x')](std::string_view line) {
-    outer.emplace_back(line);
+    lines.emplace_back(line);
     if (line == "throw") throw 7;
     if (line == "log") HudLog::write("inner");
     if (line == "replace") {
-      HudLog::setSink([&outer](std::string_view later) { outer.emplace_back(later); });
+      HudLog::setSink(plainSink);
       HudLog::write("after");
-      outer.push_back(name);  // still whole
+      lines.push_back(name);  // still whole
     }
   });
   for (const char* line : {"throw", "log", "replace", "end"}) HudLog::write(line);
-  EXPECT_THAT(outer, ElementsAre("throw", "log", "inner", "replace", "after", std::string(100, 'x'),
-                                 "gone", "end"));
+  HudLog::setSink([words = std::make_shared<LastWords>()](std::string_view) {});
+  HudLog::setSink(plainSink);
+  EXPECT_THAT(lines, ElementsAre("throw", "log", "inner", "replace", "after", std::string(100, 'x'),
+                                 "gone", "end", "gone"));
 }
 
 TEST(Log, EachLineReachesOneSinkWhileSinksAreReplaced) {
