@@ -38,7 +38,7 @@ checkLinks() { # PAGE
     file=$(dirname "$1")/${target%%#*}
     [[ $target != '#'* ]] || file=$1
     [[ -e $file ]] || fail "$1 links to $target, which does not exist"
-    [[ $target != *'#'* ]] || anchors "$file" | grep -qxF -e "${target#*#}" ||
+    [[ $target != *'#'* ]] || anchors "$file" | grep -xF -e "${target#*#}" >/dev/null ||
       fail "$1 links to $target, but there is no such heading"
   done < <(prose "$1" | grep -oE '\]\([^) ]+\)' | sed -E 's/^\]\(//; s/\)$//')
 }

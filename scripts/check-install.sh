@@ -21,7 +21,7 @@ fail() {
 
 run() { # WAY KIND PROGRAM: the program has to work, with the kind of library that was meant
   local kind=static
-  if ldd "$3" 2>/dev/null | grep --quiet 'libVarnoNetwork\.so'; then
+  if [[ $(ldd "$3" 2>&1) == *libVarnoNetwork.so* ]]; then
     kind=shared
   fi
   [[ $kind == "$2" ]] || fail "$1: the program has the $kind library instead of the $2 one"

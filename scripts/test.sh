@@ -19,6 +19,8 @@ stages=(
   "tsan         | build test sanitizers        | preset tsan"
   "clang-libcxx | build test libcxx            | preset clang-libcxx"
   "headers      | build test libcxx            | scripts/build.sh clang-libcxx $headersTarget"
+  "fuzz         | build sanitizers             | scripts/fuzz.sh"
+  "bench        | build bench                  | scripts/build.sh bench"
   "s390x        | build test s390x             | preset s390x"
   "armhf        | build test armhf             | preset armhf"
   "arm64        | build test arm64             | preset arm64"
