@@ -11,11 +11,11 @@
 //
 // A rule says of each byte whether it belongs to the run:
 //
-//   static bool holds(std::uint8_t byte)           for one byte
-//   static std::uint64_t marks(std::uint64_t word) for eight: 0 where it holds for all, else a word
-//                                                  whose lowest bit lies in the first byte for
-//                                                  which it does not; the bits above mean nothing
-//   static bool holdsForBlock(const std::uint8_t* bytes)  for kBlock bytes
+//   static std::uint8_t rank(std::uint8_t byte)     it does if its rank lies below
+//   static constexpr std::uint8_t kLimit            this, which is 80 or less
+//   static std::uint64_t marks(std::uint64_t word)  for eight bytes at once: 0 if they all do, else
+//                                                   a word whose lowest bit lies in the first that
+//                                                   does not; the bits above mean nothing
 namespace varno::bytescan {
 
 inline constexpr std::size_t kWord = sizeof(std::uint64_t);
@@ -23,6 +23,11 @@ inline constexpr std::size_t kBlock = 64;
 
 inline constexpr std::uint64_t everyByte(std::uint8_t byte) noexcept {
   return 0x0101010101010101U * byte;
+}
+
+// Not 0 where a byte of the word is 0; the lowest bit lies in the first such byte.
+constexpr std::uint64_t zeroBytes(std::uint64_t word) noexcept {
+  return (word - everyByte(0x01)) & ~word & everyByte(0x80);
 }
 
 // Eight bytes, the first of them lowest.
@@ -36,18 +41,38 @@ inline std::uint64_t loadWord(const std::uint8_t* bytes) noexcept {
   return word;
 }
 
-// The length of the prefix for whose bytes the rule holds. On the way `take(at, count)` is called
-// for pieces of a byte, a word or a block that cover the prefix. They end before `length`, may
-// overlap, and the last may reach beyond the prefix.
+// Whether all bytes of a block belong to the run. The block is taken as rows of as many lanes as a
+// vector register has bytes, so that only one row of highest ranks is left to be looked at.
+template <class Rule>
+bool holdsForBlock(const std::uint8_t* bytes) noexcept {
+  constexpr std::size_t kLanes = 16;
+  std::uint8_t highest[kLanes];
+  for (std::size_t lane = 0; lane < kLanes; ++lane) {
+    std::uint8_t highestOfLane = 0;
+    for (std::size_t row = 0; row < kBlock / kLanes; ++row) {
+      highestOfLane = std::max(highestOfLane, Rule::rank(bytes[kLanes * row + lane]));
+    }
+    highest[lane] = highestOfLane;
+  }
+  // Adding what the limit lacks of 80 carries into the high bit of each byte that reaches it.
+  const std::uint64_t low = loadWord(highest);
+  const std::uint64_t high = loadWord(highest + kWord);
+  const std::uint64_t missing = everyByte(static_cast<std::uint8_t>(0x80 - Rule::kLimit));
+  return ((low | high | (low + missing) | (high + missing)) & everyByte(0x80)) == 0;
+}
+
+// The length of the run at the front. On the way `take(at, count)` is called
+// for pieces of a byte, a word or a block that cover the run. They end before `length`, may
+// overlap, and the last may reach beyond the run.
 template <class Rule, class Take>
 std::size_t takePrefix(const std::uint8_t* bytes, std::size_t length, Take take) noexcept {
   std::size_t at = 0;
-  while (length - at >= kBlock && Rule::holdsForBlock(bytes + at)) {
+  while (length - at >= kBlock && holdsForBlock<Rule>(bytes + at)) {
     take(at, std::integral_constant<std::size_t, kBlock>());
     at += kBlock;
   }
   if (length < kWord) {
-    while (at < length && Rule::holds(bytes[at])) {
+    while (at < length && Rule::rank(bytes[at]) < Rule::kLimit) {
       take(at, std::integral_constant<std::size_t, 1>());
       ++at;
     }
@@ -68,8 +93,8 @@ std::size_t prefixLength(const std::uint8_t* bytes, std::size_t length) noexcept
   return takePrefix<Rule>(bytes, length, [](std::size_t, auto) {});
 }
 
-// The same, and copies the prefix to `to`, where there must be room for `length` bytes: those
-// behind the prefix are left with any value.
+// The same, and copies the run to `to`, where there must be room for `length` bytes: those
+// behind the run are left with any value.
 template <class Rule>
 std::size_t copyPrefix(std::uint8_t* to, const std::uint8_t* bytes, std::size_t length) noexcept {
   return takePrefix<Rule>(bytes, length, [to, bytes](std::size_t at, auto count) {
@@ -77,32 +102,12 @@ std::size_t copyPrefix(std::uint8_t* to, const std::uint8_t* bytes, std::size_t 
   });
 }
 
-// The running maxima of so many values side by side are what vector registers are made for.
-inline constexpr std::size_t kLanes = 16;
-
-// Whether `rank` of each byte of a block lies below `limit`, which must be 80 or less.
-template <class Rank>
-bool ranksBelow(const std::uint8_t* bytes, std::uint8_t limit, Rank rank) noexcept {
-  std::uint8_t highest[kLanes] = {};
-  for (std::size_t at = 0; at < kBlock; at += kLanes) {
-    for (std::size_t lane = 0; lane < kLanes; ++lane) {
-      highest[lane] = std::max(highest[lane], rank(bytes[at + lane]));
-    }
-  }
-  const std::uint64_t low = loadWord(highest);
-  const std::uint64_t high = loadWord(highest + kWord);
-  const std::uint64_t carry = everyByte(static_cast<std::uint8_t>(0x80 - limit));
-  return ((low | high | (low + carry) | (high + carry)) & everyByte(0x80)) == 0;
-}
-
 // ASCII.
 struct Ascii {
-  static constexpr bool holds(std::uint8_t byte) noexcept { return byte < 0x80; }
+  static constexpr std::uint8_t kLimit = 0x80;
+  static constexpr std::uint8_t rank(std::uint8_t byte) noexcept { return byte; }
   static constexpr std::uint64_t marks(std::uint64_t word) noexcept {
     return word & everyByte(0x80);
-  }
-  static bool holdsForBlock(const std::uint8_t* bytes) noexcept {
-    return ranksBelow(bytes, 0x80, [](std::uint8_t byte) { return byte; });
   }
 };
 

@@ -1,6 +1,7 @@
+#include <VarnoNetwork/Network/ByteScan.h>
 #include <VarnoNetwork/Network/HudException.h>
 #include <VarnoNetwork/Network/HudInputStream.h>
-#include <VarnoNetwork/Network/HudOutputStream.h>
+#include <VarnoNetwork/Network/Stuffing.h>
 #include <VarnoNetwork/Network/Utf8.h>
 
 #include <algorithm>
@@ -9,8 +10,6 @@
 
 namespace varno {
 namespace {
-
-[[noreturn]] void throwOutOfBounds() { throw IndexOutOfBoundsException(); }
 
 // The length of the prefix without the escape mark.
 std::size_t unmarkedLength(const std::uint8_t* bytes, std::size_t length) noexcept {
@@ -29,15 +28,8 @@ HudInputStream::HudInputStream(const std::uint8_t* bytes, std::uint64_t length) 
   initWithBytes(bytes, length);
 }
 
-HudInputStream::HudInputStream(Borrowed, std::span<const std::uint8_t> bytes) noexcept
-    : ptrBuffer_(bytes.data()), available_(bytes.size()) {}
-
 HudInputStream HudInputStream::initWithNSData(std::span<const std::uint8_t> buffer) {
   return HudInputStream(buffer);
-}
-
-HudInputStream HudInputStream::borrowing(std::span<const std::uint8_t> bytes) noexcept {
-  return {Borrowed(), bytes};
 }
 
 void HudInputStream::initWithBytes(const std::uint8_t* bytes, std::uint64_t length) {
@@ -50,12 +42,14 @@ void HudInputStream::initWithBytes(const std::uint8_t* bytes, std::uint64_t leng
   available_ = internalBuffer_.size();
 }
 
+void HudInputStream::throwOutOfBounds() { throw IndexOutOfBoundsException(); }
+
 void HudInputStream::read(std::uint8_t* buffer, std::uint64_t length) {
   if (buffer == nullptr) return;
   while (length > 0) {
-    const std::size_t run = unmarkedLength(
-        ptrBuffer_ + offset_, static_cast<std::size_t>(std::min<std::uint64_t>(length, left())));
-    std::copy_n(ptrBuffer_ + offset_, run, buffer);
+    const std::size_t run =
+        unmarkedLength(next(), static_cast<std::size_t>(std::min<std::uint64_t>(length, left())));
+    std::copy_n(next(), run, buffer);
     offset_ += run;
     buffer += run;
     length -= run;
@@ -64,16 +58,6 @@ void HudInputStream::read(std::uint8_t* buffer, std::uint64_t length) {
       --length;
     }
   }
-}
-
-std::uint8_t HudInputStream::directRead() {
-  if (offset_ >= available_) throwOutOfBounds();
-  return ptrBuffer_[offset_++];
-}
-
-std::uint8_t HudInputStream::readByte() {
-  const std::uint8_t byte = directRead();
-  return byte == ESCAPE ? static_cast<std::uint8_t>(directRead() ^ ESCAPE) : byte;
 }
 
 std::int16_t HudInputStream::readShort() {
@@ -94,8 +78,6 @@ double HudInputStream::readDouble() {
   return std::bit_cast<double>(readBigEndian<std::uint64_t>());
 }
 
-bool HudInputStream::readBoolean() { return readByte() != 0; }
-
 HudString HudInputStream::readUTF() {
   const std::int16_t count = readShort();
   if (count <= 0) return std::string();
@@ -105,11 +87,11 @@ HudString HudInputStream::readUTF() {
     offset_ = available_;
     throwOutOfBounds();
   }
+  // Most text is as it is sent; what is not is read again, in the way that it needs.
   HudString text;
-  if (unmarkedLength(ptrBuffer_ + offset_, length) == length) {
-    if (utf8::isValid(ptrBuffer_ + offset_, length)) {
-      text.emplace(reinterpret_cast<const char*>(ptrBuffer_ + offset_), length);
-    }
+  if (bytescan::prefixLength<stuffing::UnescapedAscii>(next(), length) == length ||
+      (unmarkedLength(next(), length) == length && utf8::isValid(next(), length))) {
+    text.emplace(reinterpret_cast<const char*>(next()), length);
     offset_ += length;
   } else {
     text.emplace(length, '\0');
@@ -122,22 +104,17 @@ HudString HudInputStream::readUTF() {
 
 template <class Unsigned>
 Unsigned HudInputStream::readBigEndian() {
-  constexpr std::size_t kBytes = sizeof(Unsigned);
   std::uint64_t value = 0;
-  if (left() >= kBytes) {
-    bool marked = false;
-    for (std::size_t at = 0; at < kBytes; ++at) {
-      const std::uint8_t byte = ptrBuffer_[offset_ + at];
-      marked |= byte == ESCAPE;
-      value = value << 8 | byte;
-    }
-    if (!marked) {
-      offset_ += kBytes;
+  if (left() >= sizeof(Unsigned)) {
+    for (std::size_t at = 0; at < sizeof(Unsigned); ++at) value = value << 8 | next()[at];
+    // The bytes above a narrower value are 0, which is no mark.
+    if (bytescan::zeroBytes(value ^ bytescan::everyByte(ESCAPE)) == 0) {
+      offset_ += sizeof(Unsigned);
       return static_cast<Unsigned>(value);
     }
     value = 0;
   }
-  for (std::size_t at = 0; at < kBytes; ++at) value = value << 8 | readByte();
+  for (std::size_t at = 0; at < sizeof(Unsigned); ++at) value = value << 8 | readByte();
   return static_cast<Unsigned>(value);
 }
 

@@ -1,8 +1,10 @@
 #pragma once
 
 #include <VarnoNetwork/Export.h>
+#include <VarnoNetwork/Network/HudOutputStream.h>
 #include <VarnoNetwork/Network/HudString.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <vector>
@@ -23,7 +25,9 @@ class VARNO_EXPORT HudInputStream {
   static HudInputStream initWithNSData(std::span<const std::uint8_t> buffer);
 
   // A stream over the bytes themselves, which must outlive it.
-  static HudInputStream borrowing(std::span<const std::uint8_t> bytes) noexcept;
+  static HudInputStream borrowing(std::span<const std::uint8_t> bytes) noexcept {
+    return {Borrowed(), bytes};
+  }
 
   HudInputStream(const HudInputStream&) = delete;
   HudInputStream& operator=(const HudInputStream&) = delete;
@@ -44,15 +48,21 @@ class VARNO_EXPORT HudInputStream {
   void read(std::uint8_t* buffer, std::uint64_t length);
 
   // The next byte as it is, with its stuffing.
-  std::uint8_t directRead();
+  std::uint8_t directRead() {
+    if (offset_ >= available_) throwOutOfBounds();
+    return ptrBuffer_[offset_++];
+  }
 
-  std::uint8_t readByte();
+  std::uint8_t readByte() {
+    const std::uint8_t byte = directRead();
+    return byte == ESCAPE ? static_cast<std::uint8_t>(directRead() ^ ESCAPE) : byte;
+  }
   std::int16_t readShort();
   std::int32_t readInt();
   std::int64_t readLong();
   float readFloat();
   double readDouble();
-  bool readBoolean();  // true for every byte but 0
+  bool readBoolean() { return readByte() != 0; }  // true for every byte but 0
 
   // A string; absent where its bytes are not valid UTF-8. A count of 0 or below yields the empty
   // string and leaves what follows unread: so texts of 32,768 bytes or more, whose count looks
@@ -61,8 +71,11 @@ class VARNO_EXPORT HudInputStream {
 
  private:
   struct Borrowed {};
-  HudInputStream(Borrowed, std::span<const std::uint8_t> bytes) noexcept;
+  HudInputStream(Borrowed, std::span<const std::uint8_t> bytes) noexcept
+      : ptrBuffer_(bytes.data()), available_(bytes.size()) {}
 
+  [[noreturn]] static void throwOutOfBounds();
+  const std::uint8_t* next() const noexcept { return ptrBuffer_ + offset_; }
   std::size_t left() const noexcept { return available_ - offset_; }
   template <class Unsigned>
   Unsigned readBigEndian();

@@ -1,5 +1,6 @@
 #include <VarnoNetwork/Network/ByteScan.h>
 #include <VarnoNetwork/Network/HudOutputStream.h>
+#include <VarnoNetwork/Network/Stuffing.h>
 #include <VarnoNetwork/Network/Utf8.h>
 
 #include <algorithm>
@@ -9,51 +10,6 @@
 #include <utility>
 
 namespace varno {
-namespace {
-
-constexpr bool mustEscape(std::uint8_t byte) noexcept {
-  return byte == 0x02 || byte == 0x03 || byte == ESCAPE;
-}
-
-// Not 0 where a byte of the word is 0; the lowest bit lies in the first such byte.
-constexpr std::uint64_t zeroBytes(std::uint64_t word) noexcept {
-  return (word - bytescan::everyByte(0x01)) & ~word & bytescan::everyByte(0x80);
-}
-
-// Bytes that go out as they are.
-struct Unescaped {
-  static constexpr bool holds(std::uint8_t byte) noexcept { return !mustEscape(byte); }
-  static constexpr std::uint64_t marks(std::uint64_t word) noexcept {
-    const std::uint64_t frameMarks = (word | bytescan::everyByte(0x01)) ^ bytescan::everyByte(0x03);
-    return zeroBytes(frameMarks) | zeroBytes(word ^ bytescan::everyByte(ESCAPE));
-  }
-  static bool holdsForBlock(const std::uint8_t* bytes) noexcept {
-    return bytescan::ranksBelow(
-        bytes, 1, [](std::uint8_t byte) -> std::uint8_t { return mustEscape(byte) ? 1 : 0; });
-  }
-};
-
-// ASCII bytes that go out as they are. (byte ^ 7D) - 1 lies below 7D for just these: for 02, 03, 7D
-// and every byte beyond ASCII it does not, so that one range test tells all that needs care.
-struct UnescapedAscii {
-  static constexpr std::uint8_t rank(std::uint8_t byte) noexcept {
-    return static_cast<std::uint8_t>((byte ^ ESCAPE) - 1);
-  }
-  static constexpr bool holds(std::uint8_t byte) noexcept { return rank(byte) < ESCAPE; }
-  static constexpr std::uint64_t marks(std::uint64_t word) noexcept {
-    const std::uint64_t turned = word ^ bytescan::everyByte(ESCAPE);
-    // High bits: of a byte 0 by the borrow, of 7E and 7F by the carry, of a byte beyond ASCII its
-    // own.
-    return ((turned - bytescan::everyByte(0x01)) | (turned + bytescan::everyByte(0x02)) | turned) &
-           bytescan::everyByte(0x80);
-  }
-  static bool holdsForBlock(const std::uint8_t* bytes) noexcept {
-    return bytescan::ranksBelow(bytes, ESCAPE, rank);
-  }
-};
-
-}  // namespace
-
 std::vector<std::uint8_t> HudOutputStream::toNSData() const& {
   std::vector<std::uint8_t> bytes;
   bytes.reserve(heldBytes());
@@ -85,7 +41,7 @@ void HudOutputStream::write(const std::uint8_t* bytes, std::uint64_t length) {
   auto left = static_cast<std::size_t>(length);
   expect(left);
   while (left > 0) {
-    std::size_t run = appendRun<Unescaped>(bytes, left);
+    std::size_t run = appendRun<stuffing::Unescaped>(bytes, left);
     if (run < left) writeByte(bytes[run++]);
     bytes += run;
     left -= run;
@@ -135,7 +91,7 @@ template <class Unsigned>
 void HudOutputStream::writeBigEndian(Unsigned value) {
   if (stagingRoom() < 2 * sizeof value) flush();
   // The bytes above a narrower value are 0, which is not escaped.
-  if (Unescaped::marks(value) != 0) {
+  if (stuffing::Unescaped::marks(value) != 0) {
     for (std::size_t left = sizeof value; left > 0; --left) {
       stuff(static_cast<std::uint8_t>(value >> (8 * (left - 1))));
     }
@@ -186,7 +142,7 @@ std::size_t HudOutputStream::appendRun(const std::uint8_t* bytes, std::size_t le
 bool HudOutputStream::appendText(const std::uint8_t* bytes, std::size_t length) {
   expect(length);
   while (length > 0) {
-    std::size_t run = appendRun<UnescapedAscii>(bytes, length);
+    std::size_t run = appendRun<stuffing::UnescapedAscii>(bytes, length);
     if (run < length) {
       if (bytes[run] < 0x80) {
         writeByte(bytes[run++]);
