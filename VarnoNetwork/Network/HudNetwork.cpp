@@ -38,24 +38,6 @@ std::optional<PacketIdentifiers> probe(PacketType type) {
   }
 }
 
-// Calls each listener on the main thread. The caller holds the listener lock.
-void deliver(const PacketListeners& listeners, const std::shared_ptr<HudPacket>& packet) {
-  if (listeners.members.empty()) return;
-  MainThread& mainThread = MainThread::instance();
-  const bool isOnMainThread = mainThread.isCurrent();
-  const std::uint64_t changes = listeners.changes;
-  for (std::size_t at = 0; at < listeners.members.size(); ++at) {
-    // Shared, since the listener may take itself out of the set while it runs.
-    const std::shared_ptr<PacketHandleDelegate> listener = listeners.members[at];
-    if (isOnMainThread) {
-      listener->onPacketReceived(packet);
-    } else {
-      mainThread.runAndWait([&] { listener->onPacketReceived(packet); });
-    }
-    if (listeners.changes != changes) throw CollectionMutatedException();
-  }
-}
-
 }  // namespace
 
 struct HudNetwork::State {
@@ -67,12 +49,50 @@ struct HudNetwork::State {
     return all.emplace_back(type);
   }
 
+  void deliver(const PacketListeners& listeners, const std::shared_ptr<HudPacket>& packet);
+
+  // Called before a listener leaves a set: a delivery under way may be just calling it.
+  void keepWhileDelivering(const std::shared_ptr<PacketHandleDelegate>& listener) {
+    if (deliveries > 0) departed.push_back(listener);
+  }
+
   std::atomic<bool> dumpSendPacket = false;
   std::atomic<bool> dumpReceivePacket = false;
   PacketTable table;                          // not written once the network is in use
-  mutable std::recursive_mutex listenerLock;  // guards the members of `all`
+  mutable std::recursive_mutex listenerLock;  // guards the members of `all`, and what follows
   std::deque<PacketListeners> all;
+  std::size_t deliveries = 0;                                   // under way, one inside the other
+  std::vector<std::shared_ptr<PacketHandleDelegate>> departed;  // meanwhile
 };
+
+// Calls each listener on the main thread. The caller holds the listener lock.
+void HudNetwork::State::deliver(const PacketListeners& listeners,
+                                const std::shared_ptr<HudPacket>& packet) {
+  if (listeners.members.empty()) return;
+  struct Delivery {
+    explicit Delivery(State& owner) : state(owner) { ++state.deliveries; }
+    ~Delivery() {
+      if (--state.deliveries == 0 && !state.departed.empty()) {
+        // Taken out first, since a listener's destructor may use the network.
+        const auto released = std::exchange(state.departed, {});
+      }
+    }
+    State& state;
+  };
+  const Delivery delivery(*this);
+  MainThread& mainThread = MainThread::instance();
+  const bool isOnMainThread = mainThread.isCurrent();
+  const std::uint64_t changes = listeners.changes;
+  for (std::size_t at = 0; at < listeners.members.size(); ++at) {
+    PacketHandleDelegate& listener = *listeners.members[at];
+    if (isOnMainThread) {
+      listener.onPacketReceived(packet);
+    } else {
+      mainThread.runAndWait([&] { listener.onPacketReceived(packet); });
+    }
+    if (listeners.changes != changes) throw CollectionMutatedException();
+  }
+}
 
 HudNetwork::HudNetwork() : state_(std::make_unique<State>()) { extractHudPacketClass(); }
 
@@ -136,7 +156,7 @@ void HudNetwork::handleRawPacket(std::span<const std::uint8_t> frame) {
   const std::shared_ptr<HudPacket> packet = listeners->type.parse(stream);
   if (!packet) return;
   const std::lock_guard lock(state_->listenerLock);
-  deliver(*listeners, packet);
+  state_->deliver(*listeners, packet);
 }
 
 void HudNetwork::registerPacketHandleDelegate(std::shared_ptr<PacketHandleDelegate> listener) {
@@ -170,6 +190,7 @@ void HudNetwork::registerPacketHandleDelegate(std::shared_ptr<PacketHandleDelega
 
 void HudNetwork::unregisterPacketHandleDelegate(std::shared_ptr<PacketHandleDelegate> listener) {
   const std::lock_guard lock(state_->listenerLock);
+  state_->keepWhileDelivering(listener);
   state_->table.forEach([&](std::int32_t, PacketListeners& listeners) {
     if (std::erase(listeners.members, listener) > 0) ++listeners.changes;
   });
@@ -180,7 +201,7 @@ void HudNetwork::firePacketReceivedEvent(PacketType type,
   if (!hudPacket) return;
   const std::lock_guard lock(state_->listenerLock);
   for (const PacketListeners& listeners : state_->all) {
-    if (listeners.type == type) return deliver(listeners, hudPacket);
+    if (listeners.type == type) return state_->deliver(listeners, hudPacket);
   }
 }
 
@@ -238,6 +259,7 @@ void HudNetwork::setPacketListenerMap(const PacketListenerMap& map) {
   // All memory is taken before the first set changes, so that a failure leaves every set as it was.
   for (const auto& [type, set] : map) state_->listenersOf(type);
   for (const PacketListeners& listeners : state_->all) {
+    for (const auto& listener : listeners.members) state_->keepWhileDelivering(listener);
     Members& members = replaced.emplace_back();
     const auto found = map.find(listeners.type);
     if (found == map.end()) continue;
