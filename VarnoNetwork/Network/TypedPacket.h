@@ -9,7 +9,7 @@ namespace varno {
 
 // Gives `Derived` its identifiers and its type name, which it tells in `kTypeName`.
 template <class Derived, class Base, std::uint8_t kParam1, std::uint8_t kParam2>
-class VARNO_EXPORT IdentifiedPacket : public Base {
+class IdentifiedPacket : public Base {
  public:
   std::uint8_t getParam1() const override { return kParam1; }
   std::uint8_t getParam2() const override { return kParam2; }
@@ -28,7 +28,7 @@ class VARNO_EXPORT IdentifiedPacket : public Base {
 //
 // that names every field in wire order (see PayloadCodec.h). A type without payload has none.
 template <class Derived, class Base>
-class VARNO_EXPORT FieldPacket : public Base {
+class FieldPacket : public Base {
  public:
   void appendPayload(HudOutputStream& stream) const override {
     PayloadWriter visit(stream);
