@@ -74,6 +74,7 @@ void HudOutputStream::writeText(std::string_view text) {
   // The wire's bytes are the text's own; only their type differs.
   const auto* bytes = reinterpret_cast<const std::uint8_t*>(text.data());
   const std::size_t length = text.size();
+  if (length <= 0xFF && writePlain(bytes, length)) return;
   const std::size_t start = heldBytes();
   const auto count = static_cast<std::uint16_t>(length);  // modulo 65,536
   writeBigEndian(count);
@@ -85,6 +86,22 @@ void HudOutputStream::writeText(std::string_view text) {
   } else if (count != length) {
     write(bytes, count);
   }
+}
+
+// Writes text of up to 255 bytes if nothing in it needs care, as is so with most: says whether it
+// did.
+bool HudOutputStream::writePlain(const std::uint8_t* bytes, std::size_t length) {
+  const auto count = static_cast<std::uint8_t>(length);
+  if (stagingRoom() < sizeof(std::uint16_t) + length) flush();
+  std::uint8_t* end = staging_ + staged_;
+  if (stuffing::mustEscape(count) ||
+      bytescan::copyPrefix<stuffing::UnescapedAscii>(end + 2, bytes, length) < length) {
+    return false;
+  }
+  end[0] = 0;
+  end[1] = count;
+  staged_ += 2 + length;
+  return true;
 }
 
 template <class Unsigned>

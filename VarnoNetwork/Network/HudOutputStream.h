@@ -95,6 +95,7 @@ class VARNO_EXPORT HudOutputStream {
   }
 
   void writeText(std::string_view text);
+  bool writePlain(const std::uint8_t* bytes, std::size_t length);
   template <class Unsigned>
   void writeBigEndian(Unsigned value);
   template <class Rule>
