@@ -102,7 +102,7 @@ void failEachAllocation(long atLeast, Attempt attempt) {
 class FaultTest : public testing::Test {
  protected:
   FaultTest() {
-    RecordingNetwork();  // for what the library makes once and keeps
+    static_cast<void>(RecordingNetwork());  // for what the library makes once and keeps
     packet.setTimeZoneId(std::string(600, 'x'));
     HudOutputStream stream;
     packet.serialize(stream);

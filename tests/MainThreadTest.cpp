@@ -120,10 +120,8 @@ TEST_F(MainThreadTest, ClosedByATask) {
 TEST_F(MainThreadTest, DestroyedWhileTheyWait) {
   auto passing = std::make_unique<MainThreadQueue>();
   passing->setWakeUp([this] { ++arrived; });
-  std::vector<std::future<std::string>> results;
-  for (int at = 0; at < 3; ++at) {
-    results.push_back(startThread([&waited = *passing] { waited.runAndWait([] { FAIL(); }); }));
-  }
+  const auto wait = [&queue = *passing] { queue.runAndWait([] { FAIL(); }); };
+  std::future<std::string> results[] = {startThread(wait), startThread(wait), startThread(wait)};
   awaitTasks(3);
   passing.reset();
   for (auto& result : results) EXPECT_EQ(result.get(), kClosed);

@@ -170,6 +170,17 @@ TEST(Packet, FieldsOfEveryKind) {
 }
 
 // Without a payload of its own.
+struct RenumberedPacket : EveryKindPacket {
+  std::uint8_t getParam2() const override { return 0x41; }
+  void appendPayload(HudOutputStream& stream) const override { stream.writeByte(0x05); }
+};
+
+TEST(Packet, ClassDerivedFromAPacketTypeIsSentAsItself) {
+  HudOutputStream stream;
+  RenumberedPacket().serialize(stream);
+  EXPECT_EQ(hex(stream.toNSData()), "02 7D 7F 7D 7E 41 05 03");
+}
+
 struct NamelessEventPacket : IdentifiedPacket<NamelessEventPacket, EventPacket, 1, 0> {
   static constexpr std::string_view kTypeName = "NamelessEventPacket";
 };
@@ -257,6 +268,7 @@ struct CommaPunctuation : std::numpunct<char> {
 struct CommaLocale {
   const std::locale before =
       std::locale::global(std::locale(std::locale::classic(), new CommaPunctuation));
+  // NOLINTBEGIN(concurrency-mt-unsafe): no other thread runs here
   const std::string cBefore = std::setlocale(LC_ALL, nullptr);
 
   CommaLocale() {
@@ -265,9 +277,10 @@ struct CommaLocale {
     }
   }
   ~CommaLocale() {
-    std::setlocale(LC_ALL, cBefore.c_str());
+    static_cast<void>(std::setlocale(LC_ALL, cBefore.c_str()));
     std::locale::global(before);
   }
+  // NOLINTEND(concurrency-mt-unsafe)
 };
 
 TEST(Packet, TextsDoNotDependOnTheLocale) {

@@ -6,8 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <bit>
-#include <cstring>
 #include <limits>
 #include <numeric>
 
@@ -47,7 +47,8 @@ void expectWire(Value value, const char* wire) {
   EXPECT_EQ(out.size(), static_cast<std::int64_t>(bytes(wire).size()));
   In in(bytes(wire));
   const Value read = (in.*kRead)();
-  EXPECT_EQ(std::memcmp(&read, &value, sizeof value), 0);  // bits, for NaN and -0.0
+  using Bits = std::array<std::uint8_t, sizeof value>;  // tell -0.0 and NaN
+  EXPECT_EQ(std::bit_cast<Bits>(read), std::bit_cast<Bits>(value));
   EXPECT_EQ(in.offset(), bytes(wire).size());
 }
 

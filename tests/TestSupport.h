@@ -32,7 +32,7 @@ inline Bytes bytes(std::string_view hex) {
     const std::size_t digit = kDigits.find(character);
     if (digit == std::string_view::npos) throw std::invalid_argument(std::string(hex));
     if (!isSecondDigit) result.push_back(0);
-    result.back() = static_cast<std::uint8_t>(result.back() * 16U + digit);
+    result.back() = static_cast<std::uint8_t>(std::size_t{result.back()} * 16 + digit);
     isSecondDigit = !isSecondDigit;
   }
   if (isSecondDigit) throw std::invalid_argument(std::string(hex));
