@@ -39,7 +39,9 @@ std::string HudPacket::description() const { return describe("%@[]"); }
 void HudPacket::visitFields(FieldVisitor& /*visitor*/) const {}
 void HudPacket::editFields(FieldEditor& /*editor*/) {}
 
-void HudPacket::serialize(HudOutputStream& stream) const {
+void HudPacket::serialize(HudOutputStream& stream) const { appendFrame(stream); }
+
+void HudPacket::appendFrame(HudOutputStream& stream) const {
   stream.directWrite(STX);
   stream.writeByte(getCommand());
   stream.writeByte(getParam1());

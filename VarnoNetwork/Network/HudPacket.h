@@ -69,6 +69,10 @@ class VARNO_EXPORT HudPacket : public IHudPacket {
   static void fields(Self&, Visit&) {}
 
  protected:
+  // What serialize does, by a virtual call for each operation. A type that knows its operations may
+  // do the same without.
+  virtual void appendFrame(HudOutputStream& stream) const;
+
   // A packet is copied as the type that it is, never as one of its bases.
   HudPacket(const HudPacket&) = default;
   HudPacket& operator=(const HudPacket&) = default;
