@@ -15,6 +15,7 @@ declare -A groups=(
   [package]="dpkg-dev file"
   [install]="pkg-config"
   [docs]="doxygen git"
+  [abi]="abigail-tools binutils xz-utils"
   [s390x]="g++-s390x-linux-gnu qemu-user"
   [armhf]="g++-arm-linux-gnueabihf qemu-user"
   [arm64]="g++-aarch64-linux-gnu qemu-user"

@@ -21,6 +21,7 @@ stages=(
   "headers      | build test libcxx            | scripts/build.sh clang-libcxx $headersTarget"
   "fuzz         | build sanitizers             | scripts/fuzz.sh"
   "bench        | build bench                  | scripts/build.sh bench"
+  "abi          | build abi                    | scripts/check-abi.sh"
   "s390x        | build test s390x             | preset s390x"
   "armhf        | build test armhf             | preset armhf"
   "arm64        | build test arm64             | preset arm64"
