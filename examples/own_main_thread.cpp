@@ -1,0 +1,138 @@
+// An application whose loop is not the library's: it takes the place of the main thread. And what
+// becomes of receiving threads when that loop ends while they wait for it. Exit status 0 when each
+// of them was told.
+
+#include "DemoLog.h"
+
+#include <VarnoNetwork/VarnoNetwork.h>
+
+#include <array>
+#include <condition_variable>
+#include <deque>
+#include <exception>
+#include <functional>
+#include <future>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <utility>
+
+namespace varno::example {
+namespace {
+
+// A loop as many frameworks have one: whatever is to be done is posted to it.
+class ApplicationLoop {
+ public:
+  using Task = std::function<void()>;
+
+  // On any thread. The task runs later, on the loop's thread; once the loop has ended, tasks are
+  // destroyed instead.
+  void post(Task task) {
+    const std::lock_guard lock(mutex_);
+    if (hasEnded_) return;
+    tasks_.push_back(std::move(task));
+    changed_.notify_one();
+  }
+
+  // Until one of the tasks calls quit().
+  void run() {
+    while (!hasQuit_) next()();
+    std::deque<Task> left;
+    const std::lock_guard lock(mutex_);
+    hasEnded_ = true;
+    tasks_.swap(left);  // destroyed, which tells those who wait
+  }
+
+  void quit() { hasQuit_ = true; }
+
+ private:
+  Task next() {
+    std::unique_lock lock(mutex_);
+    changed_.wait(lock, [this] { return !tasks_.empty(); });
+    Task task = std::move(tasks_.front());
+    tasks_.pop_front();
+    return task;
+  }
+
+  bool hasQuit_ = false;  // the loop's thread alone uses it
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::deque<Task> tasks_;
+  bool hasEnded_ = false;
+};
+
+// The thread that constructs it, which runs the loop, as the library's main thread.
+class ApplicationThread : public MainThread {
+ public:
+  explicit ApplicationThread(std::shared_ptr<ApplicationLoop> loop) : loop_(std::move(loop)) {}
+
+  bool isCurrent() const override { return std::this_thread::get_id() == thread_; }
+
+ protected:
+  void submitAndWait(const std::function<void()>& task) override {
+    auto done = std::make_shared<std::promise<void>>();
+    const std::future<void> isDone = done->get_future();
+    loop_->post([&task, done = std::move(done)] {
+      task();
+      done->set_value();
+    });
+    // Ends as well when the loop destroys the promise with a task that it will not run; the library
+    // notices, and throws MainThreadClosedException.
+    isDone.wait();
+  }
+
+ private:
+  const std::shared_ptr<ApplicationLoop> loop_;  // the library keeps this object, and so the loop
+  const std::thread::id thread_ = std::this_thread::get_id();
+};
+
+// A receiving thread, without the link it would read.
+void receive(HudNetwork& network, const std::string& name) {
+  constexpr std::array<std::uint8_t, 6> kKeepAlive{STX, 0x7D, 0x7F, 0x0F, 0x00, ETX};
+  try {
+    for (;;) network.handleRawPacket(kKeepAlive);
+  } catch (const MainThreadClosedException& exception) {
+    HudLog::write(name + " ends: " + exception.what());
+  }
+}
+
+bool run() {
+  constexpr int kPackets = 4;
+  const auto loop = std::make_shared<ApplicationLoop>();
+  MainThread::setInstance(std::make_shared<ApplicationThread>(loop));
+
+  int received = 0;
+  const auto router = std::make_shared<PacketRouter>();
+  const auto subscription = router->onEvery([&](const HudPacket& packet) {
+    HudLog::write(packet.description());
+    if (++received == kPackets) loop->quit();
+  });
+  HudNetwork cable;
+  HudNetwork radio;
+  std::array<std::future<void>, 2> receivers;
+  cable.registerPacketHandleDelegate(router);
+  radio.registerPacketHandleDelegate(router);
+  receivers[0] = std::async(std::launch::async, receive, std::ref(cable), "the cable's thread");
+  receivers[1] = std::async(std::launch::async, receive, std::ref(radio), "the radio's thread");
+
+  loop->post([] { HudLog::write("a task of the application's own"); });
+  loop->run();
+  // The loop has ended, so nobody waits for it any more. It stays the main thread: the standard
+  // queue in its place would be one that nobody runs.
+  for (std::future<void>& receiver : receivers) receiver.get();
+  return received == kPackets;
+}
+
+}  // namespace
+}  // namespace varno::example
+
+int main() {
+  varno::example::logAs("own");
+  try {
+    return varno::example::run() ? 0 : 1;
+  } catch (const std::exception& exception) {
+    varno::HudLog::write(std::string("failed: ") + exception.what());
+    return 1;
+  }
+}
