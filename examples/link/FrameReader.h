@@ -1,21 +1,12 @@
 #pragma once
 
-#include "FrameCutter.h"
-#include "WakePipe.h"
+#include "FrameReceiver.h"
 
-#include <VarnoNetwork/Network/HudNetwork.h>
-
-#include <cstdint>
-#include <functional>
-#include <optional>
-#include <span>
-#include <string>
 #include <thread>
 
 namespace varno::example {
 
-// A receiving thread: reads a descriptor (a serial device, a socket), cuts what comes into frames
-// and gives each to a network.
+// A receiving thread over one descriptor: a serial device, a socket that is connected.
 class FrameReader {
  public:
   // Told on the main thread when the link has ended, with the reason. It must not call stop(),
@@ -44,22 +35,18 @@ class FrameReader {
   void stop();
 
   // What was read. After stop().
-  const FrameCutter::Counts& counts() const { return cutter_.counts(); }
+  const FrameCutter::Counts& counts() const { return receiver_.counts(); }
 
   // Frames that handleRawPacket refused, or during which a listener threw. After stop().
-  std::uint64_t failedFrames() const { return failedFrames_; }
+  std::uint64_t failedFrames() const { return receiver_.failedFrames(); }
 
  private:
   void run();
-  std::optional<std::string> readUntilEnd();
-  bool deliver(std::span<const std::uint8_t> frame);
 
-  HudNetwork& network_;
   const int descriptor_;
   const OnEnd onEnd_;
   WakePipe stop_;
-  FrameCutter cutter_;
-  std::uint64_t failedFrames_ = 0;
+  FrameReceiver receiver_;
   std::thread thread_;
 };
 
