@@ -5,7 +5,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <type_traits>
 
 // Searches through runs of bytes, many at a time, in plain C++ that compilers vectorise.
 //
@@ -19,7 +18,6 @@
 namespace varno::bytescan {
 
 inline constexpr std::size_t kWord = sizeof(std::uint64_t);
-inline constexpr std::size_t kBlock = 64;
 
 inline constexpr std::uint64_t everyByte(std::uint8_t byte) noexcept {
   return 0x0101010101010101U * byte;
@@ -41,15 +39,15 @@ inline std::uint64_t loadWord(const std::uint8_t* bytes) noexcept {
   return word;
 }
 
-// Whether all bytes of a block belong to the run. The block is taken as rows of as many lanes as a
+// Whether all of so many bytes belong to the run. They are taken as rows of as many lanes as a
 // vector register has bytes, so that only one row of highest ranks is left to be looked at.
-template <class Rule>
+template <class Rule, std::size_t kBytes>
 bool holdsForBlock(const std::uint8_t* bytes) noexcept {
   constexpr std::size_t kLanes = 16;
   std::uint8_t highest[kLanes];
   for (std::size_t lane = 0; lane < kLanes; ++lane) {
     std::uint8_t highestOfLane = 0;
-    for (std::size_t row = 0; row < kBlock / kLanes; ++row) {
+    for (std::size_t row = 0; row < kBytes / kLanes; ++row) {
       highestOfLane = std::max(highestOfLane, Rule::rank(bytes[kLanes * row + lane]));
     }
     highest[lane] = highestOfLane;
@@ -61,26 +59,26 @@ bool holdsForBlock(const std::uint8_t* bytes) noexcept {
   return ((low | high | (low + missing) | (high + missing)) & everyByte(0x80)) == 0;
 }
 
-// The length of the run at the front. On the way `take(at, count)` is called
-// for pieces of a byte, a word or a block that cover the run. They end before `length`, may
-// overlap, and the last may reach beyond the run.
-template <class Rule, class Take>
-std::size_t takePrefix(const std::uint8_t* bytes, std::size_t length, Take take) noexcept {
+// The length of the run at the front. With kCopies the run is copied to `to`, where there must be
+// room for `length` bytes: those behind the run are left with any value.
+template <class Rule, bool kCopies>
+std::size_t takeRun(const std::uint8_t* bytes, std::size_t length, std::uint8_t* to) noexcept {
+  constexpr std::size_t kBlock = 64;
   std::size_t at = 0;
-  while (length - at >= kBlock && holdsForBlock<Rule>(bytes + at)) {
-    take(at, std::integral_constant<std::size_t, kBlock>());
+  while (length - at >= kBlock && holdsForBlock<Rule, kBlock>(bytes + at)) {
+    if constexpr (kCopies) std::memcpy(to + at, bytes + at, kBlock);
     at += kBlock;
   }
   if (length < kWord) {
     while (at < length && Rule::rank(bytes[at]) < Rule::kLimit) {
-      take(at, std::integral_constant<std::size_t, 1>());
+      if constexpr (kCopies) to[at] = bytes[at];
       ++at;
     }
     return at;
   }
   while (at < length) {
     at = std::min(at, length - kWord);  // the last word may overlap what lies before it
-    take(at, std::integral_constant<std::size_t, kWord>());
+    if constexpr (kCopies) std::memcpy(to + at, bytes + at, kWord);
     const std::uint64_t marks = Rule::marks(loadWord(bytes + at));
     if (marks != 0) return at + static_cast<std::size_t>(std::countr_zero(marks)) / 8;
     at += kWord;
@@ -89,17 +87,16 @@ std::size_t takePrefix(const std::uint8_t* bytes, std::size_t length, Take take)
 }
 
 template <class Rule>
-std::size_t prefixLength(const std::uint8_t* bytes, std::size_t length) noexcept {
-  return takePrefix<Rule>(bytes, length, [](std::size_t, auto) {});
+std::size_t runLength(const std::uint8_t* bytes, std::size_t length) noexcept {
+  constexpr std::size_t kBlock = 256;  // nothing is copied, so that longer blocks cost less
+  std::size_t at = 0;
+  while (length - at >= kBlock && holdsForBlock<Rule, kBlock>(bytes + at)) at += kBlock;
+  return at + takeRun<Rule, false>(bytes + at, length - at, nullptr);
 }
 
-// The same, and copies the run to `to`, where there must be room for `length` bytes: those
-// behind the run are left with any value.
 template <class Rule>
-std::size_t copyPrefix(std::uint8_t* to, const std::uint8_t* bytes, std::size_t length) noexcept {
-  return takePrefix<Rule>(bytes, length, [to, bytes](std::size_t at, auto count) {
-    std::memcpy(to + at, bytes + at, count);
-  });
+std::size_t copyRun(std::uint8_t* to, const std::uint8_t* bytes, std::size_t length) noexcept {
+  return takeRun<Rule, true>(bytes, length, to);
 }
 
 // ASCII.

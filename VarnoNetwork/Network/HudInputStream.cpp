@@ -89,7 +89,7 @@ HudString HudInputStream::readUTF() {
   }
   // Most text is as it is sent; what is not is read again, in the way that it needs.
   HudString text;
-  if (bytescan::prefixLength<stuffing::UnescapedAscii>(next(), length) == length ||
+  if (bytescan::runLength<stuffing::UnescapedAscii>(next(), length) == length ||
       (unmarkedLength(next(), length) == length && utf8::isValid(next(), length))) {
     text.emplace(reinterpret_cast<const char*>(next()), length);
     offset_ += length;

@@ -95,7 +95,7 @@ bool HudOutputStream::writePlain(const std::uint8_t* bytes, std::size_t length) 
   if (stagingRoom() < sizeof(std::uint16_t) + length) flush();
   std::uint8_t* end = staging_ + staged_;
   if (stuffing::mustEscape(count) ||
-      bytescan::copyPrefix<stuffing::UnescapedAscii>(end + 2, bytes, length) < length) {
+      bytescan::copyRun<stuffing::UnescapedAscii>(end + 2, bytes, length) < length) {
     return false;
   }
   end[0] = 0;
@@ -139,7 +139,7 @@ std::size_t HudOutputStream::appendRun(const std::uint8_t* bytes, std::size_t le
   constexpr std::size_t kCopied = kStagingBytes / 2;
   const std::size_t copied = std::min(length, kCopied);
   if (stagingRoom() < copied) flush();
-  std::size_t run = bytescan::copyPrefix<Rule>(staging_ + staged_, bytes, copied);
+  std::size_t run = bytescan::copyRun<Rule>(staging_ + staged_, bytes, copied);
   staged_ += run;
   if (run < kCopied) return run;
 
@@ -147,7 +147,7 @@ std::size_t HudOutputStream::appendRun(const std::uint8_t* bytes, std::size_t le
   constexpr std::size_t kAppended = 4096;
   for (;;) {
     const std::size_t more =
-        bytescan::prefixLength<Rule>(bytes + run, std::min(length - run, kAppended));
+        bytescan::runLength<Rule>(bytes + run, std::min(length - run, kAppended));
     append(bytes + run, more);
     run += more;
     if (more < kAppended) return run;

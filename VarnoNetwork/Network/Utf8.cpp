@@ -39,7 +39,7 @@ std::size_t multibyteRunLength(const std::uint8_t* bytes, std::size_t length) no
 bool isValid(const std::uint8_t* bytes, std::size_t length) noexcept {
   std::size_t at = 0;
   for (;;) {
-    at += bytescan::prefixLength<bytescan::Ascii>(bytes + at, length - at);
+    at += bytescan::runLength<bytescan::Ascii>(bytes + at, length - at);
     if (at == length) return true;
     const std::size_t run = multibyteRunLength(bytes + at, length - at);
     if (run == 0) return false;
