@@ -28,8 +28,8 @@ void setOption(const Descriptor& socket, int level, int name, int value) {
   }
 }
 
+// Once it is connected: the limits below would be those of the attempt, too.
 void prepareConnection(const Descriptor& socket, int family) {
-  makeNonBlocking(socket.number());
   if (family == AF_UNIX) return;
   setOption(socket, IPPROTO_TCP, TCP_NODELAY, 1);  // frames are short and wait for nothing
   setOption(socket, SOL_SOCKET, SO_KEEPALIVE, 1);
@@ -44,6 +44,7 @@ void prepareConnection(const Descriptor& socket, int family) {
 Descriptor openSocket(int family) {
   Descriptor socket(::socket(family, SOCK_STREAM, 0));
   if (socket.number() < 0) throwErrno("cannot open a socket");
+  makeNonBlocking(socket.number());
   return socket;
 }
 
@@ -107,10 +108,9 @@ std::string SocketAddress::text() const {
 std::optional<Descriptor> connectSocket(const SocketAddress& address, Deadline deadline,
                                         const WakePipe& stop) {
   Descriptor socket = openSocket(address.family());
-  prepareConnection(socket, address.family());
-  if (::connect(socket.number(), address.data(), address.size()) == 0) return socket;
+  const int result = ::connect(socket.number(), address.data(), address.size());
   // A signal does not end the attempt: it goes on, and calling again would be a mistake.
-  if (errno != EINPROGRESS && errno != EINTR) throwErrno("cannot connect");
+  if (result != 0 && errno != EINPROGRESS && errno != EINTR) throwErrno("cannot connect");
   std::array<pollfd, 2> polled{{{socket.number(), POLLOUT, 0}, {stop.descriptor(), POLLIN, 0}}};
   const bool isInTime = pollUntil(polled, deadline);
   if (polled[1].revents != 0) return std::nullopt;
@@ -118,12 +118,12 @@ std::optional<Descriptor> connectSocket(const SocketAddress& address, Deadline d
   socklen_t size = sizeof error;
   if (isInTime) ::getsockopt(socket.number(), SOL_SOCKET, SO_ERROR, &error, &size);
   if (error != 0) throw std::system_error(error, std::generic_category(), "cannot connect");
+  prepareConnection(socket, address.family());
   return socket;
 }
 
 ListeningSocket::ListeningSocket(const SocketAddress& address, int backlog)
     : socket_(openSocket(address.family())) {
-  makeNonBlocking(socket_.number());
   if (address.family() == AF_UNIX) {
     struct stat status {};
     if (::lstat(pathOf(address), &status) == 0 && S_ISSOCK(status.st_mode)) {
@@ -148,6 +148,7 @@ Descriptor ListeningSocket::accept(Deadline deadline) const {
   for (;;) {
     Descriptor connection(::accept(socket_.number(), nullptr, nullptr));
     if (connection.number() >= 0) {
+      makeNonBlocking(connection.number());
       prepareConnection(connection, address().family());
       return connection;
     }
