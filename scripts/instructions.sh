@@ -39,6 +39,10 @@ count() { # CASE WAY
 "$program" --list | while IFS=$'\t' read -r name way; do
   isChosen "$name" "$@" || continue
   instructions=$(count "$name" "$way")
+  if [[ -z $instructions || $instructions == 0 ]]; then
+    echo "instructions.sh: callgrind counted nothing for '$name', $way" >&2
+    exit 1
+  fi
   printf '%s\t%s\t%d\n' "$name" "$way" $(((instructions + times / 2) / times)) >>"$after.new"
 done
 mv "$after.new" "$after"
