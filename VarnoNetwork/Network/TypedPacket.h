@@ -1,5 +1,6 @@
 #pragma once
 
+#include <VarnoNetwork/Network/HudPacket.h>
 #include <VarnoNetwork/Network/PayloadCodec.h>
 
 #include <cstdint>
