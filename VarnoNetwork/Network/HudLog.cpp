@@ -79,7 +79,8 @@ void HudLog::write(std::string_view line) noexcept {
 
 void HudLog::writeToStandardError(std::string_view line) {
   const std::string text = printableLine(line) + '\n';
-  std::fwrite(text.data(), 1, text.size(), stderr);
+  // Where standard error itself fails there is nobody left to tell.
+  static_cast<void>(std::fwrite(text.data(), 1, text.size(), stderr));
 }
 
 std::string HudLog::printableLine(std::string_view line) {

@@ -166,6 +166,8 @@ void HudNetwork::registerPacketHandleDelegate(std::shared_ptr<PacketHandleDelega
   registerPacketHandleDelegate(std::move(listener), &everyType);
 }
 
+// By value, as the other one, which gives its own share away.
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
 void HudNetwork::registerPacketHandleDelegate(std::shared_ptr<PacketHandleDelegate> listener,
                                               const HudPacketFilter* filter) {
   if (!listener || filter == nullptr) return;
@@ -188,6 +190,7 @@ void HudNetwork::registerPacketHandleDelegate(std::shared_ptr<PacketHandleDelega
   }
 }
 
+// By value: the last owner of the listener goes after the lock was released.
 void HudNetwork::unregisterPacketHandleDelegate(std::shared_ptr<PacketHandleDelegate> listener) {
   const std::lock_guard lock(state_->listenerLock);
   state_->keepWhileDelivering(listener);

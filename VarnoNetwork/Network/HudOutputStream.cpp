@@ -10,6 +10,7 @@
 #include <utility>
 
 namespace varno {
+
 std::vector<std::uint8_t> HudOutputStream::toNSData() const& {
   std::vector<std::uint8_t> bytes;
   bytes.reserve(heldBytes());

@@ -30,7 +30,7 @@ inline constexpr std::uint8_t ESCAPE = 0x7D;
 class VARNO_EXPORT HudOutputStream {
  public:
   // Leaves the staging area as it comes: filling it would cost more than writing a short frame.
-  HudOutputStream() noexcept {}  // NOLINT(cppcoreguidelines-pro-type-member-init)
+  HudOutputStream() noexcept {}  // NOLINT(modernize-use-equals-default)
   HudOutputStream(const HudOutputStream&) = delete;
   HudOutputStream& operator=(const HudOutputStream&) = delete;
   ~HudOutputStream() = default;
