@@ -10,8 +10,8 @@
 //
 // A rule says of each byte whether it belongs to the run:
 //
-//   static std::uint8_t rank(std::uint8_t byte)     it does if its rank lies below
-//   static constexpr std::uint8_t kLimit            this, which is 80 or less
+//   static std::uint8_t rank(std::uint8_t byte)     it surely does if its rank lies below
+//   static constexpr std::uint8_t kLimit            this; few bytes that do reach it
 //   static std::uint64_t marks(std::uint64_t word)  for eight bytes at once: 0 if they all do, else
 //                                                   a word whose lowest bit lies in the first that
 //                                                   does not; the bits above mean nothing
@@ -28,6 +28,11 @@ constexpr std::uint64_t zeroBytes(std::uint64_t word) noexcept {
   return (word - everyByte(0x01)) & ~word & everyByte(0x80);
 }
 
+// Which byte of a word is the first that its marks tell of.
+constexpr std::size_t firstMarked(std::uint64_t marks) noexcept {
+  return static_cast<std::size_t>(std::countr_zero(marks)) / 8;
+}
+
 // Eight bytes, the first of them lowest.
 inline std::uint64_t loadWord(const std::uint8_t* bytes) noexcept {
   std::uint64_t word = 0;
@@ -39,8 +44,17 @@ inline std::uint64_t loadWord(const std::uint8_t* bytes) noexcept {
   return word;
 }
 
-// Whether all of so many bytes belong to the run. They are taken as rows of as many lanes as a
-// vector register has bytes, so that only one row of highest ranks is left to be looked at.
+// The high bits of those bytes of a word that reach the limit.
+template <std::uint8_t kLimit>
+constexpr std::uint64_t reaching(std::uint64_t word) noexcept {
+  // Adding what the limit's lower bits lack carries into the high bit, and never out of the byte.
+  constexpr std::uint8_t kMissing = 0x80 - kLimit % 0x80;
+  const std::uint64_t carried = (word & everyByte(0x7F)) + everyByte(kMissing);
+  return (kLimit < 0x80 ? carried | word : carried & word) & everyByte(0x80);
+}
+
+// Whether all of so many bytes surely belong to the run. They are taken as rows of as many lanes as
+// a vector register has bytes, so that only one row of highest ranks is left to be looked at.
 template <class Rule, std::size_t kBytes>
 bool holdsForBlock(const std::uint8_t* bytes) noexcept {
   constexpr std::size_t kLanes = 16;
@@ -52,11 +66,8 @@ bool holdsForBlock(const std::uint8_t* bytes) noexcept {
     }
     highest[lane] = highestOfLane;
   }
-  // Adding what the limit lacks of 80 carries into the high bit of each byte that reaches it.
-  const std::uint64_t low = loadWord(highest);
-  const std::uint64_t high = loadWord(highest + kWord);
-  const std::uint64_t missing = everyByte(static_cast<std::uint8_t>(0x80 - Rule::kLimit));
-  return ((low | high | (low + missing) | (high + missing)) & everyByte(0x80)) == 0;
+  return (reaching<Rule::kLimit>(loadWord(highest)) |
+          reaching<Rule::kLimit>(loadWord(highest + kWord))) == 0;
 }
 
 // The length of the run at the front. With kCopies the run is copied to `to`, where there must be
@@ -65,12 +76,18 @@ template <class Rule, bool kCopies>
 std::size_t takeRun(const std::uint8_t* bytes, std::size_t length, std::uint8_t* to) noexcept {
   constexpr std::size_t kBlock = 64;
   std::size_t at = 0;
-  while (length - at >= kBlock && holdsForBlock<Rule, kBlock>(bytes + at)) {
+  while (length - at >= kBlock) {
     if constexpr (kCopies) std::memcpy(to + at, bytes + at, kBlock);
+    if (!holdsForBlock<Rule, kBlock>(bytes + at)) {
+      for (std::size_t word = at; word < at + kBlock; word += kWord) {
+        const std::uint64_t marks = Rule::marks(loadWord(bytes + word));
+        if (marks != 0) return word + firstMarked(marks);
+      }
+    }
     at += kBlock;
   }
   if (length < kWord) {
-    while (at < length && Rule::rank(bytes[at]) < Rule::kLimit) {
+    while (at < length && Rule::marks(bytes[at]) == 0) {
       if constexpr (kCopies) to[at] = bytes[at];
       ++at;
     }
@@ -80,7 +97,7 @@ std::size_t takeRun(const std::uint8_t* bytes, std::size_t length, std::uint8_t*
     at = std::min(at, length - kWord);  // the last word may overlap what lies before it
     if constexpr (kCopies) std::memcpy(to + at, bytes + at, kWord);
     const std::uint64_t marks = Rule::marks(loadWord(bytes + at));
-    if (marks != 0) return at + static_cast<std::size_t>(std::countr_zero(marks)) / 8;
+    if (marks != 0) return at + firstMarked(marks);
     at += kWord;
   }
   return length;

@@ -39,14 +39,7 @@ void HudOutputStream::toByteArray(std::uint8_t* buffer, std::uint64_t length) co
 
 void HudOutputStream::write(const std::uint8_t* bytes, std::uint64_t length) {
   if (bytes == nullptr) return;
-  auto left = static_cast<std::size_t>(length);
-  expect(left);
-  while (left > 0) {
-    std::size_t run = appendRun<stuffing::Unescaped>(bytes, left);
-    if (run < left) writeByte(bytes[run++]);
-    bytes += run;
-    left -= run;
-  }
+  stuff<stuffing::Unescaped>(bytes, static_cast<std::size_t>(length));
 }
 
 void HudOutputStream::writeShort(std::int16_t value) {
@@ -93,7 +86,7 @@ void HudOutputStream::writeText(std::string_view text) {
 // did.
 bool HudOutputStream::writePlain(const std::uint8_t* bytes, std::size_t length) {
   const auto count = static_cast<std::uint8_t>(length);
-  if (stagingRoom() < sizeof(std::uint16_t) + length) flush();
+  if (!fits(sizeof(std::uint16_t) + length)) flush();
   std::uint8_t* end = staging_ + staged_;
   if (stuffing::mustEscape(count) ||
       bytescan::copyRun<stuffing::UnescapedAscii>(end + 2, bytes, length) < length) {
@@ -107,7 +100,7 @@ bool HudOutputStream::writePlain(const std::uint8_t* bytes, std::size_t length) 
 
 template <class Unsigned>
 void HudOutputStream::writeBigEndian(Unsigned value) {
-  if (stagingRoom() < 2 * sizeof value) flush();
+  if (!fits(2 * sizeof value)) flush();
   // The bytes above a narrower value are 0, which is not escaped.
   if (stuffing::Unescaped::marks(value) != 0) {
     for (std::size_t left = sizeof value; left > 0; --left) {
@@ -122,65 +115,56 @@ void HudOutputStream::writeBigEndian(Unsigned value) {
 }
 
 void HudOutputStream::append(const std::uint8_t* bytes, std::size_t length) {
-  if (length > stagingRoom()) {
+  if (length > kStagingBytes) {
     flush();
-    if (length > kStagingBytes) {
-      spilled_.insert(spilled_.end(), bytes, bytes + length);
-      return;
-    }
+    spilled_.insert(spilled_.end(), bytes, bytes + length);
+    return;
   }
+  if (!fits(length)) flush();
   std::copy_n(bytes, length, staging_ + staged_);
   staged_ += length;
 }
 
-// Appends the bytes at the front for which the rule holds, and returns their number.
+// Appends the bytes, stuffed, up to the first that neither the rule takes nor the stuffing escapes.
+// Returns how many it took.
 template <class Rule>
-std::size_t HudOutputStream::appendRun(const std::uint8_t* bytes, std::size_t length) {
-  // The first ones are copied while they are checked.
-  constexpr std::size_t kCopied = kStagingBytes / 2;
-  const std::size_t copied = std::min(length, kCopied);
-  if (stagingRoom() < copied) flush();
-  std::size_t run = bytescan::copyRun<Rule>(staging_ + staged_, bytes, copied);
-  staged_ += run;
-  if (run < kCopied) return run;
-
-  // What follows is copied once to where it stays, while it is in the processor's first cache.
-  constexpr std::size_t kAppended = 4096;
-  for (;;) {
-    const std::size_t more =
-        bytescan::runLength<Rule>(bytes + run, std::min(length - run, kAppended));
-    append(bytes + run, more);
-    run += more;
-    if (more < kAppended) return run;
+std::size_t HudOutputStream::stuff(const std::uint8_t* bytes, std::size_t length) {
+  constexpr std::size_t kChecked = 256;
+  constexpr std::size_t kAppended = 2048;
+  expect(length);
+  std::size_t at = 0;
+  while (at < length) {
+    const std::size_t chunk = std::min(length - at, kChecked);
+    if (!fits(2 * chunk)) flush();
+    const auto [taken, written] = stuffing::stuffTo<Rule>(staging_ + staged_, bytes + at, chunk);
+    staged_ += written;
+    at += taken;
+    if (taken < chunk) break;
+    if (written > taken) continue;
+    // What follows is probably as plain. It is copied once to where it stays, while it is in the
+    // processor's first cache.
+    for (std::size_t run = kAppended; run == kAppended; at += run) {
+      run = bytescan::runLength<Rule>(bytes + at, std::min(length - at, kAppended));
+      append(bytes + at, run);
+    }
   }
+  return at;
 }
 
 // Appends the text, stuffed, while it checks that it is valid UTF-8; says whether it is. Text that
 // is not has then been written in part.
 bool HudOutputStream::appendText(const std::uint8_t* bytes, std::size_t length) {
-  expect(length);
-  while (length > 0) {
-    std::size_t run = appendRun<stuffing::UnescapedAscii>(bytes, length);
-    if (run < length) {
-      if (bytes[run] < 0x80) {
-        writeByte(bytes[run++]);
-      } else {
-        const std::size_t characters = utf8::multibyteRunLength(bytes + run, length - run);
-        if (characters == 0) return false;
-        append(bytes + run, characters);
-        run += characters;
-      }
-    }
-    bytes += run;
-    length -= run;
-  }
+  const std::size_t ascii = stuff<stuffing::UnescapedAscii>(bytes, length);
+  if (ascii == length) return true;
+  if (!utf8::isValid(bytes + ascii, length - ascii)) return false;
+  stuff<stuffing::Unescaped>(bytes + ascii, length - ascii);
   return true;
 }
 
 // Makes room for `length` bytes more than the staging area takes, with some to spare for escapes
 // and for what follows, so that a frame with one long text is allocated once.
 void HudOutputStream::expect(std::size_t length) {
-  if (length <= stagingRoom()) return;
+  if (length <= kStagingBytes && fits(length)) return;
   const std::size_t needed = heldBytes() + length + length / 8 + 64;
   if (needed > spilled_.capacity()) spilled_.reserve(std::max(needed, 2 * spilled_.capacity()));
 }

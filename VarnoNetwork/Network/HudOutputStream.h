@@ -48,7 +48,7 @@ class VARNO_EXPORT HudOutputStream {
 
   // Appends one byte as it is. For the frame's marks.
   void directWrite(std::uint8_t byte) {
-    if (stagingRoom() == 0) flush();
+    if (!fits(1)) flush();
     staging_[staged_++] = byte;
   }
 
@@ -56,7 +56,7 @@ class VARNO_EXPORT HudOutputStream {
   void write(const std::uint8_t* bytes, std::uint64_t length);
   void write(std::span<const std::uint8_t> bytes) { write(bytes.data(), bytes.size()); }
   void writeByte(std::uint8_t byte) {
-    if (stagingRoom() < 2) flush();
+    if (!fits(2)) flush();
     stuff(byte);
   }
   void writeShort(std::int16_t value);
@@ -79,19 +79,20 @@ class VARNO_EXPORT HudOutputStream {
  private:
   // Short frames never leave the staging area. In longer ones it collects the small pieces, so that
   // the vector, which cannot be grown without writing its new bytes twice, grows by large ones.
-  static constexpr std::size_t kStagingBytes = 512;
+  static constexpr std::size_t kStagingBytes = 1024;
 
   std::size_t heldBytes() const noexcept { return spilled_.size() + staged_; }
-  std::size_t stagingRoom() const noexcept { return kStagingBytes - staged_; }
+  // Whether the staging area has room for so many bytes, which are no more than it takes empty.
+  bool fits(std::size_t length) const noexcept { return staged_ <= kStagingBytes - length; }
 
   // Appends one byte, stuffed, where the staging area has room for two. Both are stored for every
   // byte, which spares a branch that payloads make hard to predict.
   void stuff(std::uint8_t byte) noexcept {
     const bool escape = byte == 0x02 || byte == 0x03 || byte == ESCAPE;
-    std::uint8_t* end = staging_ + staged_;
-    end[0] = ESCAPE;
-    end[escape ? 1 : 0] = escape ? static_cast<std::uint8_t>(byte ^ ESCAPE) : byte;
-    staged_ += escape ? 2 : 1;
+    const std::size_t end = staged_;
+    staging_[end] = ESCAPE;
+    staging_[end + (escape ? 1 : 0)] = escape ? static_cast<std::uint8_t>(byte ^ ESCAPE) : byte;
+    staged_ = end + (escape ? 2 : 1);
   }
 
   void writeText(std::string_view text);
@@ -99,7 +100,7 @@ class VARNO_EXPORT HudOutputStream {
   template <class Unsigned>
   void writeBigEndian(Unsigned value);
   template <class Rule>
-  std::size_t appendRun(const std::uint8_t* bytes, std::size_t length);
+  std::size_t stuff(const std::uint8_t* bytes, std::size_t length);
   void append(const std::uint8_t* bytes, std::size_t length);
   bool appendText(const std::uint8_t* bytes, std::size_t length);
   void expect(std::size_t length);

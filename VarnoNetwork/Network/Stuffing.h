@@ -3,6 +3,8 @@
 #include <VarnoNetwork/Network/ByteScan.h>
 #include <VarnoNetwork/Network/HudOutputStream.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 
 // Which bytes the stuffing leaves alone, as rules for searching many bytes at once.
@@ -14,9 +16,12 @@ constexpr bool mustEscape(std::uint8_t byte) noexcept {
 
 // Bytes that go out as they are.
 struct Unescaped {
-  static constexpr std::uint8_t kLimit = 1;
+  static constexpr std::uint8_t kLimit = 0xFF;
   static constexpr std::uint8_t rank(std::uint8_t byte) noexcept {
-    return mustEscape(byte) ? 1 : 0;
+    // Each is FF for just the bytes that it looks for.
+    const auto frameMark = static_cast<std::uint8_t>((byte | 0x01) ^ 0xFC);
+    const auto escapeMark = static_cast<std::uint8_t>(byte ^ 0x82);
+    return std::max(frameMark, escapeMark);
   }
   static constexpr std::uint64_t marks(std::uint64_t word) noexcept {
     using bytescan::everyByte;
@@ -25,20 +30,44 @@ struct Unescaped {
   }
 };
 
-// ASCII bytes that go out as they are. (byte ^ 7D) - 1 lies below 7D for just these: for 02, 03, 7D
-// and every byte beyond ASCII it does not, so that one range test tells all that needs care.
+// ASCII bytes that go out as they are.
 struct UnescapedAscii {
-  static constexpr std::uint8_t kLimit = ESCAPE;
+  // Only what lies between 03 and 7D: so close that one comparison tells, and nearly all text.
+  static constexpr std::uint8_t kLimit = ESCAPE - 0x04;
   static constexpr std::uint8_t rank(std::uint8_t byte) noexcept {
-    return static_cast<std::uint8_t>((byte ^ ESCAPE) - 1);
+    return static_cast<std::uint8_t>(byte - 0x04);
   }
+  // (byte ^ 7D) - 1 lies below 7D for just the bytes that belong. The high bits: of a byte that
+  // this makes 0 by the borrow, of 7E and 7F by the carry, of a byte beyond ASCII its own.
   static constexpr std::uint64_t marks(std::uint64_t word) noexcept {
     using bytescan::everyByte;
     const std::uint64_t turned = word ^ everyByte(ESCAPE);
-    // High bits: of a byte 0 by the borrow, of 7E and 7F by the carry, of a byte beyond ASCII its
-    // own.
     return ((turned - everyByte(0x01)) | (turned + everyByte(0x02)) | turned) & everyByte(0x80);
   }
 };
+
+// How many bytes were taken, and how many they became.
+struct Stuffed {
+  std::size_t taken;
+  std::size_t written;
+};
+
+// Copies the bytes, stuffed, up to the first that neither the rule takes nor the stuffing escapes.
+// There must be room for twice as many.
+template <class Rule>
+Stuffed stuffTo(std::uint8_t* to, const std::uint8_t* bytes, std::size_t length) noexcept {
+  std::size_t taken = 0;
+  std::size_t written = 0;
+  for (;;) {
+    const std::size_t run = bytescan::copyRun<Rule>(to + written, bytes + taken, length - taken);
+    taken += run;
+    written += run;
+    if (taken == length || !mustEscape(bytes[taken])) return {taken, written};
+    do {
+      to[written++] = ESCAPE;
+      to[written++] = static_cast<std::uint8_t>(bytes[taken++] ^ ESCAPE);
+    } while (taken < length && mustEscape(bytes[taken]));
+  }
+}
 
 }  // namespace varno::stuffing
