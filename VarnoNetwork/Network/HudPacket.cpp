@@ -1,6 +1,5 @@
 #include <VarnoNetwork/Network/HudException.h>
 #include <VarnoNetwork/Network/HudLog.h>
-#include <VarnoNetwork/Network/HudOutputStream.h>
 #include <VarnoNetwork/Network/HudPacket.h>
 
 #include <cctype>
@@ -41,14 +40,7 @@ void HudPacket::editFields(FieldEditor& /*editor*/) {}
 
 void HudPacket::serialize(HudOutputStream& stream) const { appendFrame(stream); }
 
-void HudPacket::appendFrame(HudOutputStream& stream) const {
-  stream.directWrite(STX);
-  stream.writeByte(getCommand());
-  stream.writeByte(getParam1());
-  stream.writeByte(getParam2());
-  appendPayload(stream);
-  stream.directWrite(ETX);
-}
+void HudPacket::appendFrame(HudOutputStream& stream) const { writeFrame(stream, *this); }
 
 void HudPacket::hexDump(std::string_view label, std::span<const std::uint8_t> bytes) noexcept {
   try {

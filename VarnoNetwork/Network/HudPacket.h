@@ -2,6 +2,7 @@
 
 #include <VarnoNetwork/Export.h>
 #include <VarnoNetwork/Network/FieldVisitor.h>
+#include <VarnoNetwork/Network/HudOutputStream.h>
 #include <VarnoNetwork/Network/IHudPacket.h>
 #include <VarnoNetwork/Network/TextFormat.h>
 
@@ -70,8 +71,19 @@ class VARNO_EXPORT HudPacket : public IHudPacket {
 
  protected:
   // What serialize does, by a virtual call for each operation. A type that knows its operations may
-  // do the same without.
+  // do without, by writeFrame.
   virtual void appendFrame(HudOutputStream& stream) const;
+
+  // Writes the frame of a packet, or of what stands for it and has its operations.
+  template <class Operations>
+  static void writeFrame(HudOutputStream& stream, const Operations& packet) {
+    stream.directWrite(STX);
+    stream.writeByte(packet.getCommand());
+    stream.writeByte(packet.getParam1());
+    stream.writeByte(packet.getParam2());
+    packet.appendPayload(stream);
+    stream.directWrite(ETX);
+  }
 
   // A packet is copied as the type that it is, never as one of its bases.
   HudPacket(const HudPacket&) = default;

@@ -25,14 +25,17 @@ class IdentifiedPacket : public Base {
   // override what is called here, so it is left to the base.
   void appendFrame(HudOutputStream& stream) const override {
     if (typeid(*this) != typeid(Derived)) return Base::appendFrame(stream);
-    const auto& packet = static_cast<const Derived&>(*this);
-    stream.directWrite(STX);
-    stream.writeByte(packet.Derived::getCommand());
-    stream.writeByte(packet.Derived::getParam1());
-    stream.writeByte(packet.Derived::getParam2());
-    packet.Derived::appendPayload(stream);
-    stream.directWrite(ETX);
+    this->writeFrame(stream, DirectCalls{static_cast<const Derived&>(*this)});
   }
+
+ private:
+  struct DirectCalls {
+    std::uint8_t getCommand() const { return packet.Derived::getCommand(); }
+    std::uint8_t getParam1() const { return packet.Derived::getParam1(); }
+    std::uint8_t getParam2() const { return packet.Derived::getParam2(); }
+    void appendPayload(HudOutputStream& stream) const { packet.Derived::appendPayload(stream); }
+    const Derived& packet;
+  };
 };
 
 // Gives `Derived` its payload from its field list, a static function template
