@@ -104,19 +104,21 @@ std::int32_t HudNetwork::getPacktId(std::uint8_t command, std::uint8_t parma1,
 }
 
 void HudNetwork::extractHudPacketClass() {
-  PacketIdToClassMap types;
-  for (const PacketType type : PacketCatalogue::packetTypes()) {
+  const std::vector<PacketType> types = PacketCatalogue::packetTypes();
+  PacketTable table(types.size());
+  const std::lock_guard lock(state_->listenerLock);
+  for (const PacketType type : types) {
     const std::optional<PacketIdentifiers> ids = probe(type);
     if (!ids) continue;
     const std::int32_t id = getPacktId(ids->command, ids->param1, ids->param2);
-    const auto [registered, isNew] = types.try_emplace(id, type);
-    if (!isNew) {
+    if (const PacketListeners* registered = table.find(id)) {
       throw InternalInconsistencyException(
           formatText("Duplicated command[%d] param1[%d] param2[%d] %@ and %@", ids->command,
-                     ids->param1, ids->param2, registered->second.name(), type.name()));
+                     ids->param1, ids->param2, registered->type.name(), type.name()));
     }
+    table.insert(id, state_->listenersOf(type));
   }
-  setPacketIdToClassMap(types);
+  state_->table = std::move(table);
 }
 
 bool HudNetwork::sendPacket(const HudPacket& packet) noexcept {
