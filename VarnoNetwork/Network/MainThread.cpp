@@ -140,8 +140,8 @@ void MainThreadQueue::submitAndWait(const std::function<void()>& task) {
   waiter.finished.wait(lock, [&waiter] {
     return waiter.state == Waiter::State::kDone || waiter.state == Waiter::State::kRefused;
   });
-  --waiters_;
-  changed_.notify_all();
+  // Only the destructor, which closes the queue first, waits for this.
+  if (--waiters_ == 0 && isClosed_) changed_.notify_all();
 }
 
 void MainThreadQueue::requireMainThread() const {
