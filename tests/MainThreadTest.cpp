@@ -111,7 +111,7 @@ TEST_F(MainThreadTest, ClosedByATask) {
   awaitTasks(1);
   auto second = startThread([&] { other.handleRawPacket(frame); });
   awaitTasks(2);
-  queue.run();
+  EXPECT_EQ(queue.runPending(), 1U);
   EXPECT_EQ(first.get(), "");
   EXPECT_EQ(second.get(), kClosed);
   EXPECT_EQ(listener->take().size(), 1U);

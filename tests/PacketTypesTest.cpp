@@ -225,6 +225,13 @@ std::vector<TypeRow> eventRows() {
                                    packet.setSystemVersion("B");
                                    packet.setBleVersion("C");
                                  }),
+      row<HudVersionEventPacket>("02 7D 7E 05 00", "00 01 26", "00 7D 7F 26 43",
+                                 "[modelName : (null) systemVersion : (null) bleVersion : C]",
+                                 [](auto& packet) {
+                                   packet.setModelName(std::nullopt);
+                                   packet.setSystemVersion(std::nullopt);
+                                   packet.setBleVersion("C");
+                                 }),
       row<WifiStationStatusEventPacket>("02 7D 7E 06 00", "00 00 00 00 00 00 00 00",
                                         "FF FF FF FF 00 01 45 00 7D 7F 49 50",
                                         "[errorCode : -1 errorMessage : E ipAddress : IP]",

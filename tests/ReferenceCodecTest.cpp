@@ -80,7 +80,9 @@ std::span<const std::uint8_t> bytesOf(std::string_view text) {
 template <class Stream>
 std::string written(std::string_view text, std::size_t before) {
   Stream stream;
-  for (std::size_t at = 0; at < before; ++at) stream.directWrite(0x41);
+  for (std::size_t at = 0; at < before; ++at) {
+    before % 2 == 0 ? stream.directWrite(0x41) : stream.writeByte(0x41);
+  }
   stream.writeShort(static_cast<std::int16_t>(text.size()));
   stream.write(bytesOf(text).data(), text.size());
   stream.writeInt(0x0203'7D41);

@@ -271,7 +271,8 @@ TEST(Stream, TextMustBeUtf8) {
   const auto expectText = [](const char* sample, const std::string& padding, bool isValid) {
     SCOPED_TRACE(std::string(sample) + " amid " + padding);
     const std::string sampleText = padding + text(bytes(sample)) + padding;
-    Bytes plain{0x00, static_cast<std::uint8_t>(sampleText.size())};
+    Bytes plain{static_cast<std::uint8_t>(sampleText.size() >> 8),
+                static_cast<std::uint8_t>(sampleText.size() & 0xFF)};
     plain.insert(plain.end(), sampleText.begin(), sampleText.end());
     const Bytes wire = stuffed(plain);
     EXPECT_EQ(written(sampleText), isValid ? hex(wire) : "00 00");
@@ -279,10 +280,12 @@ TEST(Stream, TextMustBeUtf8) {
     EXPECT_EQ(in.readUTF(), isValid ? HudString(sampleText) : HudString());
     EXPECT_EQ(in.offset(), wire.size());
   };
-  for (const char filler : {'a', '}'}) {
-    for (const std::size_t around : {0U, 1U, 7U, 63U, 64U, 65U}) {
-      for (const char* sample : valid) expectText(sample, std::string(around, filler), true);
-      for (const char* sample : invalid) expectText(sample, std::string(around, filler), false);
+  for (const char* filler : {"a", "}", "\u00E9"}) {
+    for (const int around : {0, 1, 7, 63, 64, 65}) {
+      std::string padding;
+      for (int at = 0; at < around; ++at) padding += filler;
+      for (const char* sample : valid) expectText(sample, padding, true);
+      for (const char* sample : invalid) expectText(sample, padding, false);
     }
   }
 }
