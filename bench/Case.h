@@ -34,7 +34,7 @@ Loop repeat(Action action) {
 inline void require(bool condition, const std::string& what) {
   if (condition) return;
   std::cerr << "The benchmark compares different things: " << what << '\n';
-  std::exit(1);
+  std::exit(1);  // NOLINT(concurrency-mt-unsafe): while the cases are made there is one thread
 }
 
 std::vector<Case> sendCases();

@@ -12,6 +12,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 
 // Sending and receiving as plainly as they can be said, over the byte-at-a-time streams. The fields
 // come by FieldVisitor, so it knows every packet type whose payload is its fields in order.
@@ -71,7 +72,7 @@ class FieldReader : public FieldEditor {
 
 class Network {
  public:
-  explicit Network(const HudNetwork::PacketIdToClassMap& types) : packetIdToClassMap_(types) {}
+  explicit Network(HudNetwork::PacketIdToClassMap types) : packetIdToClassMap_(std::move(types)) {}
 
   static std::vector<std::uint8_t> frameOf(const HudPacket& packet) {
     OutputStream stream;

@@ -1,5 +1,5 @@
 // Runs one case in one way, for callgrind: `instructions --list` prints the cases and their ways,
-// `instructions CASE WAY TIMES` runs one so many times inside varno_measured.
+// `instructions CASE WAY TIMES` runs one so many times inside varnoMeasured.
 
 #include <VarnoNetwork/Network/HudLog.h>
 #include <bench/Case.h>
@@ -8,15 +8,15 @@
 #include <string_view>
 
 // Callgrind counts what happens inside the function of this name, which must not be inlined.
-extern "C" void varno_measured(const varno::bench::Loop& loop, std::size_t times);
+extern "C" void varnoMeasured(const varno::bench::Loop& loop, std::size_t times);
 
-void varno_measured(const varno::bench::Loop& loop, std::size_t times) { loop(times); }
+void varnoMeasured(const varno::bench::Loop& loop, std::size_t times) { loop(times); }
 
 int main(int argc, char** argv) {
   using namespace varno::bench;
   varno::HudLog::setSink([](std::string_view) {});
   // A call through a volatile pointer stays a call.
-  decltype(&varno_measured) volatile measured = varno_measured;
+  decltype(&varnoMeasured) volatile measured = varnoMeasured;
   const bool isList = argc == 2 && std::string_view(argv[1]) == "--list";
   if (!isList && argc != 4) {
     std::cerr << "usage: instructions --list | CASE WAY TIMES\n";

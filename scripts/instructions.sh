@@ -32,7 +32,7 @@ isChosen() {
 
 count() { # CASE WAY
   valgrind --tool=callgrind --callgrind-out-file=/dev/null \
-    --collect-atstart=no --toggle-collect=varno_measured "$program" "$1" "$2" $times 2>&1 |
+    --collect-atstart=no --toggle-collect=varnoMeasured "$program" "$1" "$2" $times 2>&1 |
     sed --quiet 's/.*Collected : //p'
 }
 

@@ -12,9 +12,11 @@ headersTarget=VarnoNetwork-static_verify_interface_header_sets
 stages=(
   "format       | format                       | scripts/format.sh --check"
   "scripts      | scripts                      | shellcheck scripts/*.sh .ci/run"
+  "cppcheck     | cppcheck                     | scripts/cppcheck.sh"
   "release      | build test                   | preset release"
   "install      | build install package        | scripts/check-install.sh"
   "docs         | build docs                   | scripts/check-docs.sh"
+  "tidy         | build test bench sanitizers tidy | scripts/tidy.sh"
   "asan         | build test sanitizers        | preset asan"
   "tsan         | build test sanitizers        | preset tsan"
   "clang-libcxx | build test libcxx            | preset clang-libcxx"

@@ -111,7 +111,6 @@ TEST_F(PacketRouterTest, OtherThreadsSubscribeWhilePacketsAreDelivered) {
   MainThreadScope main;
   RecordingNetwork network;
   network.registerPacketHandleDelegate(router_);
-  const Bytes keepAlive = bytes("02 7D 7F 0F 00 03");
   constexpr int kPackets = 200;
   int received = 0;
   auto counter = router_->on<KeepAliveCommandPacket>([&](const auto&) { ++received; });
@@ -123,7 +122,7 @@ TEST_F(PacketRouterTest, OtherThreadsSubscribeWhilePacketsAreDelivered) {
     }
   });
   main.pumpWhile([&] {
-    for (int packet = 0; packet < kPackets; ++packet) network.handleRawPacket(keepAlive);
+    for (int packet = 0; packet < kPackets; ++packet) network.handleRawPacket(kKeepAlive);
   });
   subscriber.get();
   EXPECT_EQ(received, kPackets);

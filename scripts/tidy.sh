@@ -1,0 +1,24 @@
+#!/usr/bin/env bash
+# Has clang-tidy look at everything that is compiled here, by the checks of .clang-tidy.
+#   scripts/tidy.sh [REGEX]   only at the files whose path REGEX matches, for example Utf8
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+work=build/analysis
+mkdir -p build
+if ! cmake --preset analysis >$work.configure.log 2>&1; then
+  cat $work.configure.log
+  exit 1
+fi
+
+# What CMake generates and GoogleTest's sources are compiled, too, but not ours.
+ours="$PWD/(VarnoNetwork|bench|docs|examples|fuzz|tests)/.*${1:-}"
+if ! run-clang-tidy -quiet -p $work -j "$(nproc)" "$ours" >$work.log 2>&1; then
+  # Without a line for each file and for each suppressed warning.
+  grep --invert-match --extended-regexp '^clang-tidy|^[0-9]+ warnings? generated|^$' $work.log
+  exit 1
+fi
+if ! grep --quiet '^clang-tidy' $work.log; then
+  echo "tidy.sh: no file's path matches '${1:-}'" >&2
+  exit 2
+fi
