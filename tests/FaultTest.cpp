@@ -104,9 +104,7 @@ class FaultTest : public testing::Test {
   FaultTest() {
     static_cast<void>(RecordingNetwork());  // for what the library makes once and keeps
     packet.setTimeZoneId(std::string(600, 'x'));
-    HudOutputStream stream;
-    packet.serialize(stream);
-    frame = stream.toNSData();
+    frame = frameOf(packet);
   }
 
   MainThreadScope mainThread;

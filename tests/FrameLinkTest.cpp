@@ -113,18 +113,17 @@ TEST(FrameLink, StopsWithoutTheMainThread) {
 }
 
 TEST(FrameLink, WriterGivesUpWithoutSignal) {
-  const Bytes frame = bytes("02 7D 7F 0F 00 03");
   std::array<int, 2> pipe{};
   ASSERT_EQ(::pipe(pipe.data()), 0);
   const Descriptor in(pipe[1]);
   ::close(pipe[0]);
-  EXPECT_FALSE(example::FrameWriter(in.number()).write(frame));  // a pipe without a reader
+  EXPECT_FALSE(example::FrameWriter(in.number()).write(kKeepAlive));  // a pipe without a reader
 
   SocketPair sockets;
   example::FrameWriter writer(sockets.near.number(), std::chrono::milliseconds(20));
   EXPECT_FALSE(writer.write(Bytes(1'000'000)));  // a peer that does not read
   sockets.far = Descriptor(-1);
-  EXPECT_FALSE(writer.write(frame));  // a peer that is gone
+  EXPECT_FALSE(writer.write(kKeepAlive));  // a peer that is gone
 }
 
 }  // namespace

@@ -25,17 +25,14 @@ TEST(NotificationSetting, PackageNameSetIsSharedAndMayBeNull) {
   EXPECT_THAT(*names, ElementsAre("a", "c"));
   EXPECT_TRUE(packet.containPackageName("c"));
   EXPECT_FALSE(packet.containPackageName("b"));
-  HudInputStream received(bytes("01 00 00 00 00 00 00 00 00 00 00 00 01 00 01 65"));
-  ASSERT_TRUE(packet.parsePayload(received));
+  ASSERT_TRUE(parse(packet, bytes("01 00 00 00 00 00 00 00 00 00 00 00 01 00 01 65")));
   EXPECT_THAT(*names, ElementsAre("e"));
 
   packet.setPackageNameSet(nullptr);
   packet.removePackageName("e");
   EXPECT_FALSE(packet.containPackageName("e"));
   EXPECT_THAT(packet.getPackageNameList(), ElementsAre());
-  HudOutputStream sent;
-  packet.appendPayload(sent);
-  EXPECT_EQ(hex(sent.toNSData()), "01 00 00 00 00 00 00 00 00 00 00 00 00");
+  EXPECT_EQ(hex(payloadOf(packet)), "01 00 00 00 00 00 00 00 00 00 00 00 00");
   packet.addPackageName("f");
   EXPECT_THAT(*packet.packageNameSet(), ElementsAre("f"));
 }

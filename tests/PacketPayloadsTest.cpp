@@ -1,4 +1,5 @@
 #include <VarnoNetwork/VarnoNetwork.h>
+#include <fuzz/FieldText.h>
 #include <gtest/gtest.h>
 
 #include <bit>
@@ -10,6 +11,49 @@
 
 namespace varno::test {
 namespace {
+
+// A record and a packet type of an application's own, with a field of every kind.
+struct Wheel {
+  static constexpr std::string_view kTypeName = "Wheel";
+  std::int16_t number = 0;
+  HudString name;
+
+  template <class Self, class Visit>
+  static void fields(Self& self, Visit& visit) {
+    visit("number", self.number);
+    visit("name", self.name);
+  }
+};
+
+struct EveryKindPacket : TypedPacket<EveryKindPacket, CommandPacket, 0x03, 0x7D> {
+  static constexpr std::string_view kTypeName = "EveryKindPacket";
+  bool flag = false;
+  std::uint8_t octet = 0;
+  std::int16_t shorter = 0;
+  std::int32_t integer = 0;
+  std::int64_t longer = 0;
+  float single = 0;
+  double real = 0;
+  HudString text;
+  std::shared_ptr<Wheel> wheel;
+  std::shared_ptr<StringSet> names;
+  std::int32_t local = 0;
+
+  template <class Self, class Visit>
+  static void fields(Self& self, Visit& visit) {
+    visit("flag", self.flag);
+    visit("octet", self.octet);
+    visit("shorter", self.shorter);
+    visit("integer", self.integer);
+    visit("longer", self.longer);
+    visit("single", self.single);
+    visit("real", self.real);
+    visit("text", self.text);
+    visit("wheel", self.wheel);
+    visit("names", self.names);
+    visit.unsent("local", self.local);
+  }
+};
 
 // Gives every field a value that is not its default and has all bytes that are stuffed.
 class Filler : public FieldEditor {
@@ -52,34 +96,20 @@ class Contents : public FieldVisitor {
     return fields;
   }
 
-  void visit(const FieldInfo& field, const bool& value) override {
-    add(field, &HudOutputStream::writeBoolean, value);
-  }
-  void visit(const FieldInfo& field, const std::uint8_t& value) override {
-    add(field, &HudOutputStream::writeByte, value);
-  }
-  void visit(const FieldInfo& field, const std::int16_t& value) override {
-    add(field, &HudOutputStream::writeShort, value);
-  }
-  void visit(const FieldInfo& field, const std::int32_t& value) override {
-    add(field, &HudOutputStream::writeInt, value);
-  }
-  void visit(const FieldInfo& field, const std::int64_t& value) override {
-    add(field, &HudOutputStream::writeLong, value);
-  }
-  void visit(const FieldInfo& field, const float& value) override {
-    add(field, &HudOutputStream::writeFloat, value);
-  }
-  void visit(const FieldInfo& field, const double& value) override {
-    add(field, &HudOutputStream::writeDouble, value);
-  }
-  void visit(const FieldInfo& field, const HudString& value) override { addText(field, value); }
+  void visit(const FieldInfo& field, const bool& value) override { add(field, value); }
+  void visit(const FieldInfo& field, const std::uint8_t& value) override { add(field, value); }
+  void visit(const FieldInfo& field, const std::int16_t& value) override { add(field, value); }
+  void visit(const FieldInfo& field, const std::int32_t& value) override { add(field, value); }
+  void visit(const FieldInfo& field, const std::int64_t& value) override { add(field, value); }
+  void visit(const FieldInfo& field, const float& value) override { add(field, value); }
+  void visit(const FieldInfo& field, const double& value) override { add(field, value); }
+  void visit(const FieldInfo& field, const HudString& value) override { add(field, value); }
   void visit(const FieldInfo& field, const std::set<std::string>& value) override {
     HudOutputStream count;
     count.writeInt(static_cast<std::int32_t>(value.size()));
     end_ += count.toNSData().size();
     for (const std::string& text : value) {
-      addText({std::string(field.name) + "." + text, field.isOnWire}, text);
+      add({std::string(field.name) + "." + text, field.isOnWire}, HudString(text));
     }
   }
   void beginRecord(const FieldInfo& field, std::string_view) override {
@@ -97,16 +127,14 @@ class Contents : public FieldVisitor {
   };
 
   template <class Value>
-  void add(const FieldInfo& field, void (HudOutputStream::*write)(Value), const Value& value) {
+  void add(const FieldInfo& field, const Value& value) {
     HudOutputStream stream;
-    (stream.*write)(value);
+    PayloadWriter write(stream);
+    write("", value);
     const Bytes bytes = stream.toNSData();
     if (field.isOnWire) end_ += bytes.size();
     entries_.push_back(
         {record_ + std::string(field.name), hex(bytes), field.isOnWire ? end_ : kUnsent});
-  }
-  void addText(const FieldInfo& field, const HudString& text) {
-    add<std::optional<std::string_view>>(field, &HudOutputStream::writeUTF, text);
   }
 
   std::vector<Entry> entries_;
@@ -114,19 +142,31 @@ class Contents : public FieldVisitor {
   std::size_t end_ = 0;
 };
 
-Bytes payloadOf(const HudPacket& packet) {
-  HudOutputStream stream;
-  packet.appendPayload(stream);
-  return stream.toNSData();
-}
+TEST(PacketPayloads, FieldsOfEveryKind) {
+  EveryKindPacket packet;
+  EXPECT_EQ(
+      hex(frameOf(packet)),  // what is absent counts as empty
+      "02 7D 7F 7D 7E 7D 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 "
+      "00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 03");
+  EXPECT_EQ(fuzz::FieldText::of(packet, "absent"),
+            "flag 1:0\noctet 1:0\nshorter 1:0\ninteger 1:0\nlonger 1:0\nsingle 1:0\nreal 1:0\n"
+            "text 6:absent\nwheel 5:Wheel\nnumber 1:0\nname 6:absent\nend\nnames 1:0\n"
+            "local unsent 1:0\n");
+  EXPECT_EQ(packet.wheel, nullptr);
 
-bool parse(HudPacket& packet, std::span<const std::uint8_t> payload) {
-  HudInputStream stream(payload);
-  return packet.parsePayload(stream);
+  Filler filler;
+  packet.editFields(filler);
+  EXPECT_EQ(
+      hex(payloadOf(packet)),
+      "01 7D 00 7D 7F 7D 00 7D 00 7D 7F 7D 7E FE 82 FD FC 01 FC 82 FD 82 7D 00 7D 7F 7D 7E FE "
+      "7D 00 7D 7F 7D 7E FE 7D 7E 7D 00 7D 7F 7E 00 0C 7D 7F 7D 7E 7D 00 20 E6 BC A2 20 74 65 "
+      "78 74 7D 7F 7D 00 00 0C 7D 7F 7D 7E 7D 00 20 E6 BC A2 20 6E 61 6D 65 00 00 00 7D 7E 00 "
+      "00 00 7D 7F 7D 7F 7D 00 00 7D 7E E6 BC A2");
 }
 
 TEST(PacketPayloads, ReadBackWhatWasWritten) {
   const LogCapture log;
+  const PacketRegistration<EveryKindPacket> everyKind;
   for (const PacketType type : PacketCatalogue::packetTypes()) {
     SCOPED_TRACE(type.name());
     const auto written = type.make();

@@ -19,8 +19,6 @@ using example::SocketAddress;
 using example::SocketLink;
 using example::SocketLinkOptions;
 
-const Bytes kKeepAlive = bytes("02 7D 7F 0F 00 03");
-
 example::Deadline inAMinute() { return std::chrono::steady_clock::now() + std::chrono::minutes(1); }
 
 // Waits for bytes and appends them.

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <VarnoNetwork/Network/HudInputStream.h>
 #include <VarnoNetwork/Network/HudLog.h>
 #include <VarnoNetwork/Network/HudNetwork.h>
+#include <VarnoNetwork/Network/HudOutputStream.h>
 #include <VarnoNetwork/Network/MainThread.h>
 
 #include <chrono>
@@ -21,6 +23,8 @@
 namespace varno::test {
 
 using Bytes = std::vector<std::uint8_t>;
+
+inline const Bytes kKeepAlive = {0x02, 0x7D, 0x7F, 0x0F, 0x00, 0x03};
 
 // The bytes that "02 7D 7F" names.
 inline Bytes bytes(std::string_view hex) {
@@ -48,6 +52,23 @@ inline std::string hex(std::span<const std::uint8_t> bytes) {
     result += {kDigits[byte >> 4], kDigits[byte & 0x0F]};
   }
   return result;
+}
+
+inline Bytes frameOf(const HudPacket& packet) {
+  HudOutputStream stream;
+  packet.serialize(stream);
+  return stream.toNSData();
+}
+
+inline Bytes payloadOf(const HudPacket& packet) {
+  HudOutputStream stream;
+  packet.appendPayload(stream);
+  return stream.toNSData();
+}
+
+inline bool parse(HudPacket& packet, std::span<const std::uint8_t> payload) {
+  HudInputStream stream(payload);
+  return packet.parsePayload(stream);
 }
 
 // What the action throws: "" for nothing, "name: reason" for a HudException, what() of any other
