@@ -11,7 +11,7 @@
 // A rule says of each byte whether it belongs to the run:
 //
 //   static std::uint8_t rank(std::uint8_t byte)     it surely does if its rank lies below
-//   static constexpr std::uint8_t kLimit            this; few bytes that do reach it
+//   static constexpr std::uint8_t kLimit            this; for the few others that do, marks decides
 //   static std::uint64_t marks(std::uint64_t word)  for eight bytes at once: 0 if they all do, else
 //                                                   a word whose lowest bit lies in the first that
 //                                                   does not; the bits above mean nothing
@@ -19,9 +19,7 @@ namespace varno::bytescan {
 
 inline constexpr std::size_t kWord = sizeof(std::uint64_t);
 
-inline constexpr std::uint64_t everyByte(std::uint8_t byte) noexcept {
-  return 0x0101010101010101U * byte;
-}
+constexpr std::uint64_t everyByte(std::uint8_t byte) noexcept { return 0x0101010101010101U * byte; }
 
 // Not 0 where a byte of the word is 0; the lowest bit lies in the first such byte.
 constexpr std::uint64_t zeroBytes(std::uint64_t word) noexcept {

@@ -78,7 +78,7 @@ class VARNO_EXPORT HudInputStream {
   const std::uint8_t* next() const noexcept { return ptrBuffer_ + offset_; }
   std::size_t left() const noexcept { return available_ - offset_; }
   template <class Unsigned>
-  Unsigned readBigEndian();
+  VARNO_INTERNAL Unsigned readBigEndian();
 
   std::vector<std::uint8_t> internalBuffer_;  // the stream's own copy; empty when it borrows
   const std::uint8_t* ptrBuffer_ = nullptr;

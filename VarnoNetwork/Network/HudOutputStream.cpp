@@ -39,7 +39,7 @@ void HudOutputStream::toByteArray(std::uint8_t* buffer, std::uint64_t length) co
 
 void HudOutputStream::write(const std::uint8_t* bytes, std::uint64_t length) {
   if (bytes == nullptr) return;
-  stuff<stuffing::Unescaped>(bytes, static_cast<std::size_t>(length));
+  stuffRun<stuffing::Unescaped>(bytes, static_cast<std::size_t>(length));
 }
 
 void HudOutputStream::writeShort(std::int16_t value) {
@@ -104,7 +104,7 @@ void HudOutputStream::writeBigEndian(Unsigned value) {
   // The bytes above a narrower value are 0, which is not escaped.
   if (stuffing::Unescaped::marks(value) != 0) {
     for (std::size_t left = sizeof value; left > 0; --left) {
-      stuff(static_cast<std::uint8_t>(value >> (8 * (left - 1))));
+      stuffByte(static_cast<std::uint8_t>(value >> (8 * (left - 1))));
     }
     return;
   }
@@ -128,13 +128,12 @@ void HudOutputStream::append(const std::uint8_t* bytes, std::size_t length) {
 // Appends the bytes, stuffed, up to the first that neither the rule takes nor the stuffing escapes.
 // Returns how many it took.
 template <class Rule>
-std::size_t HudOutputStream::stuff(const std::uint8_t* bytes, std::size_t length) {
-  constexpr std::size_t kChecked = 256;
+std::size_t HudOutputStream::stuffRun(const std::uint8_t* bytes, std::size_t length) {
   constexpr std::size_t kAppended = 2048;
   expect(length);
   std::size_t at = 0;
   while (at < length) {
-    const std::size_t chunk = std::min(length - at, kChecked);
+    const std::size_t chunk = std::min(length - at, kStuffedAtOnce);
     if (!fits(2 * chunk)) flush();
     const auto [taken, written] = stuffing::stuffTo<Rule>(staging_ + staged_, bytes + at, chunk);
     staged_ += written;
@@ -154,17 +153,19 @@ std::size_t HudOutputStream::stuff(const std::uint8_t* bytes, std::size_t length
 // Appends the text, stuffed, while it checks that it is valid UTF-8; says whether it is. Text that
 // is not has then been written in part.
 bool HudOutputStream::appendText(const std::uint8_t* bytes, std::size_t length) {
-  const std::size_t ascii = stuff<stuffing::UnescapedAscii>(bytes, length);
+  const std::size_t ascii = stuffRun<stuffing::UnescapedAscii>(bytes, length);
   if (ascii == length) return true;
   if (!utf8::isValid(bytes + ascii, length - ascii)) return false;
-  stuff<stuffing::Unescaped>(bytes + ascii, length - ascii);
+  stuffRun<stuffing::Unescaped>(bytes + ascii, length - ascii);
   return true;
 }
 
-// Makes room for `length` bytes more than the staging area takes, with some to spare for escapes
-// and for what follows, so that a frame with one long text is allocated once.
+// Makes room for `length` bytes where they will not stay in the staging area, with some to spare
+// for escapes and for what follows, so that a frame with one long text is allocated once.
 void HudOutputStream::expect(std::size_t length) {
-  if (length <= kStagingBytes && fits(length)) return;
+  // stuffRun asks for room for escapes, too, even where the bytes themselves would fit.
+  const std::size_t asked = std::max(length, 2 * std::min(length, kStuffedAtOnce));
+  if (asked <= kStagingBytes && fits(asked)) return;
   const std::size_t needed = heldBytes() + length + length / 8 + 64;
   if (needed > spilled_.capacity()) spilled_.reserve(std::max(needed, 2 * spilled_.capacity()));
 }

@@ -57,7 +57,7 @@ class VARNO_EXPORT HudOutputStream {
   void write(std::span<const std::uint8_t> bytes) { write(bytes.data(), bytes.size()); }
   void writeByte(std::uint8_t byte) {
     if (!fits(2)) flush();
-    stuff(byte);
+    stuffByte(byte);
   }
   void writeShort(std::int16_t value);
   void writeInt(std::int32_t value);
@@ -77,17 +77,19 @@ class VARNO_EXPORT HudOutputStream {
   void writeUTF(std::nullptr_t) = delete;
 
  private:
-  // Short frames never leave the staging area. In longer ones it collects the small pieces, so that
-  // the vector, which cannot be grown without writing its new bytes twice, grows by large ones.
+  // Short frames do not leave the staging area. In longer ones it collects the small pieces, so
+  // that the vector, which cannot be grown without writing its new bytes twice, grows by large
+  // ones.
   static constexpr std::size_t kStagingBytes = 1024;
+  static constexpr std::size_t kStuffedAtOnce = kStagingBytes / 4;
 
   std::size_t heldBytes() const noexcept { return spilled_.size() + staged_; }
-  // Whether the staging area has room for so many bytes, which are no more than it takes empty.
+  // Whether the staging area has room for so many bytes, at most kStagingBytes.
   bool fits(std::size_t length) const noexcept { return staged_ <= kStagingBytes - length; }
 
   // Appends one byte, stuffed, where the staging area has room for two. Both are stored for every
   // byte, which spares a branch that payloads make hard to predict.
-  void stuff(std::uint8_t byte) noexcept {
+  void stuffByte(std::uint8_t byte) noexcept {
     const bool escape = byte == 0x02 || byte == 0x03 || byte == ESCAPE;
     const std::size_t end = staged_;
     staging_[end] = ESCAPE;
@@ -98,9 +100,9 @@ class VARNO_EXPORT HudOutputStream {
   void writeText(std::string_view text);
   bool writePlain(const std::uint8_t* bytes, std::size_t length);
   template <class Unsigned>
-  void writeBigEndian(Unsigned value);
+  VARNO_INTERNAL void writeBigEndian(Unsigned value);
   template <class Rule>
-  std::size_t stuff(const std::uint8_t* bytes, std::size_t length);
+  VARNO_INTERNAL std::size_t stuffRun(const std::uint8_t* bytes, std::size_t length);
   void append(const std::uint8_t* bytes, std::size_t length);
   bool appendText(const std::uint8_t* bytes, std::size_t length);
   void expect(std::size_t length);

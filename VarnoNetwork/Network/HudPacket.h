@@ -74,7 +74,7 @@ class VARNO_EXPORT HudPacket : public IHudPacket {
   // do without, by writeFrame.
   virtual void appendFrame(HudOutputStream& stream) const;
 
-  // Writes the frame of a packet, or of what stands for it and has its operations.
+  // Writes the frame of a packet, or of anything with a packet's writing operations.
   template <class Operations>
   static void writeFrame(HudOutputStream& stream, const Operations& packet) {
     stream.directWrite(STX);

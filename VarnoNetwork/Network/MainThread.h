@@ -97,7 +97,7 @@ class VARNO_EXPORT MainThreadQueue : public MainThread {
   std::deque<Waiter*> queue_;  // each waiter lies on the stack of its thread
   std::size_t waiters_ = 0;    // those inside submitAndWait
   bool isClosed_ = false;
-  std::condition_variable changed_;  // a task came, the queue was closed, or all left it then
+  std::condition_variable changed_;  // a task came, the queue was closed, or its last waiter left
   std::shared_ptr<const std::function<void()>> wakeUp_;
 };
 
