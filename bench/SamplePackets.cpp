@@ -40,6 +40,12 @@ std::string cjk() {
   return text;
 }
 
+std::string latin() {
+  std::string text = ascii(kBigBytes);
+  for (std::size_t at = 0; at < text.size(); at += 50) text.replace(at, 2, "\xC3\xA9");
+  return text;
+}
+
 std::shared_ptr<HudPacket> message(std::string text) {
   auto packet = std::make_shared<SocialNotificationPacket>();
   packet->setMessage(std::move(text));
@@ -65,6 +71,7 @@ std::vector<Sample> samplePackets() {
           {"ascii 3000", message(ascii(3'000))},
           {"big", message(ascii(kBigBytes))},
           {"escaped", message(escaped())},
+          {"latin", message(latin())},
           {"cjk", message(cjk())}};
 }
 

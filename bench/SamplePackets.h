@@ -18,7 +18,8 @@ struct Sample {
 //   medium    a 64-bit integer and a string of 16 bytes
 //   text      strings of 15, 20 and 80 bytes
 //   big       one string of 30,000 ASCII bytes; also with 300 and 3,000 bytes
-//   escaped   the same, 1% of whose bytes are escaped
+//   escaped   big, 1% of whose bytes are escaped
+//   latin     big with a letter of two bytes every 50 bytes
 //   cjk       10,000 characters of three bytes
 std::vector<Sample> samplePackets();
 
