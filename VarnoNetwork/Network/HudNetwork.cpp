@@ -106,7 +106,6 @@ std::int32_t HudNetwork::getPacktId(std::uint8_t command, std::uint8_t parma1,
 void HudNetwork::extractHudPacketClass() {
   const std::vector<PacketType> types = PacketCatalogue::packetTypes();
   PacketTable table(types.size());
-  const std::lock_guard lock(state_->listenerLock);
   for (const PacketType type : types) {
     const std::optional<PacketIdentifiers> ids = probe(type);
     if (!ids) continue;
