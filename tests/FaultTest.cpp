@@ -228,7 +228,7 @@ TEST_F(FaultTest, Registration) {
 }
 
 TEST_F(FaultTest, Construction) {
-  failEachAllocation(10, [](const Fault& fault) {
+  failEachAllocation(5, [](const Fault& fault) {
     failsUnder(fault, [] { RecordingNetwork network; });
     return hasFailed;
   });
