@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 
 #include <random>
+#include <utility>
 
 #include "TestSupport.h"
 
@@ -89,6 +90,7 @@ std::string written(std::string_view text, std::size_t before) {
   stream.writeUTF(text);
   stream.writeLong(0x7D02'0300'0000'027D);
   const Bytes wire = stream.toNSData();
+  EXPECT_EQ(std::move(stream).toNSData(), wire);
   return {wire.begin(), wire.end()};
 }
 
