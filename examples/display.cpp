@@ -4,8 +4,8 @@
 
 #include "DemoLog.h"
 #include "LinkReport.h"
+#include "link/DescriptorNetwork.h"
 #include "link/FrameReader.h"
-#include "link/FrameWriter.h"
 #include "link/MainLoop.h"
 #include "link/Terminal.h"
 
@@ -39,19 +39,6 @@ Bytes frameOf(const HudPacket& packet) {
   packet.serialize(stream);
   return std::move(stream).toNSData();
 }
-
-class DisplayNetwork : public HudNetwork {
- public:
-  explicit DisplayNetwork(int link) : writer_(link) {}
-
-  bool sendPacketImpl(Bytes frame) override { return writer_.write(frame); }
-
-  // Puts bytes on the line as they are.
-  bool put(const Bytes& bytes) { return writer_.write(bytes); }
-
- private:
-  FrameWriter writer_;
-};
 
 class Display {
  public:
@@ -90,7 +77,7 @@ class Display {
 
   // In this order, since each uses those before it.
   Descriptor link_;
-  DisplayNetwork network_;
+  DescriptorNetwork network_;
   FrameReader reader_;
   MainLoop loop_;
 };
@@ -143,7 +130,7 @@ void Display::send(const HudPacket& packet) {
 }
 
 void Display::put(const Bytes& bytes) {
-  if (!network_.put(bytes)) failure_ = "the link takes no bytes";
+  if (!network_.sendPacketImpl(bytes)) failure_ = "the link takes no bytes";
 }
 
 void Display::answerTime(const SystemTimeCommandPacket& /*time*/) {

@@ -3,8 +3,8 @@
 // says. Exit status 0 when it has.
 
 #include "DemoLog.h"
+#include "link/DescriptorNetwork.h"
 #include "link/FrameReader.h"
-#include "link/FrameWriter.h"
 
 #include <VarnoNetwork/VarnoNetwork.h>
 
@@ -96,16 +96,6 @@ class EpollLoop {
   bool hasQuit_ = false;
 };
 
-class PhoneNetwork : public HudNetwork {
- public:
-  explicit PhoneNetwork(int link) : writer_(link) {}
-
-  bool sendPacketImpl(std::vector<std::uint8_t> frame) override { return writer_.write(frame); }
-
- private:
-  FrameWriter writer_;
-};
-
 Descriptor everyTenMilliseconds() {
   Descriptor timer = owned(::timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC));
   const timespec period{0, 10'000'000};
@@ -124,7 +114,7 @@ void run() {
   for (const int end : ends) makeNonBlocking(end);
   const Descriptor timer = everyTenMilliseconds();
 
-  PhoneNetwork network(out.number());
+  DescriptorNetwork network(out.number());
   std::string failure;
   std::function<void()> quit;
   FrameReader reader(network, in.number(), [&](const std::string& reason) {

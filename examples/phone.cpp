@@ -5,8 +5,8 @@
 #include "DemoLog.h"
 #include "LinkReport.h"
 #include "PhoneListeners.h"
+#include "link/DescriptorNetwork.h"
 #include "link/FrameReader.h"
-#include "link/FrameWriter.h"
 #include "link/MainLoop.h"
 #include "link/Terminal.h"
 
@@ -37,17 +37,6 @@ Packet with(void (Packet::*set)(Value), std::type_identity_t<Value> value) {
   (packet.*set)(std::move(value));
   return packet;
 }
-
-// The network with its transport.
-class PhoneNetwork : public HudNetwork {
- public:
-  explicit PhoneNetwork(int link) : writer_(link) {}
-
-  bool sendPacketImpl(std::vector<std::uint8_t> frame) override { return writer_.write(frame); }
-
- private:
-  FrameWriter writer_;
-};
 
 class Phone {
  public:
@@ -82,7 +71,7 @@ class Phone {
 
   // In this order, since each uses those before it.
   Descriptor link_;
-  PhoneNetwork network_;
+  DescriptorNetwork network_;
   FrameReader reader_;
   MainLoop loop_;
 };

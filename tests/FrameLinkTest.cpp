@@ -1,4 +1,5 @@
 #include "TestSupport.h"
+#include "examples/link/DescriptorNetwork.h"
 #include "examples/link/FrameReader.h"
 #include "examples/link/FrameWriter.h"
 #include "examples/link/MainLoop.h"
@@ -34,22 +35,13 @@ struct SocketPair {
   Descriptor far{-1};
 };
 
-class LinkNetwork : public HudNetwork {
- public:
-  explicit LinkNetwork(int link) : writer_(link) {}
-  bool sendPacketImpl(Bytes frame) override { return writer_.write(frame); }
-
- private:
-  example::FrameWriter writer_;
-};
-
 TEST(FrameLink, CarriesWholeFramesOfSeveralThreads) {
   constexpr std::size_t kThreads = 3;
   constexpr std::size_t kPacketsEach = 20;
   MainThreadScope scope;
   const LogCapture log;
   SocketPair sockets;
-  LinkNetwork network(sockets.near.number());
+  example::DescriptorNetwork network(sockets.near.number());
   const auto listener = std::make_shared<RecordingListener>();
   bool hasThrown = false;
   listener->action = [&](const auto&) {
@@ -95,7 +87,7 @@ TEST(FrameLink, StopsWithoutTheMainThread) {
     SCOPED_TRACE(isDelivering);
     MainThreadScope scope;
     SocketPair sockets;
-    LinkNetwork network(sockets.near.number());
+    example::DescriptorNetwork network(sockets.near.number());
     network.registerPacketHandleDelegate(std::make_shared<RecordingListener>());
     example::WakePipe isWaiting;  // for the main thread, which never runs the delivery
     scope.queue().setWakeUp([&] { isWaiting.wake(); });
