@@ -88,7 +88,7 @@ bool HudOutputStream::writePlain(const std::uint8_t* bytes, std::size_t length) 
   const auto count = static_cast<std::uint8_t>(length);
   if (!fits(sizeof(std::uint16_t) + length)) flush();
   std::uint8_t* end = staging_ + staged_;
-  if (stuffing::mustEscape(count) ||
+  if (mustEscape(count) ||
       bytescan::copyRun<stuffing::UnescapedAscii>(end + 2, bytes, length) < length) {
     return false;
   }

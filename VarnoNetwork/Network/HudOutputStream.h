@@ -24,6 +24,11 @@ namespace varno {
 // The mark that begins a stuffed pair. The second byte of the pair is the byte XOR this mark.
 inline constexpr std::uint8_t ESCAPE = 0x7D;
 
+// Whether the byte goes out as a stuffed pair.
+constexpr bool mustEscape(std::uint8_t byte) noexcept {
+  return byte == 0x02 || byte == 0x03 || byte == ESCAPE;
+}
+
 // A growable buffer of wire bytes: everything that is written is stuffed, except by directWrite.
 // Serves one frame; there is no rewind. No operation fails but for std::bad_alloc, which leaves a
 // part of the field written. Used by one thread at a time.
@@ -90,7 +95,7 @@ class VARNO_EXPORT HudOutputStream {
   // Appends one byte, stuffed, where the staging area has room for two. Both are stored for every
   // byte, which spares a branch that payloads make hard to predict.
   void stuffByte(std::uint8_t byte) noexcept {
-    const bool escape = byte == 0x02 || byte == 0x03 || byte == ESCAPE;
+    const bool escape = mustEscape(byte);
     const std::size_t end = staged_;
     staging_[end] = ESCAPE;
     staging_[end + (escape ? 1 : 0)] = escape ? static_cast<std::uint8_t>(byte ^ ESCAPE) : byte;

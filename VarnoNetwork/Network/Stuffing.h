@@ -7,12 +7,8 @@
 #include <cstddef>
 #include <cstdint>
 
-// Which bytes the stuffing leaves alone, as rules for searching many bytes at once.
+// The stuffing of many bytes at once, and the rules by which it searches them.
 namespace varno::stuffing {
-
-constexpr bool mustEscape(std::uint8_t byte) noexcept {
-  return byte == 0x02 || byte == 0x03 || byte == ESCAPE;
-}
 
 // Bytes that go out as they are.
 struct Unescaped {
