@@ -8,6 +8,7 @@ if [[ ${1:-} != '' && $1 != --check ]]; then
   exit 2
 fi
 
+scripts/dependencies.sh format >&2
 status=0
 while IFS= read -r -d '' file; do
   if [[ ${1:-} != --check ]]; then

@@ -4,6 +4,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
+scripts/dependencies.sh build test bench sanitizers tidy >&2
 work=build/analysis
 mkdir -p build
 if ! cmake --preset analysis >$work.configure.log 2>&1; then
