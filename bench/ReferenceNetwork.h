@@ -2,7 +2,7 @@
 
 #include <VarnoNetwork/Network/FieldVisitor.h>
 #include <VarnoNetwork/Network/HudNetwork.h>
-#include <bench/ReferenceCodec.h>
+#include <tests/reference/ReferenceCodec.h>
 
 #include <cstdint>
 #include <map>

@@ -1,6 +1,6 @@
-#include "FieldText.h"
+#include <tests/reference/FieldText.h>
 #include "FuzzSupport.h"
-#include "ReferenceParser.h"
+#include <tests/reference/ReferenceParser.h>
 
 #include <VarnoNetwork/VarnoNetwork.h>
 

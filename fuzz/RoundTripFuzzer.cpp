@@ -1,4 +1,4 @@
-#include "FieldText.h"
+#include <tests/reference/FieldText.h>
 #include "FuzzSupport.h"
 
 #include <VarnoNetwork/VarnoNetwork.h>

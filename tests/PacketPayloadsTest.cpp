@@ -1,5 +1,5 @@
 #include <VarnoNetwork/VarnoNetwork.h>
-#include <fuzz/FieldText.h>
+#include <tests/reference/FieldText.h>
 #include <gtest/gtest.h>
 
 #include <bit>

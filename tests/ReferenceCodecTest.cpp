@@ -3,7 +3,7 @@
 
 #include <VarnoNetwork/Network/HudInputStream.h>
 #include <VarnoNetwork/Network/HudOutputStream.h>
-#include <bench/ReferenceCodec.h>
+#include <tests/reference/ReferenceCodec.h>
 #include <gmock/gmock.h>
 
 #include <random>

@@ -3,7 +3,7 @@
 #include <VarnoNetwork/Network/HudException.h>
 #include <VarnoNetwork/Network/HudInputStream.h>
 #include <VarnoNetwork/Network/HudOutputStream.h>
-#include <bench/ReferenceCodec.h>
+#include <tests/reference/ReferenceCodec.h>
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
-#include <VarnoNetwork/Network/ByteScan.h>
+#include <VarnoNetwork/Network/Private/ByteScan.h>
 #include <VarnoNetwork/Network/HudException.h>
 #include <VarnoNetwork/Network/HudInputStream.h>
-#include <VarnoNetwork/Network/Stuffing.h>
-#include <VarnoNetwork/Network/Utf8.h>
+#include <VarnoNetwork/Network/Private/Stuffing.h>
+#include <VarnoNetwork/Network/Private/Utf8.h>
 
 #include <algorithm>
 #include <bit>

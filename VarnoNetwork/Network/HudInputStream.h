@@ -1,8 +1,8 @@
 #pragma once
 
 #include <VarnoNetwork/Export.h>
-#include <VarnoNetwork/Network/HudOutputStream.h>
 #include <VarnoNetwork/Network/HudString.h>
+#include <VarnoNetwork/Network/Wire.h>
 
 #include <cstddef>
 #include <cstdint>

@@ -4,8 +4,9 @@
 #include <VarnoNetwork/Network/HudOutputStream.h>
 #include <VarnoNetwork/Network/MainThread.h>
 #include <VarnoNetwork/Network/PacketCatalogue.h>
-#include <VarnoNetwork/Network/PacketTable.h>
+#include <VarnoNetwork/Network/Private/PacketTable.h>
 #include <VarnoNetwork/Network/TextFormat.h>
+#include <VarnoNetwork/Network/Wire.h>
 
 #include <algorithm>
 #include <atomic>
@@ -18,8 +19,6 @@
 
 namespace varno {
 namespace {
-
-constexpr std::size_t kLongestRefusedFrame = 4;
 
 void logSendFailure(std::string_view reason) noexcept {
   try {
@@ -140,7 +139,7 @@ bool HudNetwork::sendPacketImpl(std::vector<std::uint8_t> /*frame*/) { throwNotY
 
 void HudNetwork::handleRawPacket(std::span<const std::uint8_t> frame) {
   if (dumpReceivePacket()) HudPacket::hexDump("ReceivePacket", frame);
-  if (frame.size() <= kLongestRefusedFrame) {
+  if (frame.size() < kShortestFrame) {
     throw InvalidArgumentException("RawPacket should be greater than 4.");
   }
   if (frame.front() != STX || frame.back() != ETX) {

@@ -1,7 +1,7 @@
-#include <VarnoNetwork/Network/ByteScan.h>
+#include <VarnoNetwork/Network/Private/ByteScan.h>
 #include <VarnoNetwork/Network/HudOutputStream.h>
-#include <VarnoNetwork/Network/Stuffing.h>
-#include <VarnoNetwork/Network/Utf8.h>
+#include <VarnoNetwork/Network/Private/Stuffing.h>
+#include <VarnoNetwork/Network/Private/Utf8.h>
 
 #include <algorithm>
 #include <bit>

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <VarnoNetwork/Export.h>
+#include <VarnoNetwork/Network/Wire.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -9,27 +10,9 @@
 #include <string_view>
 #include <vector>
 
-// The wire's bytes
-//
-//   primitive  two's complement or IEEE 754 bits, most significant byte first
-//   boolean    one byte: 01 for true, 00 for false; when read, every other value is true as well
-//   string     the count of its UTF-8 bytes as a signed 16-bit primitive, then the bytes
-//
-// Each of these bytes is then stuffed, so that the frame's marks 02 and 03 never appear inside it:
-// 02, 03 and 7D are sent as 7D followed by the byte XOR 7D, that is 7D 7F, 7D 7E and 7D 00.
-// HudInputStream reads what is written here.
-
 namespace varno {
 
-// The mark that begins a stuffed pair. The second byte of the pair is the byte XOR this mark.
-inline constexpr std::uint8_t ESCAPE = 0x7D;
-
-// Whether the byte goes out as a stuffed pair.
-constexpr bool mustEscape(std::uint8_t byte) noexcept {
-  return byte == 0x02 || byte == 0x03 || byte == ESCAPE;
-}
-
-// A growable buffer of wire bytes: everything that is written is stuffed, except by directWrite.
+// A growable buffer of wire bytes (see Wire.h): everything that is written is stuffed, except by directWrite.
 // Serves one frame; there is no rewind. No operation fails but for std::bad_alloc, which leaves a
 // part of the field written. Used by one thread at a time.
 class VARNO_EXPORT HudOutputStream {

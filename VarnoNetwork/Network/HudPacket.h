@@ -5,6 +5,7 @@
 #include <VarnoNetwork/Network/HudOutputStream.h>
 #include <VarnoNetwork/Network/IHudPacket.h>
 #include <VarnoNetwork/Network/TextFormat.h>
+#include <VarnoNetwork/Network/Wire.h>
 
 #include <cstdint>
 #include <iosfwd>
@@ -12,22 +13,7 @@
 #include <string>
 #include <string_view>
 
-// The frame
-//
-//   STX      02, not stuffed
-//   command  1 byte, stuffed; 02 and 03 are so themselves, so that a command's frame begins
-//            02 7D 7F, an event's 02 7D 7E and a notification's 02 01
-//   param1   1 byte, stuffed
-//   param2   1 byte, stuffed
-//   payload  the packet type's fields, stuffed; its length is what the type reads
-//   ETX      03, not stuffed
-//
-// No length, no checksum, no version: the transport keeps frames apart.
-
 namespace varno {
-
-inline constexpr std::uint8_t STX = 0x02;
-inline constexpr std::uint8_t ETX = 0x03;
 
 // The base of every packet type. Its own five operations fail with "Not yet implemented", as those
 // of its family bases do for what they leave open. Packet types are written with TypedPacket.

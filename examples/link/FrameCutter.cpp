@@ -7,7 +7,6 @@
 namespace varno::example {
 namespace {
 
-constexpr std::size_t kShortestFrame = 5;  // STX, three identifiers, ETX
 
 template <class Predicate>
 std::size_t indexOf(std::span<const std::uint8_t> bytes, std::size_t from, Predicate predicate) {

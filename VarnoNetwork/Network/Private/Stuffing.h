@@ -1,7 +1,7 @@
 #pragma once
 
-#include <VarnoNetwork/Network/ByteScan.h>
-#include <VarnoNetwork/Network/HudOutputStream.h>
+#include <VarnoNetwork/Network/Private/ByteScan.h>
+#include <VarnoNetwork/Network/Wire.h>
 
 #include <algorithm>
 #include <cstddef>

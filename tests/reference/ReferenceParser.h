@@ -1,7 +1,7 @@
 #pragma once
 
 #include <VarnoNetwork/VarnoNetwork.h>
-#include <bench/ReferenceCodec.h>
+#include <tests/reference/ReferenceCodec.h>
 
 #include <algorithm>
 #include <cstdint>

@@ -1,5 +1,5 @@
-#include <VarnoNetwork/Network/ByteScan.h>
-#include <VarnoNetwork/Network/Utf8.h>
+#include <VarnoNetwork/Network/Private/ByteScan.h>
+#include <VarnoNetwork/Network/Private/Utf8.h>
 
 namespace varno::utf8 {
 namespace {
