@@ -5,6 +5,7 @@
 #include <functional>
 #include <iostream>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -13,15 +14,27 @@ namespace varno::bench {
 // Does what is measured so many times.
 using Loop = std::function<void(std::size_t times)>;
 
-// One job, done in up to three ways: by the library; by hand, with what nobody can do without (the
-// floor); and with the byte-at-a-time streams. A way that says nothing about the job is empty.
+// One job, done in up to four ways: by the library; by hand, with what nobody can do without (the
+// floor); by a codec of another design (the peer); and with the byte-at-a-time streams (the
+// reference). A way that says nothing about the job is empty.
 struct Case {
   std::string name;
   Loop library;
   Loop floor = {};
+  Loop peer = {};
   Loop reference = {};
   bool waits = false;  // on another thread, so that only the wall clock tells how long it took
 };
+
+struct Way {
+  std::string_view name;
+  Loop Case::*loop;
+};
+
+constexpr Way kWays[] = {{"library", &Case::library},
+                         {"floor", &Case::floor},
+                         {"peer", &Case::peer},
+                         {"reference", &Case::reference}};
 
 template <class Action>
 Loop repeat(Action action) {

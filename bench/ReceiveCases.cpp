@@ -1,5 +1,6 @@
 #include <VarnoNetwork/VarnoNetwork.h>
 #include <bench/Case.h>
+#include <bench/PeerCases.h>
 #include <bench/ReferenceNetwork.h>
 #include <bench/SamplePackets.h>
 #include <bench/Transport.h>
@@ -132,6 +133,7 @@ std::vector<Case> receiveCases() {
     cases.push_back({.name = "receive " + name,
                      .library = libraryLoop(*packet, 1),
                      .floor = floorLoop(*packet, 1),
+                     .peer = receivingPeer(*packet),
                      .reference = referenceLoop(*packet, 1)});
   }
   const std::shared_ptr<HudPacket> packet = smallPacket();

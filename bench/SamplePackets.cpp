@@ -46,6 +46,14 @@ std::string latin() {
   return text;
 }
 
+std::shared_ptr<HudPacket> notification(std::string app, std::string title, std::string message) {
+  auto packet = std::make_shared<SocialNotificationPacket>();
+  packet->setPackageName(std::move(app));
+  packet->setTitle(std::move(title));
+  packet->setMessage(std::move(message));
+  return packet;
+}
+
 std::shared_ptr<HudPacket> message(std::string text) {
   auto packet = std::make_shared<SocialNotificationPacket>();
   packet->setMessage(std::move(text));
@@ -60,13 +68,15 @@ std::vector<Sample> samplePackets() {
   auto medium = std::make_shared<SystemTimeCommandPacket>();
   medium->setTimeInMillis(1'700'000'000'000);
   medium->setTimeZoneId("America/New_York");
-  auto text = std::make_shared<SocialNotificationPacket>();
-  text->setPackageName(ascii(15));
-  text->setTitle(ascii(20));
-  text->setMessage(ascii(80));
   return {{"small", smallPacket()},
           {"medium", medium},
-          {"text", text},
+          {"text", notification(ascii(15), ascii(20), ascii(80))},
+          {"text latin", notification("com.example.chat", "Jörg",
+                                      "Wir sind gegen 18 Uhr zurück. Bringst du bitte für alle "
+                                      "Brötchen und etwas Käse mit?")},
+          {"text korean", notification("com.example.chat", "엄마",
+                                       "오늘 저녁 7시쯤 도착할 것 같아. 길이 많이 막히니까 "
+                                       "조심해서 천천히 와!")},
           {"ascii 300", message(ascii(300))},
           {"ascii 3000", message(ascii(3'000))},
           {"big", message(ascii(kBigBytes))},

@@ -1,4 +1,5 @@
 #include <bench/Case.h>
+#include <bench/PeerCases.h>
 #include <bench/ReferenceNetwork.h>
 #include <bench/SamplePackets.h>
 #include <bench/Transport.h>
@@ -18,6 +19,7 @@ std::vector<Case> sendCases() {
          .library = repeat([network, packet = packet] { network->sendPacket(*packet); }),
          .floor = repeat(
              [transport, frame] { transport->sendPacketImpl(Bytes(frame.begin(), frame.end())); }),
+         .peer = sendingPeer(*packet),
          .reference = repeat([transport, packet = packet] {
            reference::Network::sendPacket(*packet, *transport);
          })});

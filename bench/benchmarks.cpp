@@ -17,10 +17,12 @@ void measure(benchmark::State& state, const Loop& loop) {
   while (state.KeepRunningBatch(kBatch)) loop(kBatch);
 }
 
-void registerWay(const Case& one, const char* way, const Loop& loop) {
+void registerWay(const Case& one, const Way& way) {
+  const Loop& loop = one.*way.loop;
   if (!loop) return;
-  auto* registered = benchmark::RegisterBenchmark((one.name + "/" + way).c_str(),
-                                                  [loop](auto& state) { measure(state, loop); });
+  const std::string name = one.name + "/" + std::string(way.name);
+  auto* registered =
+      benchmark::RegisterBenchmark(name.c_str(), [loop](auto& state) { measure(state, loop); });
   if (one.waits) registered->UseRealTime();
 }
 
@@ -31,9 +33,7 @@ int main(int argc, char** argv) {
   using namespace varno::bench;
   varno::HudLog::setSink([](std::string_view) {});
   for (const Case& one : allCases()) {
-    registerWay(one, "library", one.library);
-    registerWay(one, "floor", one.floor);
-    registerWay(one, "reference", one.reference);
+    for (const Way& way : kWays) registerWay(one, way);
   }
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;

@@ -24,10 +24,8 @@ int main(int argc, char** argv) {
   }
   for (const Case& one : allCases()) {
     if (one.waits) continue;  // what a thread does while it waits is not the same twice
-    for (const auto& [way, loop] :
-         {std::pair<std::string_view, const Loop&>("library", one.library),
-          {"floor", one.floor},
-          {"reference", one.reference}}) {
+    for (const auto& [way, member] : kWays) {
+      const Loop& loop = one.*member;
       if (!loop) continue;
       if (isList) {
         std::cout << one.name << '\t' << way << '\n';

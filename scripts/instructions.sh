@@ -58,10 +58,11 @@ awk -F '\t' '
     return sprintf("%d (%+.1f%%)", now[key], 100 * (now[key] - old[key]) / old[key])
   }
   END {
-    printf "%-30s %20s %20s %20s\n", "instructions", "library", "floor", "reference"
+    row = "%-30s %20s %20s %20s %20s\n"
+    printf row, "instructions", "library", "floor", "peer", "reference"
     for (at = 1; at <= cases; ++at) {
       name = names[at]
-      printf "%-30s %20s %20s %20s\n", name, cell(name, "library"), cell(name, "floor"),
+      printf row, name, cell(name, "library"), cell(name, "floor"), cell(name, "peer"),
              cell(name, "reference")
     }
   }' "$before" "$after"
