@@ -88,16 +88,14 @@ struct Reader {
 
 constexpr std::size_t kLongestRun = 254;  // what one byte can tell the length of
 
-// The first zero in the range, or null. Integers have zeros close together: one word is looked at
-// before memchr is called.
+// The first zero among so many bytes, or null. Integers have zeros close together: a few bytes are
+// looked at before memchr is called.
 inline const std::uint8_t* findZero(const std::uint8_t* from, std::size_t size) {
-  if (size >= sizeof(std::uint64_t)) {
-    std::uint64_t word;
-    std::memcpy(&word, from, sizeof word);
-    const std::uint64_t zeros = (word - 0x0101010101010101) & ~word & 0x8080808080808080;
-    if (zeros != 0) return from + std::countr_zero(zeros) / 8;
-  }
-  return static_cast<const std::uint8_t*>(std::memchr(from, 0, size));
+  const std::uint8_t* const near = from + std::min<std::size_t>(size, 8);
+  const std::uint8_t* const zero = std::find(from, near, 0);
+  if (zero != near) return zero;
+  if (size <= 8) return nullptr;
+  return static_cast<const std::uint8_t*>(std::memchr(near, 0, size - 8));
 }
 
 // The message is written behind a gap for what the stuffing adds, and stuffed into it.
