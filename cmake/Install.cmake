@@ -1,4 +1,5 @@
-# Two components: `runtime` is what a program needs to run, `development` what it needs to build.
+# Two components are what a program needs to run, `runtime`, and what it needs to build,
+# `development`. The third, `license`, is not packaged: each Debian package has a file of its own.
 include(CMakePackageConfigHelpers)
 
 set(packageDir ${CMAKE_INSTALL_LIBDIR}/cmake/VarnoNetwork)
@@ -47,6 +48,11 @@ install(
   FILES ${PROJECT_BINARY_DIR}/VarnoNetwork.pc
   DESTINATION ${pkgconfigDir}
   COMPONENT development)
+
+install(
+  FILES ${PROJECT_SOURCE_DIR}/LICENSE
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/licenses/VarnoNetwork
+  COMPONENT license)
 
 if(PROJECT_IS_TOP_LEVEL)
   include(cmake/Packages.cmake)

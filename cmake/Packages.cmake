@@ -23,4 +23,22 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
     "libvarnonetwork${PROJECT_VERSION_MAJOR} (= ${PROJECT_VERSION})")
 
+# Each package's copyright file, in the form that machines read, from the text of the license.
+file(READ ${PROJECT_SOURCE_DIR}/LICENSE licenseText)
+if(NOT licenseText MATCHES "^MIT License\n\nCopyright \\(c\\) ([^\n]+)\n\n(.*[^\n])\n$")
+  message(FATAL_ERROR "LICENSE is not as cmake/Packages.cmake takes it apart")
+endif()
+set(copyrightHolders "${CMAKE_MATCH_1}")
+string(REPLACE "\n" "\n " licenseText "${CMAKE_MATCH_2}")
+string(REPLACE "\n \n" "\n .\n" licenseText "${licenseText}")
+configure_file(cmake/copyright.in copyright @ONLY)
+foreach(component IN LISTS CPACK_COMPONENTS_ALL)
+  string(TOUPPER ${component} name)
+  install(
+    FILES ${PROJECT_BINARY_DIR}/copyright
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_${name}_PACKAGE_NAME}
+    COMPONENT ${component}
+    EXCLUDE_FROM_ALL)
+endforeach()
+
 include(CPack)

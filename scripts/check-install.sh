@@ -66,9 +66,11 @@ if grep -rI --files-with-matches -e "$work" -e "$PWD" "$work/other/moved"; then
   fail "these installed files name a directory of the build"
 fi
 consumeInstalled "moved" -DCMAKE_PREFIX_PATH="$work/other/moved"
+cmp LICENSE "$work/other/moved/share/licenses/VarnoNetwork/LICENSE"
 
 pkgconfig=$(find "$work/other/moved" -name VarnoNetwork.pc)
 library=$(dirname "$(dirname "$pkgconfig")")
+grep --quiet '^License: MIT$' "$pkgconfig" || fail "$pkgconfig does not name the license"
 export PKG_CONFIG_PATH=${pkgconfig%/*}
 for kind in static shared; do
   if [[ $kind == static ]]; then
@@ -92,6 +94,12 @@ fi
 rm -f build/package/*.deb
 cpack --preset package >"$work/log" 2>&1 || fail "$(cat "$work/log")"
 packages=(libvarnonetwork-dev libvarnonetwork1)
+for package in "${packages[@]}"; do
+  dpkg-deb --fsys-tarfile build/package/"${package}"_*.deb |
+    tar --extract --to-stdout "./usr/share/doc/$package/copyright" >"$work/copyright"
+  diff <(sed '1,/^License: Expat$/d; s/^ //; s/^\.$//' "$work/copyright") <(tail -n +5 LICENSE) ||
+    fail "the copyright file of $package differs from the license"
+done
 "${apt[@]}" install ./build/package/*.deb >"$work/log" 2>&1 || fail "$(cat "$work/log")"
 consumeInstalled "Debian packages"
 "${apt[@]}" purge "${packages[@]}" >"$work/log" 2>&1 || fail "$(cat "$work/log")"
