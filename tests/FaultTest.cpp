@@ -5,6 +5,7 @@
 
 #include <VarnoNetwork/Network/Command/SystemTimeCommandPacket.h>
 #include <VarnoNetwork/Network/HudOutputStream.h>
+#include <VarnoNetwork/Network/TextFormat.h>
 
 #include <gmock/gmock.h>
 
@@ -230,6 +231,16 @@ TEST_F(FaultTest, Registration) {
 TEST_F(FaultTest, Construction) {
   failEachAllocation(5, [](const Fault& fault) {
     failsUnder(fault, [] { RecordingNetwork network; });
+    return hasFailed;
+  });
+}
+
+TEST_F(FaultTest, TextOfANumber) {
+  failEachAllocation(2, [](const Fault& fault) {
+    std::string text;
+    const bool hasThrown = failsUnder(fault, [&] { text = formatText("time %f", 1e300); });
+    EXPECT_EQ(hasThrown, hasFailed);
+    EXPECT_EQ(text.size(), hasThrown ? 0U : 313U);
     return hasFailed;
   });
 }

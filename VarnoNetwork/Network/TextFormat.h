@@ -24,6 +24,8 @@ namespace varno {
 //   %X %0nX   an integer of up to 32 bits, in upper-case hexadecimal, with at least n digits
 //   %f        a floating-point number with six decimals
 //   %c        one byte, as it is
+//
+// Not std::format: the standard libraries of phones that are still in use have none.
 template <class... Arguments>
 class FormatPattern;
 
