@@ -1,6 +1,6 @@
 #include <tests/reference/FieldText.h>
-#include "FuzzSupport.h"
 #include <tests/reference/ReferenceParser.h>
+#include "FuzzSupport.h"
 
 #include <VarnoNetwork/VarnoNetwork.h>
 

@@ -1,6 +1,6 @@
 #include <VarnoNetwork/VarnoNetwork.h>
-#include <tests/reference/FieldText.h>
 #include <gtest/gtest.h>
+#include <tests/reference/FieldText.h>
 
 #include <bit>
 #include <limits>

@@ -3,8 +3,8 @@
 
 #include <VarnoNetwork/Network/HudInputStream.h>
 #include <VarnoNetwork/Network/HudOutputStream.h>
-#include <tests/reference/ReferenceCodec.h>
 #include <gmock/gmock.h>
+#include <tests/reference/ReferenceCodec.h>
 
 #include <random>
 #include <utility>

@@ -1,6 +1,6 @@
-#include <VarnoNetwork/Network/Private/ByteScan.h>
 #include <VarnoNetwork/Network/HudException.h>
 #include <VarnoNetwork/Network/HudInputStream.h>
+#include <VarnoNetwork/Network/Private/ByteScan.h>
 #include <VarnoNetwork/Network/Private/Stuffing.h>
 #include <VarnoNetwork/Network/Private/Utf8.h>
 

@@ -1,5 +1,5 @@
-#include <VarnoNetwork/Network/Private/ByteScan.h>
 #include <VarnoNetwork/Network/HudOutputStream.h>
+#include <VarnoNetwork/Network/Private/ByteScan.h>
 #include <VarnoNetwork/Network/Private/Stuffing.h>
 #include <VarnoNetwork/Network/Private/Utf8.h>
 

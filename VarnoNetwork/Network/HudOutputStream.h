@@ -12,9 +12,9 @@
 
 namespace varno {
 
-// A growable buffer of wire bytes (see Wire.h): everything that is written is stuffed, except by directWrite.
-// Serves one frame; there is no rewind. No operation fails but for std::bad_alloc, which leaves a
-// part of the field written. Used by one thread at a time.
+// A growable buffer of wire bytes (see Wire.h): everything that is written is stuffed, except by
+// directWrite. Serves one frame; there is no rewind. No operation fails but for std::bad_alloc,
+// which leaves a part of the field written. Used by one thread at a time.
 class VARNO_EXPORT HudOutputStream {
  public:
   // Leaves the staging area as it comes: filling it would cost more than writing a short frame.

@@ -7,7 +7,6 @@
 namespace varno::example {
 namespace {
 
-
 template <class Predicate>
 std::size_t indexOf(std::span<const std::uint8_t> bytes, std::size_t from, Predicate predicate) {
   const auto start = bytes.begin() + static_cast<std::ptrdiff_t>(from);
