@@ -1,5 +1,7 @@
 #include "TestSupport.h"
 
+#include <VarnoNetwork/Network/TextFormat.h>
+
 #include <gmock/gmock.h>
 
 #include <atomic>
@@ -16,17 +18,56 @@ TEST(Log, PrintableLine) {
       {std::string_view("a\0b", 3), R"(a\x00b)"},
       {"a\nb\r\tc", R"(a\x0Ab\x0D\x09c)"},
       {"\x1B[31mred\x7F", R"(\x1B[31mred\x7F)"},
+      {R"(a\x0Ab)", R"(a\\x0Ab)"},
       {"\u00E9 \u20AC \U0001F600", "\u00E9 \u20AC \U0001F600"},
       {"\xC2\x80\xC2\x9B\xC2\x9F\xC2\xA0", "\\xC2\\x80\\xC2\\x9B\\xC2\\x9F\xC2\xA0"},
       {"\x9B[m\xBF", R"(\x9B[m\xBF)"},  // a terminal's 8-bit controls
+      {"\xFF\x9B[m\xC0\x9B[m\xF8\x80\x80\x80", R"(\xFF\x9B[m\xC0\x9B[m\xF8\x80\x80\x80)"},
       // NOLINTNEXTLINE(misc-misleading-bidirectional): that is what is escaped
-      {"\u2027\u2028\u2029\u202A\u202E\u202F",
-       "\u2027\\xE2\\x80\\xA8\\xE2\\x80\\xA9\\xE2\\x80\\xAA\\xE2\\x80\\xAE\u202F"},
-      {"\u2065\u2066\u2069\u206A", "\u2065\\xE2\\x81\\xA6\\xE2\\x81\\xA9\u206A"},
-      {"\xE2\x80", "\xE2\x80"},
-      {"\xE2\x1B\xE2\x80\n\xC2", "\xE2\\x1B\xE2\x80\\x0A\xC2"},  // truncated, then a control
+      {"\u202E\u200D\uFFFF\U000E0041", R"(\xE2\x80\xAE\xE2\x80\x8D\xEF\xBF\xBF\xF3\xA0\x81\x81)"},
+      {"\xE2\x80", R"(\xE2\x80)"},
+      {"\xE2\x1B\xE2\x80\n\xF0\x9F\x98", R"(\xE2\x1B\xE2\x80\x0A\xF0\x9F\x98)"},
+      {"\xE2\xE2\x82\xAC", "\\xE2\u20AC"},  // the character behind a damaged one is whole
   };
   for (const auto& [line, printable] : rows) EXPECT_EQ(HudLog::printableLine(line), printable);
+}
+
+// Encoded as if surrogates were characters, too.
+std::string utf8Of(unsigned point) {
+  const auto tail = [point](unsigned shift) {
+    return static_cast<char>(0x80 | (point >> shift & 0x3F));
+  };
+  if (point < 0x80) return {static_cast<char>(point)};
+  if (point < 0x800) return {static_cast<char>(0xC0 | point >> 6), tail(0)};
+  if (point < 0x10000) return {static_cast<char>(0xE0 | point >> 12), tail(6), tail(0)};
+  return {static_cast<char>(0xF0 | point >> 18), tail(12), tail(6), tail(0)};
+}
+
+// The ranges of code points that the log does not show as they are, " FIRST-LAST" in hexadecimal.
+std::string escapedRanges() {
+  constexpr unsigned kEnd = 0x110000;
+  std::string ranges;
+  bool wasEscaped = false;
+  for (unsigned point = 0; point <= kEnd; ++point) {
+    const std::string character = utf8Of(point);
+    const bool isEscaped = point < kEnd && HudLog::printableLine(character) != character;
+    if (isEscaped && !wasEscaped) ranges += formatText(" %X", point);
+    if (!isEscaped && wasEscaped) ranges += formatText("-%X", point - 1);
+    wasEscaped = isEscaped;
+  }
+  return ranges;
+}
+
+// Listed from the Unicode character database: categories Cc, Cf, Zl, Zp, Cs and Co, noncharacters,
+// unassigned default-ignorable code points; and the backslash.
+TEST(Log, EveryCodePointIsShownOrEscaped) {
+  EXPECT_EQ(escapedRanges(),
+            " 0-1F 5C-5C 7F-9F AD-AD 600-605 61C-61C 6DD-6DD 70F-70F 890-891 8E2-8E2 180E-180E"
+            " 200B-200F 2028-202E 2060-206F D800-F8FF FDD0-FDEF FEFF-FEFF FFF0-FFFB FFFE-FFFF"
+            " 110BD-110BD 110CD-110CD 13430-1343F 1BCA0-1BCA3 1D173-1D17A 1FFFE-1FFFF"
+            " 2FFFE-2FFFF 3FFFE-3FFFF 4FFFE-4FFFF 5FFFE-5FFFF 6FFFE-6FFFF 7FFFE-7FFFF"
+            " 8FFFE-8FFFF 9FFFE-9FFFF AFFFE-AFFFF BFFFE-BFFFF CFFFE-CFFFF DFFFE-E00FF"
+            " E01F0-E0FFF EFFFE-10FFFF");
 }
 
 TEST(Log, DefaultSinkWritesOneEscapedLine) {

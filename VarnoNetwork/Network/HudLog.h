@@ -27,9 +27,14 @@ class VARNO_EXPORT HudLog {
   // The default sink: one line on standard error, in one write, with printableLine's escapes.
   static void writeToStandardError(std::string_view line);
 
-  // The line with every control character, and every character that reorders or breaks a line of
-  // text on a terminal, shown as \xNN per byte. Text that came from a peer can then neither forge a
-  // log line nor drive the terminal.
+  // The line as text that neither forges a log line nor drives a terminal, whoever sent it: each
+  // byte that belongs to no printable character of valid UTF-8 text is shown as \xNN, and a
+  // backslash is doubled, so the text tells exactly which bytes the line had. Not printable are
+  // controls, format characters (zero-width, direction, tags), line and paragraph separators,
+  // private use and noncharacters; letters of every script, spaces and combining marks stay.
+  // The text is UTF-8, so the terminal must be one as well: to one of an 8-bit character set, bytes
+  // inside of a character may be controls. What went through here once does not go through again:
+  // its backslashes would be doubled. Throws std::bad_alloc only.
   static std::string printableLine(std::string_view line);
 };
 
