@@ -4,6 +4,8 @@
 
 #include <VarnoNetwork/Network/CommandPacket.h>
 #include <VarnoNetwork/Network/EventPacket.h>
+#include <VarnoNetwork/Network/FieldReader.h>
+#include <VarnoNetwork/Network/FieldType.h>
 #include <VarnoNetwork/Network/FieldVisitor.h>
 #include <VarnoNetwork/Network/HudException.h>
 #include <VarnoNetwork/Network/HudInputStream.h>

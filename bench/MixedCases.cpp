@@ -7,45 +7,36 @@
 #include <cstring>
 #include <mutex>
 #include <random>
+#include <string>
+#include <type_traits>
 
 namespace varno::bench {
 namespace {
 
 constexpr std::size_t kPackets = 4096;  // more than a branch predictor learns by heart
 
+std::string randomText(std::minstd_rand& random) {
+  std::string text(random() % 41, ' ');
+  for (char& byte : text) byte = static_cast<char>(' ' + random() % 95);
+  return text;
+}
+
 // Fills fields with random values: texts have up to 40 bytes, sets up to three of them.
-class RandomFiller : public FieldEditor {
- public:
-  explicit RandomFiller(std::minstd_rand& random) : random_(random) {}
-
-  void visit(const FieldInfo&, bool& value) override { value = random_() % 2 == 0; }
-  void visit(const FieldInfo&, std::uint8_t& value) override { fill(value); }
-  void visit(const FieldInfo&, std::int16_t& value) override { fill(value); }
-  void visit(const FieldInfo&, std::int32_t& value) override { fill(value); }
-  void visit(const FieldInfo&, std::int64_t& value) override { fill(value); }
-  void visit(const FieldInfo&, float& value) override { fill(value); }
-  void visit(const FieldInfo&, double& value) override { fill(value); }
-  void visit(const FieldInfo&, HudString& value) override { value = text(); }
-  void visit(const FieldInfo&, std::set<std::string>& value) override {
-    value.clear();
-    for (auto left = random_() % 4; left > 0; --left) value.insert(text());
-  }
-  void beginRecord(const FieldInfo&, std::string_view) override {}
-  void endRecord() override {}
-
- private:
-  template <class Number>
-  void fill(Number& value) {
-    value = static_cast<Number>(random_() % 1'000);
-  }
-  std::string text() {
-    std::string text(random_() % 41, ' ');
-    for (char& byte : text) byte = static_cast<char>(' ' + random_() % 95);
-    return text;
-  }
-
-  std::minstd_rand& random_;
-};
+void fill(HudPacket& packet, std::minstd_rand& random) {
+  forEachField(packet, [&](const FieldInfo&, auto& value) {
+    using Value = std::remove_reference_t<decltype(value)>;
+    if constexpr (std::is_same_v<Value, bool>) {
+      value = random() % 2 == 0;
+    } else if constexpr (std::is_arithmetic_v<Value>) {
+      value = static_cast<Value>(random() % 1'000);
+    } else if constexpr (std::is_same_v<Value, HudString>) {
+      value = randomText(random);
+    } else {
+      value.clear();
+      for (auto left = random() % 4; left > 0; --left) value.insert(randomText(random));
+    }
+  });
+}
 
 struct Mix {
   std::vector<std::shared_ptr<HudPacket>> packets;
@@ -66,11 +57,10 @@ std::shared_ptr<const Mix> makeMix() {
 
   auto mix = std::make_shared<Mix>();
   std::minstd_rand random(3);
-  RandomFiller filler(random);
   while (mix->packets.size() < kPackets) {
     const PacketType type = types[random() % types.size()];
     const std::shared_ptr<HudPacket> packet = type.make();
-    packet->editFields(filler);
+    fill(*packet, random);
     mix->packets.push_back(packet);
     mix->types.push_back(type);
     mix->frames.push_back(frameOf(*packet));

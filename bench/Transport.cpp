@@ -1,8 +1,5 @@
-#include <VarnoNetwork/Network/HudOutputStream.h>
 #include <bench/Transport.h>
 #include <benchmark/benchmark.h>
-
-#include <utility>
 
 namespace varno::bench {
 namespace {
@@ -35,12 +32,6 @@ Listeners makeListeners(std::size_t count) {
   Listeners listeners;
   while (listeners.size() < count) listeners.push_back(std::make_shared<DroppingListener>());
   return listeners;
-}
-
-Bytes frameOf(const HudPacket& packet) {
-  HudOutputStream stream;
-  packet.serialize(stream);
-  return std::move(stream).toNSData();
 }
 
 std::span<const std::uint8_t> bodyOf(const Bytes& frame) {

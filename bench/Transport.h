@@ -25,9 +25,6 @@ std::unique_ptr<IHudNetworkImpl> makeTransport();
 using Listeners = std::vector<std::shared_ptr<PacketHandleDelegate>>;
 Listeners makeListeners(std::size_t count);
 
-// The packet's frame, as sendPacket makes it.
-Bytes frameOf(const HudPacket& packet);
-
 // What lies between a frame's marks.
 std::span<const std::uint8_t> bodyOf(const Bytes& frame);
 

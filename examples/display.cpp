@@ -34,12 +34,6 @@ Descriptor openLink(const std::string& device) {
   return link;
 }
 
-Bytes frameOf(const HudPacket& packet) {
-  HudOutputStream stream;
-  packet.serialize(stream);
-  return std::move(stream).toNSData();
-}
-
 class Display {
  public:
   explicit Display(const std::string& device);

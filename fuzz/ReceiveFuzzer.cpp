@@ -25,7 +25,7 @@ class Listener : public PacketHandleDelegate {
     HudLog::write(textOf(*packet));
   }
 
-  static std::string textOf(const HudPacket& packet) { return FieldText::of(packet, "(absent)"); }
+  static std::string textOf(const HudPacket& packet) { return fieldText(packet, "(absent)"); }
 
   std::vector<std::shared_ptr<HudPacket>> packets;
 };
@@ -102,7 +102,7 @@ class Receiver {
     }
     const auto type = types_.find(id);
     if (type == types_.end()) return {};
-    return {ReferenceParser::parse(type->second, body), {}};
+    return {parseByReference(type->second, body), {}};
   }
 
   void takeLine(std::string_view line) {

@@ -79,7 +79,7 @@ void roundTrip(Link& link, ByteSpan body) {
   }
   require(again != nullptr, "a packet reads what it writes");
   require(again->typeName() == packet->typeName(), "type after a round trip");
-  require(FieldText::of(*again, "") == FieldText::of(*packet, ""), "fields after a round trip");
+  require(fieldText(*again, "") == fieldText(*packet, ""), "fields after a round trip");
   require(link.send(*again) == sent, "bytes after a round trip");
 }
 

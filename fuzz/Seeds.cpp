@@ -6,10 +6,10 @@
 #include <fstream>
 #include <iostream>
 #include <memory>
-#include <set>
 #include <span>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -22,28 +22,21 @@ namespace {
 using Bytes = std::vector<std::uint8_t>;
 
 // Gives each field a value with something to escape in it.
-class Filler : public FieldEditor {
-  void visit(const FieldInfo&, bool& value) override { value = !value; }
-  void visit(const FieldInfo&, std::uint8_t& value) override { value = 0x7D; }
-  void visit(const FieldInfo&, std::int16_t& value) override { value = 0x0203; }
-  void visit(const FieldInfo&, std::int32_t& value) override { value = -0x027D0303; }
-  void visit(const FieldInfo&, std::int64_t& value) override { value = 0x00027D03'7D000002; }
-  void visit(const FieldInfo&, float& value) override { value = -1.0e38F; }
-  void visit(const FieldInfo&, double& value) override { value = 1.0e300; }
-  void visit(const FieldInfo&, HudString& value) override {
-    value = "a}\x02\x7F\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80";
-  }
-  void visit(const FieldInfo&, std::set<std::string>& value) override {
-    value = {"", "a", "}", "\xC2\x85", "com.varno.music", "com.varno.email"};
-  }
-  void beginRecord(const FieldInfo&, std::string_view) override {}
-  void endRecord() override {}
-};
-
-Bytes frameOf(const HudPacket& packet) {
-  HudOutputStream stream;
-  packet.serialize(stream);
-  return std::move(stream).toNSData();
+void fill(HudPacket& packet) {
+  forEachField(packet, [](const FieldInfo&, auto& value) {
+    using Value = std::remove_reference_t<decltype(value)>;
+    if constexpr (std::is_same_v<Value, bool>) {
+      value = !value;
+    } else if constexpr (std::is_integral_v<Value>) {
+      value = static_cast<Value>(0x00027D03'7D0203FD);
+    } else if constexpr (std::is_floating_point_v<Value>) {
+      value = static_cast<Value>(-1.0e38);
+    } else if constexpr (std::is_same_v<Value, HudString>) {
+      value = "a}\x02\x7F\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80";
+    } else {
+      value = {"", "a", "}", "\xC2\x85", "com.varno.music", "com.varno.email"};
+    }
+  });
 }
 
 class Directory {
@@ -77,8 +70,7 @@ void writeSeeds(const std::filesystem::path& root) {
     const std::string name(type.name());
     const auto packet = type.make();
     add(name, frameOf(*packet));
-    Filler filler;
-    packet->editFields(filler);
+    fill(*packet);
     add(name + "-filled", frameOf(*packet));
   }
   // The version event's writer leaves out a separator that its reader asks for.

@@ -56,91 +56,71 @@ struct EveryKindPacket : TypedPacket<EveryKindPacket, CommandPacket, 0x03, 0x7D>
 };
 
 // Gives every field a value that is not its default and has all bytes that are stuffed.
-class Filler : public FieldEditor {
- public:
-  void visit(const FieldInfo&, bool& value) override { value = !value; }
-  void visit(const FieldInfo&, std::uint8_t& value) override { value = 0x7D; }
-  void visit(const FieldInfo&, std::int16_t& value) override { value = 0x027D; }
-  void visit(const FieldInfo&, std::int32_t& value) override { value = 0x7D0203FE; }
-  void visit(const FieldInfo&, std::int64_t& value) override { value = -0x7D0203FE037D027E; }
-  void visit(const FieldInfo&, float& value) override { value = std::bit_cast<float>(0x7D0203FE); }
-  void visit(const FieldInfo&, double& value) override {
-    value = std::bit_cast<double>(0x7D0203FE037D027E);
-  }
-  void visit(const FieldInfo& field, HudString& value) override {
-    value = "\x02\x03} \xE6\xBC\xA2 " + std::string(field.name);
-  }
-  void visit(const FieldInfo&, std::set<std::string>& value) override {
-    value = {"", "\x02}", "\xE6\xBC\xA2"};
-  }
-  void beginRecord(const FieldInfo&, std::string_view) override {}
-  void endRecord() override {}
+void fill(HudPacket& packet) {
+  forEachField(packet, [](const FieldInfo& field, auto& value) {
+    using Value = std::remove_reference_t<decltype(value)>;
+    if constexpr (std::is_same_v<Value, bool>) {
+      value = !value;
+    } else if constexpr (std::is_same_v<Value, float>) {
+      value = std::bit_cast<float>(0x7D0203FE);
+    } else if constexpr (std::is_same_v<Value, double>) {
+      value = std::bit_cast<double>(0x7D0203FE037D027E);
+    } else if constexpr (std::is_integral_v<Value>) {
+      value = static_cast<Value>(0xFD027D03FE03027D);
+    } else if constexpr (std::is_same_v<Value, HudString>) {
+      value = "\x02\x03} \xE6\xBC\xA2 " + std::string(field.name);
+    } else {
+      value = {"", "\x02}", "\xE6\xBC\xA2"};
+    }
+  });
+}
+
+template <class Value>
+Bytes wireBytesOf(const Value& value) {
+  HudOutputStream stream;
+  PayloadWriter write(stream);
+  write("", value);
+  return stream.toNSData();
+}
+
+// A field of a packet, as the bytes that it takes on the wire, and where in the payload it ends. A
+// set counts as one field for each of its strings.
+struct Entry {
+  std::string name;
+  std::string bytes;
+  std::size_t end;
 };
 
-// A packet's fields by name, as the bytes that each takes on the wire, and where in the payload
-// each ends. A set counts as one field for each of its strings.
-class Contents : public FieldVisitor {
- public:
-  using Fields = std::map<std::string, std::string>;
-
-  explicit Contents(const HudPacket& packet) { packet.visitFields(*this); }
-
-  Fields all() const { return before(kUnsent); }
-
-  // The fields that the first bytes of the payload hold.
-  Fields before(std::size_t end) const {
-    Fields fields;
-    for (const Entry& entry : entries_) {
-      if (entry.end <= end) fields[entry.name] = entry.bytes;
+std::vector<Entry> entriesOf(const HudPacket& packet) {
+  std::vector<Entry> entries;
+  std::size_t end = 0;
+  forEachField(packet, [&](const FieldInfo& field, const auto& value) {
+    const auto add = [&](const std::string& name, const auto& part) {
+      const Bytes bytes = wireBytesOf(part);
+      if (field.isOnWire) end += bytes.size();
+      entries.push_back(
+          {name, hex(bytes), field.isOnWire ? end : std::numeric_limits<std::size_t>::max()});
+    };
+    if constexpr (std::is_same_v<decltype(value), const StringSet&>) {
+      end += wireBytesOf(static_cast<std::int32_t>(value.size())).size();
+      for (const std::string& text : value) add(field.path() + "." + text, HudString(text));
+    } else {
+      add(field.path(), value);
     }
-    return fields;
+  });
+  return entries;
+}
+
+// The fields that the first bytes of the payload hold; with no limit also those it does not carry.
+using Fields = std::map<std::string, std::string>;
+Fields fieldsOf(const std::vector<Entry>& entries,
+                std::size_t before = std::numeric_limits<std::size_t>::max()) {
+  Fields fields;
+  for (const Entry& entry : entries) {
+    if (entry.end <= before) fields[entry.name] = entry.bytes;
   }
-
-  void visit(const FieldInfo& field, const bool& value) override { add(field, value); }
-  void visit(const FieldInfo& field, const std::uint8_t& value) override { add(field, value); }
-  void visit(const FieldInfo& field, const std::int16_t& value) override { add(field, value); }
-  void visit(const FieldInfo& field, const std::int32_t& value) override { add(field, value); }
-  void visit(const FieldInfo& field, const std::int64_t& value) override { add(field, value); }
-  void visit(const FieldInfo& field, const float& value) override { add(field, value); }
-  void visit(const FieldInfo& field, const double& value) override { add(field, value); }
-  void visit(const FieldInfo& field, const HudString& value) override { add(field, value); }
-  void visit(const FieldInfo& field, const std::set<std::string>& value) override {
-    HudOutputStream count;
-    count.writeInt(static_cast<std::int32_t>(value.size()));
-    end_ += count.toNSData().size();
-    for (const std::string& text : value) {
-      add({std::string(field.name) + "." + text, field.isOnWire}, HudString(text));
-    }
-  }
-  void beginRecord(const FieldInfo& field, std::string_view) override {
-    record_ = std::string(field.name) + ".";
-  }
-  void endRecord() override { record_.clear(); }
-
- private:
-  static constexpr std::size_t kUnsent = std::numeric_limits<std::size_t>::max();
-
-  struct Entry {
-    std::string name;
-    std::string bytes;
-    std::size_t end;
-  };
-
-  template <class Value>
-  void add(const FieldInfo& field, const Value& value) {
-    HudOutputStream stream;
-    PayloadWriter write(stream);
-    write("", value);
-    const Bytes bytes = stream.toNSData();
-    if (field.isOnWire) end_ += bytes.size();
-    entries_.push_back(
-        {record_ + std::string(field.name), hex(bytes), field.isOnWire ? end_ : kUnsent});
-  }
-
-  std::vector<Entry> entries_;
-  std::string record_;
-  std::size_t end_ = 0;
-};
+  return fields;
+}
 
 TEST(PacketPayloads, FieldsOfEveryKind) {
   EveryKindPacket packet;
@@ -148,17 +128,17 @@ TEST(PacketPayloads, FieldsOfEveryKind) {
       hex(frameOf(packet)),  // what is absent counts as empty
       "02 7D 7F 7D 7E 7D 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 "
       "00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 03");
-  EXPECT_EQ(fuzz::FieldText::of(packet, "absent"),
+  EXPECT_EQ(fuzz::fieldText(packet, "absent"),
             "flag 1:0\noctet 1:0\nshorter 1:0\ninteger 1:0\nlonger 1:0\nsingle 1:0\nreal 1:0\n"
-            "text 6:absent\nwheel 5:Wheel\nnumber 1:0\nname 6:absent\nend\nnames 1:0\n"
+            "text 6:absent\nwheel.number 1:0\nwheel.name 6:absent\nnames 1:0\n"
             "local unsent 1:0\n");
   EXPECT_EQ(packet.wheel, nullptr);
 
-  Filler filler;
-  packet.editFields(filler);
+  fill(packet);
   EXPECT_EQ(
       hex(payloadOf(packet)),
-      "01 7D 00 7D 7F 7D 00 7D 00 7D 7F 7D 7E FE 82 FD FC 01 FC 82 FD 82 7D 00 7D 7F 7D 7E FE "
+      "01 7D 00 7D 7F 7D 00 FE 7D 7E 7D 7F 7D 00 FD 7D 7F 7D 00 7D 7E FE 7D 7E 7D 7F 7D 00 7D 00 "
+      "7D 7F 7D 7E FE "
       "7D 00 7D 7F 7D 7E FE 7D 7E 7D 00 7D 7F 7E 00 0C 7D 7F 7D 7E 7D 00 20 E6 BC A2 20 74 65 "
       "78 74 7D 7F 7D 00 00 0C 7D 7F 7D 7E 7D 00 20 E6 BC A2 20 6E 61 6D 65 00 00 00 7D 7E 00 "
       "00 00 7D 7F 7D 7F 7D 00 00 7D 7E E6 BC A2");
@@ -170,22 +150,21 @@ TEST(PacketPayloads, ReadBackWhatWasWritten) {
   for (const PacketType type : PacketCatalogue::packetTypes()) {
     SCOPED_TRACE(type.name());
     const auto written = type.make();
-    Filler filler;
-    written->editFields(filler);
-    const Contents contents(*written);
+    fill(*written);
+    const auto entries = entriesOf(*written);
     const Bytes payload = payloadOf(*written);
     // Cut at every byte it is refused, and the fields before the cut are stored.
     for (std::size_t cut = 0; cut <= payload.size(); ++cut) {
       const auto read = type.make();
-      Contents::Fields expected = contents.before(cut);
-      expected.merge(Contents(*read).all());
+      Fields expected = fieldsOf(entries, cut);
+      expected.merge(fieldsOf(entriesOf(*read)));
       Bytes received(payload.data(), payload.data() + cut);
       const bool isWhole = cut == payload.size();
       if (isWhole) received.insert(received.end(), {0x7D, 0x00, 0xFF});  // nothing looks at these
       // The version event is the one that cannot read what it wrote.
       const bool isReadable = isWhole && type != PacketType::of<HudVersionEventPacket>();
       EXPECT_EQ(parse(*read, received), isReadable);
-      EXPECT_EQ(Contents(*read).all(), expected) << "cut at " << cut;
+      EXPECT_EQ(fieldsOf(entriesOf(*read)), expected) << "cut at " << cut;
     }
   }
 }
@@ -286,7 +265,7 @@ TEST(PacketPayloads, SoundDeviceIsSharedAndMayBeNull) {
   packet.setSoundDevice(nullptr);
   EXPECT_EQ(packet.description(), "BluetoothConnectionEventPacket[soundDevice : (null) event : 7]");
   EXPECT_EQ(hex(payloadOf(packet)), "00 00 00 00 00 07");
-  EXPECT_EQ(Contents(packet).all().size(), 4U);
+  EXPECT_EQ(entriesOf(packet).size(), 4U);
   ASSERT_TRUE(parse(packet, payload));
   EXPECT_EQ(packet.soundDevice()->address(), "B");
 }

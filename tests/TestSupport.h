@@ -54,12 +54,6 @@ inline std::string hex(std::span<const std::uint8_t> bytes) {
   return result;
 }
 
-inline Bytes frameOf(const HudPacket& packet) {
-  HudOutputStream stream;
-  packet.serialize(stream);
-  return stream.toNSData();
-}
-
 inline Bytes payloadOf(const HudPacket& packet) {
   HudOutputStream stream;
   packet.appendPayload(stream);

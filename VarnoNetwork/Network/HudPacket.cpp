@@ -4,6 +4,7 @@
 
 #include <cctype>
 #include <ostream>
+#include <utility>
 
 namespace varno {
 namespace {
@@ -52,6 +53,12 @@ void HudPacket::hexDump(std::string_view label, std::span<const std::uint8_t> by
   } catch (...) {
     // Only memory can run out here, and a dump must not fail what it shows.
   }
+}
+
+std::vector<std::uint8_t> frameOf(const HudPacket& packet) {
+  HudOutputStream stream;
+  packet.serialize(stream);
+  return std::move(stream).toNSData();
 }
 
 std::ostream& operator<<(std::ostream& stream, const HudPacket& packet) {

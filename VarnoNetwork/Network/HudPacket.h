@@ -12,6 +12,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace varno {
 
@@ -82,6 +83,9 @@ class VARNO_EXPORT HudPacket : public IHudPacket {
     return formatText<std::string_view, Arguments...>(format, typeName(), arguments...);
   }
 };
+
+// The packet's whole frame. Throws what the packet's own writing operations throw.
+VARNO_EXPORT std::vector<std::uint8_t> frameOf(const HudPacket& packet);
 
 // Prints the description.
 VARNO_EXPORT std::ostream& operator<<(std::ostream& stream, const HudPacket& packet);

@@ -68,12 +68,12 @@ class FieldPacket : public Base {
   }
 
   void visitFields(FieldVisitor& visitor) const override {
-    FieldPresenter visit(visitor);
+    FieldPresenter<true> visit(visitor);
     Derived::fields(derived(), visit);
   }
 
   void editFields(FieldEditor& editor) override {
-    FieldPresenter visit(editor);
+    FieldPresenter<false> visit(editor);
     Derived::fields(derived(), visit);
   }
 

@@ -48,62 +48,52 @@ std::string_view directionOf(std::uint8_t command) {
   }
 }
 
-// Collects a table row for each field.
-class FieldRows : public varno::FieldVisitor {
- public:
-  explicit FieldRows(const HudPacket& packet) { packet.visitFields(*this); }
+template <class Value>
+std::string_view encodingOf() {
+  if (std::is_same_v<Value, bool>) return "boolean";
+  if (std::is_same_v<Value, std::uint8_t>) return "unsigned 8-bit";
+  if (std::is_same_v<Value, std::int16_t>) return "signed 16-bit";
+  if (std::is_same_v<Value, std::int32_t>) return "signed 32-bit";
+  if (std::is_same_v<Value, std::int64_t>) return "signed 64-bit";
+  if (std::is_same_v<Value, std::uint16_t>) return "unsigned 16-bit";
+  if (std::is_same_v<Value, std::uint32_t>) return "unsigned 32-bit";
+  if (std::is_same_v<Value, std::uint64_t>) return "unsigned 64-bit";
+  if (std::is_same_v<Value, float>) return "32-bit float";
+  if (std::is_same_v<Value, double>) return "64-bit float";
+  return std::is_same_v<Value, HudString> ? "string" : "set of strings";
+}
 
-  const std::string& text() const { return text_; }
-
-  void visit(const FieldInfo& field, const bool& value) override {
-    add(field, "boolean", value ? "true" : "false");
-  }
-  void visit(const FieldInfo& field, const std::uint8_t& value) override {
-    add(field, "unsigned 8-bit", formatText("%d", value));
-  }
-  void visit(const FieldInfo& field, const std::int16_t& value) override {
-    add(field, "signed 16-bit", formatText("%d", value));
-  }
-  void visit(const FieldInfo& field, const std::int32_t& value) override {
-    add(field, "signed 32-bit", formatText("%d", value));
-  }
-  void visit(const FieldInfo& field, const std::int64_t& value) override {
-    add(field, "signed 64-bit", formatText("%lld", value));
-  }
-  void visit(const FieldInfo& field, const float& value) override {
-    add(field, "32-bit float", formatText("%f", value));
-  }
-  void visit(const FieldInfo& field, const double& value) override {
-    add(field, "64-bit float", formatText("%f", value));
-  }
-  void visit(const FieldInfo& field, const HudString& value) override {
-    add(field, "string", value ? '"' + *value + '"' : "absent");
-  }
-  void visit(const FieldInfo& field, const std::set<std::string>& value) override {
+template <class Value>
+std::string textOf(const Value& value) {
+  if constexpr (std::is_same_v<Value, bool>) {
+    return value ? "true" : "false";
+  } else if constexpr (std::is_floating_point_v<Value>) {
+    return formatText("%f", value);
+  } else if constexpr (std::is_integral_v<Value>) {
+    return std::to_string(value);
+  } else if constexpr (std::is_same_v<Value, HudString>) {
+    return value ? '"' + *value + '"' : "absent";
+  } else {
     std::string list;
     for (const std::string& text : value) list += (list.empty() ? "\"" : ", \"") + text + '"';
-    add(field, "set of strings", '{' + list + '}');
+    return '{' + list + '}';
   }
-  void beginRecord(const FieldInfo& field, std::string_view /*typeName*/) override {
-    record_ = std::string(field.name) + '.';
-  }
-  void endRecord() override { record_.clear(); }
+}
 
- private:
-  void add(const FieldInfo& field, std::string_view encoding, const std::string& value) {
-    text_ += formatText("| `%@%@` | %@ | `%@` |\n", record_, field.name,
-                        field.isOnWire ? encoding : "see the note", value);
-  }
-
-  std::string record_;
-  std::string text_;
-};
+// A table row for each field.
+std::string fieldRows(const HudPacket& packet) {
+  std::string rows;
+  forEachField(packet, [&](const FieldInfo& field, const auto& value) {
+    const std::string_view encoding = encodingOf<std::remove_cvref_t<decltype(value)>>();
+    rows += formatText("| `%@` | %@ | `%@` |\n", field.path(),
+                       field.isOnWire ? encoding : "see the note", textOf(value));
+  });
+  return rows;
+}
 
 std::string exampleOf(const HudPacket& packet) {
-  varno::HudOutputStream stream;
-  packet.serialize(stream);
   std::string text;
-  for (const std::uint8_t byte : stream.toNSData()) text += formatText(" %02X", byte);
+  for (const std::uint8_t byte : frameOf(packet)) text += formatText(" %02X", byte);
   return text.substr(1);
 }
 
@@ -124,11 +114,11 @@ std::string sectionOf(PacketType type) {
   const auto [command, param1, param2] = type.identifiers();
   std::string text = formatText("\n## %@\n\nCommand %d, param1 %d, param2 %d, %@.", type.name(),
                                 command, param1, param2, directionOf(command));
-  const FieldRows rows(*packet);
-  if (rows.text().empty()) {
+  const std::string rows = fieldRows(*packet);
+  if (rows.empty()) {
     text += " No payload.\n";
   } else {
-    text += "\n\n| Field | Encoding | Default |\n|---|---|---|\n" + rows.text();
+    text += "\n\n| Field | Encoding | Default |\n|---|---|---|\n" + rows;
   }
   if (!type.payloadNote().empty()) text += formatText("\nNote: %@\n", type.payloadNote());
   return text + formatText("\nExample: `%@`\n", exampleOf(*packet));

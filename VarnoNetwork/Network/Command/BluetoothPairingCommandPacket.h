@@ -36,7 +36,7 @@ class VARNO_EXPORT BluetoothPairingCommandPacket
   static void fields(Self& self, Visit& visit) {
     visit("pairingType", self.pairingType_);
     visit("soundDeviceAddress", self.soundDeviceAddress_);
-    visit("pairingKey", self.pairingKey_);
+    visit.secret("pairingKey", self.pairingKey_);
   }
 
  private:

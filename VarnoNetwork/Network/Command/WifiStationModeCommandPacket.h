@@ -32,7 +32,7 @@ class VARNO_EXPORT WifiStationModeCommandPacket
   template <class Self, class Visit>
   static void fields(Self& self, Visit& visit) {
     visit("ssid", self.ssid_);
-    visit("password", self.password_);
+    visit.secret("password", self.password_);
     visit("securityType", self.securityType_);
   }
 
