@@ -14,6 +14,8 @@ if(NOT VARNO_BUILD_STATIC AND NOT VARNO_BUILD_SHARED)
   message(FATAL_ERROR "VARNO_BUILD_STATIC and VARNO_BUILD_SHARED are both off: nothing to build")
 endif()
 
+option(VARNO_BUILD_TOOLS "Build the libraries and the command around VarnoNetwork"
+       ${PROJECT_IS_TOP_LEVEL})
 option(VARNO_BUILD_TESTS "Build the tests (needs GoogleTest's sources)" ${PROJECT_IS_TOP_LEVEL})
 option(VARNO_BUILD_EXAMPLES "Build the examples" ${PROJECT_IS_TOP_LEVEL})
 option(VARNO_BUILD_BENCH "Build the benchmarks (needs Google Benchmark)" OFF)

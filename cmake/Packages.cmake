@@ -1,27 +1,49 @@
-# Debian packages, by `cpack` in a build directory of the preset `package`: the runtime, and what
-# is needed to build against it.
+# Debian packages, by `cpack` in a build directory of the preset `package`: of each library the
+# runtime, and what is needed to build against it.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_CONTACT "VarnoNetwork developers" CACHE STRING "Maintainer of the packages")
-set(CPACK_COMPONENTS_ALL runtime development)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_PACKAGING_INSTALL_PREFIX "${CMAKE_INSTALL_PREFIX}")
 
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
-
-set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "Head-up display packet protocol - shared library")
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libvarnonetwork${PROJECT_VERSION_MAJOR})
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 
-set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "Head-up display packet protocol - development files")
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libvarnonetwork-dev)
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
-    "libvarnonetwork${PROJECT_VERSION_MAJOR} (= ${PROJECT_VERSION})")
+set(VarnoNetwork_about "Head-up display packet protocol")
+set(VarnoTraffic_about "Recorded head-up display traffic")
+
+set(CPACK_COMPONENTS_ALL)
+foreach(library IN LISTS libraries)
+  string(TOLOWER lib${library} package)
+  get_property(uses GLOBAL PROPERTY VARNO_USES_OF_${library})
+  set(runtimeNeeds)
+  set(developmentNeeds "${package}${PROJECT_VERSION_MAJOR} (= ${PROJECT_VERSION})")
+  foreach(used IN LISTS uses)
+    string(TOLOWER lib${used} usedPackage)
+    list(APPEND runtimeNeeds "${usedPackage}${PROJECT_VERSION_MAJOR} (= ${PROJECT_VERSION})")
+    list(APPEND developmentNeeds "${usedPackage}-dev (= ${PROJECT_VERSION})")
+  endforeach()
+
+  varno_install_component(${library} runtime component)
+  list(APPEND CPACK_COMPONENTS_ALL ${component})
+  string(TOUPPER ${component} name)
+  set(CPACK_COMPONENT_${name}_DESCRIPTION "${${library}_about} - shared library")
+  set(CPACK_DEBIAN_${name}_PACKAGE_NAME ${package}${PROJECT_VERSION_MAJOR})
+  set(CPACK_DEBIAN_${name}_PACKAGE_SECTION libs)
+  set(CPACK_DEBIAN_${name}_PACKAGE_SHLIBDEPS ON)
+  list(JOIN runtimeNeeds ", " CPACK_DEBIAN_${name}_PACKAGE_DEPENDS)
+  list(APPEND CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/${library})
+
+  varno_install_component(${library} development component)
+  list(APPEND CPACK_COMPONENTS_ALL ${component})
+  string(TOUPPER ${component} name)
+  set(CPACK_COMPONENT_${name}_DESCRIPTION "${${library}_about} - development files")
+  set(CPACK_DEBIAN_${name}_PACKAGE_NAME ${package}-dev)
+  set(CPACK_DEBIAN_${name}_PACKAGE_SECTION libdevel)
+  list(JOIN developmentNeeds ", " CPACK_DEBIAN_${name}_PACKAGE_DEPENDS)
+endforeach()
 
 # Each package's copyright file, in the form that machines read, from the text of the license.
 file(READ ${PROJECT_SOURCE_DIR}/LICENSE licenseText)

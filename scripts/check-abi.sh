@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Compares the shared library's binary interface with the one in abi/: what it exports
-# (symbols.txt), and the layout of the types behind that (VarnoNetwork.abi.xz, for abidiff).
+# Compares the binary interface of each shared library with the one in abi/: what it exports
+# (LIBRARY.symbols.txt), and the layout of the types behind that (LIBRARY.abi.xz, for abidiff).
 #   scripts/check-abi.sh            shows what differs
 #   scripts/check-abi.sh --update   takes the present interface as the baseline
 set -euo pipefail
@@ -22,35 +22,47 @@ fi
 scripts/dependencies.sh build abi
 build=build/abi
 scripts/build.sh abi
-nm --dynamic --defined-only --format=just-symbols $build/VarnoNetwork/libVarnoNetwork.so |
-  c++filt | LC_ALL=C sort --unique >$build/symbols.txt
 
-# abidiff compares the types that functions lead to. The packet types are in headers alone: the
-# same library with a function for each shows them.
-types=(VarnoNetwork/Network/{Command,Event,Notification}/*Packet.h)
-{
-  echo '#include <VarnoNetwork/VarnoNetwork.h>'
-  echo 'namespace varno {'
-  basename --multiple --suffix=.h "${types[@]}" | sed 's,.*,void interface(const &\&) {},'
-  echo '}'
-} >$build/interface.cpp
-g++ -std=c++20 -g -ffile-prefix-map="$PWD"=. -fPIC -shared -I. $build/interface.cpp \
-  -Wl,--whole-archive $build/VarnoNetwork/libVarnoNetwork.a -Wl,--no-whole-archive \
-  -Wl,--version-script=cmake/VarnoNetwork.map -o $build/interface.so
-abidw --no-corpus-path --no-comp-dir-path --no-show-locs --type-id-style hash \
-  --exported-interfaces-only --headers-dir VarnoNetwork --drop-private-types \
-  --suppressions abi/internals.suppr --out-file $build/VarnoNetwork.abi $build/interface.so
+# The interface of a library. abidiff compares the types that functions lead to; those that are in
+# headers alone are shown by the same library with a function for each.
+describe() { # LIBRARY TYPE...
+  local library=$1 made=$build/$1.interface
+  nm --dynamic --defined-only --format=just-symbols $build/"$library/lib$library.so" |
+    c++filt | LC_ALL=C sort --unique >"$build/$library.symbols.txt"
+  {
+    echo "#include <$library/$library.h>"
+    echo 'namespace varno {'
+    printf 'void interface(const %s&) {}\n' "${@:2}"
+    echo '}'
+  } >"$made.cpp"
+  g++ -std=c++20 -g -ffile-prefix-map="$PWD"=. -fPIC -shared -I. "$made.cpp" \
+    -Wl,--whole-archive $build/"$library/lib$library.a" -Wl,--no-whole-archive \
+    -Wl,--version-script=cmake/VarnoNetwork.map -o "$made.so"
+  abidw --no-corpus-path --no-comp-dir-path --no-show-locs --type-id-style hash \
+    --exported-interfaces-only --headers-dir "$library" --drop-private-types \
+    --suppressions abi/internals.suppr --out-file "$build/$library.abi" "$made.so"
+}
+
+mapfile -t packets < <(basename --multiple --suffix=.h \
+  VarnoNetwork/Network/{Command,Event,Notification}/*Packet.h)
+describe VarnoNetwork "${packets[@]}"
+describe VarnoTraffic TrafficRecord
+libraries=(VarnoNetwork VarnoTraffic)
 
 if [[ ${1:-} == --update ]]; then
-  cp $build/symbols.txt abi/symbols.txt
-  xz --stdout $build/VarnoNetwork.abi >abi/VarnoNetwork.abi.xz
+  for library in "${libraries[@]}"; do
+    cp "$build/$library.symbols.txt" abi/
+    xz --stdout "$build/$library.abi" >"abi/$library.abi.xz"
+  done
   exit
 fi
 
 status=0
-diff --unified=0 abi/symbols.txt $build/symbols.txt || status=1
-xz --decompress --stdout abi/VarnoNetwork.abi.xz >$build/baseline.abi
-abidiff $build/baseline.abi $build/VarnoNetwork.abi || status=1
+for library in "${libraries[@]}"; do
+  diff --unified=0 "abi/$library.symbols.txt" "$build/$library.symbols.txt" || status=1
+  xz --decompress --stdout "abi/$library.abi.xz" >$build/baseline.abi
+  abidiff $build/baseline.abi "$build/$library.abi" || status=1
+done
 if ((status)); then
   echo "check-abi.sh: the binary interface changed. If that is meant: scripts/check-abi.sh --update" >&2
 fi

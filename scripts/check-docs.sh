@@ -66,6 +66,7 @@ checkProgram() { # PAGE
   fi
   quietly "${CXX:-c++}" -std=c++20 -Wall -Wextra -Wpedantic -Werror -pthread \
     -I "$work/prefix/include" -I . "$program.cpp" "${sources[@]}" \
+    "$(find "$work/prefix" -name libVarnoTraffic.a)" \
     "$(find "$work/prefix" -name libVarnoNetwork.a)" -o "$program"
   timeout 20 stdbuf -oL "$program" </dev/null >"$program.printed" 2>&1 ||
     fail "$1: the program failed with $?: $(cat "$program.printed")"

@@ -1,13 +1,16 @@
 #!/usr/bin/env bash
-# Builds and runs one application, tests/consumer, against the library in each way of getting it:
-# installed, moved, by pkg-config, with the library's sources, and from the Debian packages, each
-# with both kinds of library. The packages are installed and removed again, which takes root.
+# Builds and runs the applications of tests/consumer, one for each library, against the libraries in
+# each way of getting them: installed, moved, by pkg-config, with the sources, and from the Debian
+# packages, each with both kinds of library. The packages are installed and removed again, which
+# takes root.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 work=$(mktemp -d)
 packages=()
 apt=(env DEBIAN_FRONTEND=noninteractive apt-get --quiet --quiet --yes)
+# The libraries around VarnoNetwork, as components.
+components=(Traffic)
 cleanUp() {
   rm -rf "$work"
   ((${#packages[@]} == 0)) || "${apt[@]}" purge "${packages[@]}" >/dev/null 2>&1
@@ -19,13 +22,16 @@ fail() {
   exit 1
 }
 
-run() { # WAY KIND PROGRAM: the program has to work, with the kind of library that was meant
-  local kind=static
-  if [[ $(ldd "$3" 2>&1) == *libVarnoNetwork.so* ]]; then
-    kind=shared
-  fi
-  [[ $kind == "$2" ]] || fail "$1: the program has the $kind library instead of the $2 one"
-  "$3" >"$work/log" || fail "$1, $2: $(cat "$work/log")"
+run() { # WAY KIND PROGRAM...: the programs have to work, with the kind of library that was meant
+  local kind program
+  for program in "${@:3}"; do
+    kind=static
+    if [[ $(ldd "$program" 2>&1) == *libVarno*.so* ]]; then
+      kind=shared
+    fi
+    [[ $kind == "$2" ]] || fail "$1: the program has the $kind library instead of the $2 one"
+    "$program" >"$work/log" 2>&1 || fail "$1, $2: ${program##*/}: $(cat "$work/log")"
+  done
   echo "ok: $1, $2"
 }
 
@@ -38,27 +44,42 @@ consume() { # WAY KIND CMAKE-ARGUMENT...
   if ! configure "${@:3}" || ! cmake --build "$work/build" >"$work/log" 2>&1; then
     fail "$1, $2: $(cat "$work/log")"
   fi
-  run "$1" "$2" "$work/build/consumer"
+  local programs=("$work"/build/consumer "$work"/build/consumer_*)
+  [[ -e ${programs[-1]} ]] || unset 'programs[-1]'
+  run "$1" "$2" "${programs[@]}"
 }
 
 consumeInstalled() { # WAY CMAKE-ARGUMENT...
-  local kind
+  local kind list
   for kind in static shared; do
-    consume "$1" $kind -DWANTED_VERSION=1 -DCOMPONENT=$kind "${@:2}"
+    list=$(printf '%s;' "${components[@]}" $kind)
+    consume "$1" $kind -DWANTED_VERSION=1 -DCOMPONENTS="${list%;}" "${@:2}"
   done
 }
 
 scripts/build.sh package
 cmake --install build/package --prefix "$work/first" >"$work/log"
 consumeInstalled "find_package" -DCMAKE_PREFIX_PATH="$work/first"
-consume "find_package, BUILD_SHARED_LIBS off" static -DCMAKE_PREFIX_PATH="$work/first"
+consume "find_package, BUILD_SHARED_LIBS off" static -DCMAKE_PREFIX_PATH="$work/first" \
+  -DCOMPONENTS=Traffic
 consume "find_package, BUILD_SHARED_LIBS on" shared -DCMAKE_PREFIX_PATH="$work/first" \
-  -DBUILD_SHARED_LIBS=ON
+  -DCOMPONENTS=Traffic -DBUILD_SHARED_LIBS=ON
 for version in 0 2; do
   if configure -DCMAKE_PREFIX_PATH="$work/first" -DWANTED_VERSION=$version; then
     fail "find_package: version $version was accepted"
   fi
 done
+if configure -DCMAKE_PREFIX_PATH="$work/first" -DCOMPONENTS="Traffic;Horn" ||
+  ! grep --quiet 'component Horn is not installed' "$work/log"; then
+  fail "find_package: a component that is missing is not named: $(cat "$work/log")"
+fi
+# A program that wants the core alone gets that, and nothing that it would have to have installed.
+cmake --install build/package --prefix "$work/core" --component runtime >"$work/log"
+cmake --install build/package --prefix "$work/core" --component development >"$work/log"
+configure -DCMAKE_PREFIX_PATH="$work/core" || fail "the core alone: $(cat "$work/log")"
+if [[ -n $(find "$work/core" -name '*VarnoTraffic*') ]]; then
+  fail "the core brings VarnoTraffic along"
+fi
 
 mkdir "$work/other"
 mv "$work/first" "$work/other/moved"
@@ -72,20 +93,30 @@ pkgconfig=$(find "$work/other/moved" -name VarnoNetwork.pc)
 library=$(dirname "$(dirname "$pkgconfig")")
 grep --quiet '^License: MIT$' "$pkgconfig" || fail "$pkgconfig does not name the license"
 export PKG_CONFIG_PATH=${pkgconfig%/*}
-for kind in static shared; do
-  if [[ $kind == static ]]; then
-    read -ra flags < <(pkg-config --static --cflags --libs VarnoNetwork)
+consumeByPkgConfig() { # KIND MODULE SOURCE
+  local flags
+  if [[ $1 == static ]]; then
+    read -ra flags < <(pkg-config --static --cflags --libs "$2")
     flags+=(-static)
   else
-    read -ra flags < <(pkg-config --cflags --libs VarnoNetwork)
+    read -ra flags < <(pkg-config --cflags --libs "$2")
     flags+=("-Wl,-rpath,$library")
   fi
-  c++ -std=c++20 tests/consumer/main.cpp -o "$work/consumer" "${flags[@]}"
-  run "pkg-config" $kind "$work/consumer"
+  c++ -std=c++20 "tests/consumer/$3" -o "$work/consumer" "${flags[@]}"
+  run "pkg-config $2" "$1" "$work/consumer"
+}
+for kind in static shared; do
+  consumeByPkgConfig $kind VarnoNetwork main.cpp
+  for component in "${components[@]}"; do
+    consumeByPkgConfig $kind "Varno$component" "${component,,}.cpp"
+  done
 done
 
-consume "FetchContent" static -DVARNO_SOURCE_DIR="$PWD"
-consume "FetchContent" shared -DVARNO_SOURCE_DIR="$PWD" -DBUILD_SHARED_LIBS=ON
+for tools in OFF ON; do
+  consume "FetchContent, tools $tools" static -DVARNO_SOURCE_DIR="$PWD" -DVARNO_BUILD_TOOLS=$tools
+  consume "FetchContent, tools $tools" shared -DVARNO_SOURCE_DIR="$PWD" -DVARNO_BUILD_TOOLS=$tools \
+    -DBUILD_SHARED_LIBS=ON
+done
 
 if ((EUID != 0)); then
   echo "Without root the Debian packages are left out"
@@ -93,7 +124,7 @@ if ((EUID != 0)); then
 fi
 rm -f build/package/*.deb
 cpack --preset package >"$work/log" 2>&1 || fail "$(cat "$work/log")"
-packages=(libvarnonetwork-dev libvarnonetwork1)
+mapfile -t packages < <(for package in build/package/*.deb; do basename "${package%%_*}"; done)
 for package in "${packages[@]}"; do
   dpkg-deb --fsys-tarfile build/package/"${package}"_*.deb |
     tar --extract --to-stdout "./usr/share/doc/$package/copyright" >"$work/copyright"
@@ -104,5 +135,5 @@ done
 consumeInstalled "Debian packages"
 "${apt[@]}" purge "${packages[@]}" >"$work/log" 2>&1 || fail "$(cat "$work/log")"
 packages=()
-left=$(find /usr -name '*VarnoNetwork*')
+left=$(find /usr -name '*Varno*')
 [[ -z $left ]] || fail "removing the packages left $left"

@@ -16,7 +16,8 @@ LLVM_PROFILE_FILE=$PWD/$build/profiles/%p.profraw \
 }
 llvm-profdata merge --sparse $build/profiles/*.profraw --output $build/tests.profdata
 
-measured=("$build/tests/varno_tests" "--instr-profile=$build/tests.profdata" VarnoNetwork)
+measured=("$build/tests/varno_tests" "--instr-profile=$build/tests.profdata" VarnoNetwork
+  VarnoTraffic)
 llvm-cov report --show-region-summary=false --show-branch-summary "${measured[@]}"
 
 echo

@@ -6,7 +6,8 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 # Compiles each public header on its own.
-headersTarget=VarnoNetwork-static_verify_interface_header_sets
+headers=_verify_interface_header_sets
+headersTargets="VarnoNetwork-static$headers VarnoTraffic-static$headers"
 
 # A stage: its name | the groups of packages it needs | its command.
 stages=(
@@ -20,7 +21,7 @@ stages=(
   "asan         | build test sanitizers        | preset asan"
   "tsan         | build test sanitizers        | preset tsan"
   "clang-libcxx | build test libcxx            | preset clang-libcxx"
-  "headers      | build test libcxx            | scripts/build.sh clang-libcxx $headersTarget"
+  "headers      | build test libcxx            | scripts/build.sh clang-libcxx $headersTargets"
   "fuzz         | build sanitizers             | scripts/fuzz.sh"
   "bench        | build bench                  | benchmarks"
   "abi          | build abi                    | scripts/check-abi.sh"

@@ -14,10 +14,10 @@
 namespace varno::example {
 
 std::optional<std::string> FrameReceiver::receive(int descriptor) {
-  const struct Reset {
+  const struct Finish {
     FrameCutter& cutter;
-    ~Reset() { cutter.reset(); }
-  } resetAtTheEnd{cutter_};
+    ~Finish() { cutter.finish(); }
+  } finishAtTheEnd{cutter_};
   try {
     return readUntilEnd(descriptor);
   } catch (const MainThreadClosedException&) {
@@ -38,10 +38,13 @@ std::optional<std::string> FrameReceiver::readUntilEnd(int descriptor) {
     // A terminal whose other side is gone fails with EIO where a socket reads nothing.
     if (count == 0 || (count < 0 && errno == EIO)) return "the other side hung up";
     if (count < 0) return std::generic_category().message(errno);
-    std::span<const std::uint8_t> bytes(buffer.data(), static_cast<std::size_t>(count));
-    while (const auto frame = cutter_.next(bytes)) {
-      if (!runOrLog("handleRawPacket", [&] { network_.handleRawPacket(*frame); })) ++failedFrames_;
-    }
+    const std::span<const std::uint8_t> bytes(buffer.data(), static_cast<std::size_t>(count));
+    cutter_.feed(bytes, [&](const FrameCutter::Piece& piece) {
+      if (piece.kind != RecordKind::kFrame) return;
+      if (!runOrLog("handleRawPacket", [&] { network_.handleRawPacket(piece.bytes); })) {
+        ++failedFrames_;
+      }
+    });
   }
 }
 

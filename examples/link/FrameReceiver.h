@@ -1,9 +1,9 @@
 #pragma once
 
-#include "FrameCutter.h"
 #include "WakePipe.h"
 
 #include <VarnoNetwork/Network/HudNetwork.h>
+#include <VarnoTraffic/FrameCutter.h>
 
 #include <cstdint>
 #include <functional>
