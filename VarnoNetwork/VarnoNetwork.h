@@ -24,5 +24,6 @@
 #include <VarnoNetwork/Network/PacketType.h>
 #include <VarnoNetwork/Network/PacketTypes.h>
 #include <VarnoNetwork/Network/TypedPacket.h>
+#include <VarnoNetwork/Network/WaitCancellation.h>
 #include <VarnoNetwork/Network/Wire.h>
 #include <VarnoNetwork/Version.h>

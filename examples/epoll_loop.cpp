@@ -40,7 +40,7 @@ class EpollLoop {
   // queue: the main thread's; outlives the loop, which is its only one.
   explicit EpollLoop(MainThreadQueue& queue = MainThreadQueue::standard()) : queue_(queue) {
     add(wakeUp_->number(), [this] {
-      clear(wakeUp_->number());  // before the tasks run: those that come meanwhile wake it again
+      clear(wakeUp_->number());  // before runPending(), which may ask for another turn
       queue_.runPending();
     });
     // Shares in the descriptor, since a thread may still be in here when the loop is gone.
@@ -89,9 +89,8 @@ class EpollLoop {
  private:
   MainThreadQueue& queue_;
   const Descriptor epoll_ = owned(::epoll_create1(EPOLL_CLOEXEC));
-  // Readable at first, for the tasks that came before there was a loop.
   const std::shared_ptr<Descriptor> wakeUp_ =
-      std::make_shared<Descriptor>(owned(::eventfd(1, EFD_NONBLOCK | EFD_CLOEXEC)));
+      std::make_shared<Descriptor>(owned(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)));
   std::map<int, Action> actions_;
   bool hasQuit_ = false;
 };

@@ -68,19 +68,7 @@ class ApplicationThread : public MainThread {
   explicit ApplicationThread(std::shared_ptr<ApplicationLoop> loop) : loop_(std::move(loop)) {}
 
   bool isCurrent() const override { return std::this_thread::get_id() == thread_; }
-
- protected:
-  void submitAndWait(const std::function<void()>& task) override {
-    auto done = std::make_shared<std::promise<void>>();
-    const std::future<void> isDone = done->get_future();
-    loop_->post([&task, done = std::move(done)] {
-      task();
-      done->set_value();
-    });
-    // Ends as well when the loop destroys the promise with a task that it will not run; the library
-    // notices, and throws MainThreadClosedException.
-    isDone.wait();
-  }
+  void post(Task task) override { loop_->post(std::move(task)); }
 
  private:
   const std::shared_ptr<ApplicationLoop> loop_;  // the library keeps this object, and so the loop

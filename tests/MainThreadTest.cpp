@@ -2,6 +2,7 @@
 
 #include <VarnoNetwork/Network/Command/SystemTimeCommandPacket.h>
 #include <VarnoNetwork/Network/HudOutputStream.h>
+#include <VarnoNetwork/Network/WaitCancellation.h>
 
 #include <gmock/gmock.h>
 
@@ -31,20 +32,19 @@ std::future<std::string> startThread(Action action) {
   return std::async(std::launch::async, [action = std::move(action)] { return thrownBy(action); });
 }
 
+constexpr std::string_view kCanceled =
+    "WaitCanceledException: The wait for the main thread was canceled";
+
 class MainThreadTest : public testing::Test {
  protected:
-  MainThreadTest() {
-    network.registerPacketHandleDelegate(listener);
-    queue.setWakeUp([this] { ++arrived; });
-  }
-  // Until so many tasks have come to the queue.
-  void awaitTasks(int count) {
-    while (arrived < count) std::this_thread::yield();
+  MainThreadTest() { network.registerPacketHandleDelegate(listener); }
+
+  std::future<std::string> startFrame(HudNetwork& receiver) {
+    return startThread([&receiver, this] { receiver.handleRawPacket(frame); });
   }
 
   MainThreadScope mainThread;
-  MainThreadQueue& queue = mainThread.queue();
-  std::atomic<int> arrived = 0;
+  CountingQueue& queue = mainThread.queue();
   RecordingNetwork network;
   const std::shared_ptr<RecordingListener> listener = std::make_shared<RecordingListener>();
   const Bytes frame = frameAt(1);
@@ -59,14 +59,14 @@ TEST_F(MainThreadTest, StandardQueueBelongsToTheThreadThatStartedTheProgram) {
 
 TEST_F(MainThreadTest, ClosedBeforeTheyCome) {
   queue.quit();
-  EXPECT_EQ(startThread([&] { network.handleRawPacket(frame); }).get(), kClosed);
+  EXPECT_EQ(startFrame(network).get(), kClosed);
   expectLockIsFree(network);
   queue.run();  // returns at once
   EXPECT_EQ(queue.runPending(), 0U);
   network.handleRawPacket(frame);  // the main thread itself needs no queue
   EXPECT_EQ(listener->take().size(), 1U);
   network.unregisterPacketHandleDelegate(listener);
-  EXPECT_EQ(startThread([&] { network.handleRawPacket(frame); }).get(), "");
+  EXPECT_EQ(startFrame(network).get(), "");
 }
 
 TEST_F(MainThreadTest, ClosedWhileTheyWait) {
@@ -74,9 +74,9 @@ TEST_F(MainThreadTest, ClosedWhileTheyWait) {
   other.registerPacketHandleDelegate(listener);
   std::vector<std::future<std::string>> results;
   for (RecordingNetwork* each : {&network, &network, &network, &other}) {
-    results.push_back(startThread([=, this] { each->handleRawPacket(frame); }));
+    results.push_back(startFrame(*each));
   }
-  awaitTasks(2);  // one of each network; the others wait for the listener lock
+  queue.awaitPosts(2);  // one of each network; the others wait for the listener lock
   queue.quit();
   for (auto& result : results) EXPECT_EQ(result.get(), kClosed);
   EXPECT_TRUE(listener->take().empty());
@@ -87,10 +87,10 @@ TEST_F(MainThreadTest, ClosedByATask) {
   RecordingNetwork other;
   other.registerPacketHandleDelegate(listener);
   listener->action = [&](auto&&) { queue.quit(); };
-  auto first = startThread([&] { network.handleRawPacket(frame); });
-  awaitTasks(1);
-  auto second = startThread([&] { other.handleRawPacket(frame); });
-  awaitTasks(2);
+  auto first = startFrame(network);
+  queue.awaitPosts(1);
+  auto second = startFrame(other);
+  queue.awaitPosts(2);
   EXPECT_EQ(queue.runPending(), 1U);
   EXPECT_EQ(first.get(), "");
   EXPECT_EQ(second.get(), kClosed);
@@ -99,28 +99,87 @@ TEST_F(MainThreadTest, ClosedByATask) {
 
 TEST_F(MainThreadTest, DestroyedWhileTheyWait) {
   auto passing = std::make_unique<MainThreadQueue>();
-  passing->setWakeUp([this] { ++arrived; });
-  const auto wait = [&queue = *passing] { queue.runAndWait([] { FAIL(); }); };
-  std::future<std::string> results[] = {startThread(wait), startThread(wait), startThread(wait)};
-  awaitTasks(3);
+  std::promise<void> isWaiting;
+  passing->setWakeUp([&] { isWaiting.set_value(); });
+  auto result = startThread([&queue = *passing] { queue.runAndWait([] { FAIL(); }); });
+  isWaiting.get_future().wait();
   passing.reset();
-  for (auto& result : results) EXPECT_EQ(result.get(), kClosed);
+  EXPECT_EQ(result.get(), kClosed);
 }
 
-TEST_F(MainThreadTest, RunsOnlyWhatWaits) {
-  std::future<std::string> second;
-  auto first = startThread([&] {
-    queue.runAndWait([&] {
-      second = startThread([&] { queue.runAndWait([] {}); });
-      awaitTasks(2);
-    });
+TEST_F(MainThreadTest, TakesPosts) {
+  std::string order;
+  const auto append = [&](char letter) { return [&order, letter] { order += letter; }; };
+  queue.post(nullptr);
+  queue.post([&] {
+    order += 'a';
+    queue.post(append('d'));
+    queue.runAndWait(append('b'));
   });
-  awaitTasks(1);
-  EXPECT_EQ(queue.runPending(), 1U);
-  EXPECT_EQ(first.get(), "");
-  EXPECT_EQ(queue.runPending(), 1U);
-  EXPECT_EQ(second.get(), "");
-  EXPECT_EQ(queue.runPending(), 0U);
+  queue.post([] { throw 7; });
+  queue.post(append('c'));
+  EXPECT_EQ(thrownBy([&] { queue.runPending(); }), "int 7");
+  EXPECT_EQ(queue.runPending(), 2U);
+  EXPECT_EQ(order, "abcd");
+
+  // What the refused task holds uses the queue as it is destroyed.
+  std::shared_ptr<void> held(nullptr, [&](void*) {
+    EXPECT_EQ(queue.runPending(), 0U);
+    queue.post(append('x'));
+    order += 'e';
+  });
+  queue.post([&] {
+    queue.quit();
+    order += 'f';
+  });
+  queue.post([held = std::move(held)] { ADD_FAILURE(); });
+  queue.run();
+  EXPECT_EQ(order, "abcdef");
+}
+
+// Whoever calls runPending() once after each wake-up leaves no task waiting.
+TEST_F(MainThreadTest, WakesAnotherLoop) {
+  int wakeUps = 0;
+  const auto expectAfterWakeUp = [&](std::size_t ran) {
+    EXPECT_EQ(std::exchange(wakeUps, 0), 1);
+    EXPECT_EQ(queue.runPending(), ran);
+  };
+  queue.post([] {});
+  queue.setWakeUp([&] { ++wakeUps; });  // for the one that waits
+  expectAfterWakeUp(1);
+  EXPECT_EQ(wakeUps, 0);
+  queue.post([&] { queue.post([] {}); });
+  queue.post([] { throw 7; });
+  queue.post([] {});
+  EXPECT_EQ(thrownBy([&] { expectAfterWakeUp(0); }), "int 7");
+  expectAfterWakeUp(2);
+  EXPECT_EQ(wakeUps, 0);
+
+  queue.setWakeUp([&] {
+    ++wakeUps;
+    queue.setWakeUp([&] { queue.quit(); });  // for the task that is just told of, too
+    throw 7;
+  });
+  EXPECT_EQ(startFrame(network).get(), kClosed);
+  EXPECT_EQ(wakeUps, 1);
+}
+
+TEST_F(MainThreadTest, WakesAnotherLoopInARace) {
+  constexpr int kThreads = 3;
+  std::atomic<bool> isWoken = false;
+  std::atomic<int> left = kThreads;
+  queue.setWakeUp([&] { isWoken = true; });
+  std::vector<std::future<std::string>> results;
+  for (int thread = 0; thread < kThreads; ++thread) {
+    results.push_back(startThread([&] {
+      for (int round = 0; round < 2000; ++round) queue.runAndWait([] {});
+      --left;
+    }));
+  }
+  while (left > 0) {  // for ever, where a wake-up is lost
+    if (isWoken.exchange(false)) queue.runPending();
+  }
+  for (auto& result : results) EXPECT_EQ(result.get(), "");
 }
 
 // A listener may send, ask for another task, and let the queue run further ones meanwhile.
@@ -135,8 +194,8 @@ TEST_F(MainThreadTest, ListenersMayPumpAndSend) {
   };
   pumping->action = [&](auto&&) {
     order.emplace_back("begin");
-    auto inner = startThread([&] { network.handleRawPacket(frame); });
-    awaitTasks(2);
+    auto inner = startFrame(network);
+    queue.awaitPosts(2);
     EXPECT_EQ(queue.runPending(), 1U);
     EXPECT_EQ(inner.get(), "");
     queue.runAndWait([&] { order.emplace_back("end"); });
@@ -146,57 +205,161 @@ TEST_F(MainThreadTest, ListenersMayPumpAndSend) {
   EXPECT_THAT(network.take(), ElementsAre(frame));
 }
 
-TEST_F(MainThreadTest, WakesAnotherLoop) {
-  std::atomic<int> calls = 0;
-  queue.setWakeUp([&] {
-    EXPECT_FALSE(queue.isCurrent());
-    ++calls;
-    queue.setWakeUp([&] {
-      ++calls;
-      throw 7;
-    });
-  });
-  mainThread.pumpWhile([&] {
-    network.handleRawPacket(frame);
-    network.handleRawPacket(frame);
-  });
-  EXPECT_EQ(calls, 2);
-  queue.setWakeUp(nullptr);
-  mainThread.pumpWhile([&] { network.handleRawPacket(frame); });
-  EXPECT_EQ(listener->take().size(), 3U);
-
-  queue.setWakeUp([&] { queue.quit(); });
-  EXPECT_EQ(startThread([&] { network.handleRawPacket(frame); }).get(), kClosed);
-}
-
 TEST_F(MainThreadTest, RunsOnItsThreadAlone) {
   constexpr const char* kRefused =
       "InternalInconsistencyException: The main thread's queue was run on another thread";
   EXPECT_EQ(startThread([&] { queue.run(); }).get(), kRefused);
   EXPECT_EQ(startThread([&] { queue.runPending(); }).get(), kRefused);
-  startThread([&] { queue.bindToCurrentThread(); }).get();
+  std::thread::id ended;
+  std::thread([&] {
+    queue.bindToCurrentThread();
+    EXPECT_TRUE(queue.isCurrent());
+    ended = std::this_thread::get_id();
+  }).join();
   EXPECT_EQ(thrownBy([&] { queue.runPending(); }), kRefused);
+  // Nor does it belong to a later thread that is given the ended one's id.
+  bool isGivenAgain = false;
+  for (int thread = 0; thread < 1000 && !isGivenAgain; ++thread) {
+    std::thread([&] {
+      isGivenAgain = std::this_thread::get_id() == ended;
+      EXPECT_FALSE(queue.isCurrent());
+    }).join();
+  }
 }
 
-// An event loop of the application's own: takes tasks, or never runs any.
+// An event loop of the application's own, which does with a task what it is told to.
 struct OwnMainThread : MainThread {
-  bool isRunning = true;
+  std::function<void(Task)> take;
+  explicit OwnMainThread(std::function<void(Task)> takes) : take(std::move(takes)) {}
   bool isCurrent() const override { return false; }
-  void submitAndWait(const std::function<void()>& task) override {
-    if (isRunning) task();
-  }
+  void post(Task task) override { take(std::move(task)); }
 };
 
 TEST_F(MainThreadTest, MayBeTheApplicationsOwn) {
-  const auto own = std::make_shared<OwnMainThread>();
-  MainThread::setInstance(own);
-  network.handleRawPacket(frame);
-  EXPECT_EQ(listener->take().size(), 1U);
+  using Task = MainThread::Task;
+  Task late;
+  const struct {
+    const char* what;
+    std::function<void(Task)> take;
+    std::string_view thrown;
+    std::size_t received;
+  } kCases[] = {{"runs it", [](const Task& task) { task(); }, "int 7", 1},
+                {"refuses it", [](const Task&) {}, kClosed, 0},
+                {"runs each copy",
+                 [](const Task& task) {
+                   for (const Task& copy : {task, task}) copy();
+                 },
+                 "int 7", 1},
+                {"destroys a copy",
+                 [](const Task& task) {
+                   { const Task copy = task; }
+                   task();
+                 },
+                 "int 7", 1},
+                {"throws", [](const Task&) { throw 8; }, "int 8", 0},
+                {"keeps it and throws",
+                 [&](Task task) {
+                   late = std::move(task);
+                   throw 8;
+                 },
+                 "int 8", 0},
+                {"runs it and throws",
+                 [](const Task& task) {
+                   task();
+                   throw 8;
+                 },
+                 "int 7", 1}};
   listener->action = [](auto&&) { throw 7; };
-  EXPECT_EQ(thrownBy([&] { network.handleRawPacket(frame); }), "int 7");
-  own->isRunning = false;
-  EXPECT_EQ(thrownBy([&] { network.handleRawPacket(frame); }), kClosed);
+  for (const auto& each : kCases) {
+    SCOPED_TRACE(each.what);
+    MainThread::setInstance(std::make_shared<OwnMainThread>(each.take));
+    EXPECT_EQ(thrownBy([&] { network.handleRawPacket(frame); }), each.thrown);
+    if (late) late();
+    EXPECT_EQ(listener->take().size(), each.received);
+    expectLockIsFree(network);
+  }
+}
+
+TEST_F(MainThreadTest, WaitsCanBeCanceled) {
+  const auto fail = [] { ADD_FAILURE(); };
+  WaitCancellation cancellation;
+  std::string order;
+  auto running = startThread([&] {
+    const WaitCancellation::Scope scope(cancellation);
+    queue.runAndWait([&] {
+      cancellation.cancel();
+      order += "to its end, ";
+    });
+    order += "then no more";
+    queue.runAndWait(fail);
+  });
+  queue.awaitPosts(1);
+  EXPECT_EQ(queue.runPending(), 1U);
+  EXPECT_EQ(running.get(), kCanceled);
+  EXPECT_EQ(order, "to its end, then no more");
+
+  WaitCancellation outer;
+  auto queued = startThread([&] {
+    const WaitCancellation::Scope scope(outer);
+    const WaitCancellation::Scope inner((WaitCancellation()));
+    network.handleRawPacket(frame);
+  });
+  auto bystander = startThread([&] {
+    { const WaitCancellation::Scope ended(outer); }
+    queue.runAndWait([] {});
+  });
+  queue.awaitPosts(3);
+  outer.cancel();
+  EXPECT_EQ(queued.get(), kCanceled);
   expectLockIsFree(network);
+  EXPECT_EQ(queue.runPending(), 2U);  // the canceled one does nothing
+  EXPECT_EQ(bystander.get(), "");
+  EXPECT_TRUE(listener->take().empty());
+}
+
+TEST_F(MainThreadTest, TellsOfASlowWaitOnce) {
+  using std::chrono::milliseconds;
+  LogCapture log;
+  const auto awaitLine = [&log] {
+    std::vector<std::string> lines;
+    while ((lines = log.take()).empty()) std::this_thread::yield();
+    return lines;
+  };
+  MainThread::setSlowWaitLimit(milliseconds(2));
+  auto waiting = startFrame(network);
+  EXPECT_THAT(awaitLine(), ElementsAre("waiting for the main thread : 2 ms, "
+                                       "SystemTimeCommandPacket for 1 listener (not begun)"));
+  std::this_thread::sleep_for(milliseconds(10));
+  EXPECT_EQ(queue.runPending(), 1U);
+  EXPECT_EQ(waiting.get(), "");
+  EXPECT_THAT(log.take(), ElementsAre());
+
+  std::future<void> loop;
+  OwnMainThread own([&](const MainThread::Task& task) {
+    std::promise<void> hasBegun;
+    auto begun = hasBegun.get_future();
+    loop = std::async(std::launch::async, [task, &hasBegun] {
+      hasBegun.set_value();
+      task();
+    });
+    begun.wait();
+  });
+  own.runAndWait(
+      [&] {
+        EXPECT_THAT(awaitLine(),
+                    ElementsAre("waiting for the main thread : 2 ms, a task (running)"));
+      },
+      []() -> std::string { throw 7; });
+  loop.get();
+
+  MainThread::setSlowWaitLimit(milliseconds(-1));
+  auto silent = startFrame(network);
+  queue.awaitPosts(2);
+  std::this_thread::sleep_for(milliseconds(10));
+  EXPECT_EQ(queue.runPending(), 1U);
+  EXPECT_EQ(silent.get(), "");
+  EXPECT_THAT(log.take(), ElementsAre());
+  MainThread::setSlowWaitLimit(milliseconds(5000));
 }
 
 // Everything at once, by the rules: what one listener that stays receives, and what is sent, must

@@ -6,6 +6,7 @@
 #include <VarnoNetwork/Network/HudOutputStream.h>
 #include <VarnoNetwork/Network/MainThread.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <functional>
@@ -167,6 +168,22 @@ class RecordingListener : public PacketHandleDelegate {
   std::vector<std::shared_ptr<HudPacket>> packets_;
 };
 
+// Counts what comes.
+class CountingQueue : public MainThreadQueue {
+ public:
+  void post(Task task) override {
+    MainThreadQueue::post(std::move(task));
+    ++posts_;
+  }
+  // Until so many tasks have come.
+  void awaitPosts(int count) const {
+    while (posts_ < count) std::this_thread::yield();
+  }
+
+ private:
+  std::atomic<int> posts_ = 0;
+};
+
 // Makes the thread that constructs it the main thread, with a queue of its own, while it lives.
 class MainThreadScope {
  public:
@@ -178,7 +195,7 @@ class MainThreadScope {
   MainThreadScope(const MainThreadScope&) = delete;
   MainThreadScope& operator=(const MainThreadScope&) = delete;
 
-  MainThreadQueue& queue() { return *queue_; }
+  CountingQueue& queue() { return *queue_; }
 
   // Runs the action on another thread while this one runs its queue. Throws what the action throws.
   template <class Action>
@@ -194,7 +211,7 @@ class MainThreadScope {
   }
 
  private:
-  const std::shared_ptr<MainThreadQueue> queue_ = std::make_shared<MainThreadQueue>();
+  const std::shared_ptr<CountingQueue> queue_ = std::make_shared<CountingQueue>();
 };
 
 // Returns at all only where no thread holds the network's listener lock.

@@ -28,6 +28,10 @@ MainThreadClosedException::MainThreadClosedException()
     : HudException("MainThreadClosedException", "The main thread takes no more tasks") {}
 MainThreadClosedException::~MainThreadClosedException() = default;
 
+WaitCanceledException::WaitCanceledException()
+    : HudException("WaitCanceledException", "The wait for the main thread was canceled") {}
+WaitCanceledException::~WaitCanceledException() = default;
+
 void throwNotYetImplemented() { throw InternalInconsistencyException("Not yet implemented"); }
 
 }  // namespace varno

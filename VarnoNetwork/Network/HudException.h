@@ -60,6 +60,13 @@ class VARNO_EXPORT MainThreadClosedException : public HudException {
   ~MainThreadClosedException() override;
 };
 
+// The waits of this thread for the main thread were canceled. Named "WaitCanceledException".
+class VARNO_EXPORT WaitCanceledException : public HudException {
+ public:
+  WaitCanceledException();
+  ~WaitCanceledException() override;
+};
+
 // The failure of an operation that a derived type must override: throws
 // InternalInconsistencyException with the reason "Not yet implemented".
 [[noreturn]] VARNO_EXPORT void throwNotYetImplemented();

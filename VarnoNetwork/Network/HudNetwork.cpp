@@ -81,13 +81,18 @@ void HudNetwork::State::deliver(const PacketListeners& listeners,
   const Delivery delivery(*this);
   MainThread& mainThread = MainThread::instance();
   const bool isOnMainThread = mainThread.isCurrent();
+  const auto describe = [&listeners] {
+    const std::size_t count = listeners.members.size();
+    return formatText("%@ for %lu %@", listeners.type.name(), count,
+                      count == 1 ? "listener" : "listeners");
+  };
   const std::uint64_t changes = listeners.changes;
   for (std::size_t at = 0; at < listeners.members.size(); ++at) {
     PacketHandleDelegate& listener = *listeners.members[at];
     if (isOnMainThread) {
       listener.onPacketReceived(packet);
     } else {
-      mainThread.runAndWait([&] { listener.onPacketReceived(packet); });
+      mainThread.runAndWait([&] { listener.onPacketReceived(packet); }, describe);
     }
     if (listeners.changes != changes) throw CollectionMutatedException();
   }

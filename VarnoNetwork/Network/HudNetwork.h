@@ -65,6 +65,7 @@ class VARNO_EXPORT HudNetwork : public IHudNetworkImpl {
   //   InvalidArgumentException    fewer than 5 bytes, or not between STX and ETX
   //   IndexOutOfBoundsException   the frame ends inside its three identifiers
   //   MainThreadClosedException   the main thread takes no more tasks
+  //   WaitCanceledException       the waits of this thread were canceled
   //   CollectionMutatedException  a listener changed the listeners of the packet's type
   // and what a listener throws, whichever thread it ran on.
   void handleRawPacket(std::span<const std::uint8_t> frame);
