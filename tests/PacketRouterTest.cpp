@@ -105,6 +105,36 @@ TEST_F(PacketRouterTest, TheRouterMayGoBeforeItsSubscriptionsAndInsideAHandler) 
   EXPECT_EQ(router_, nullptr);
 }
 
+TEST_F(PacketRouterTest, ThePacketOutlivesEachCall) {
+  std::shared_ptr<HudPacket> packet = std::make_shared<EventPacket>();
+  auto dropping = router_->onEvery([&](const HudPacket&) { packet.reset(); });
+  std::string seen;
+  auto reading = router_->onUntaken([&](const HudPacket& kept) { seen = kept.typeName(); });
+  router_->onPacketReceived(packet);
+  EXPECT_EQ(seen, "EventPacket");
+}
+
+TEST_F(PacketRouterTest, RefusesHandlersThatCannotBeCalled) {
+  const std::function<void()> rows[] = {
+      [this] { auto ignored = router_->onEvery(nullptr); },
+      [this] { auto ignored = router_->onUntaken({}); },
+      [this] {
+        auto ignored = router_->on<EventPacket>(std::function<void(const EventPacket&)>());
+      },
+      [this] {
+        auto ignored = router_->on<EventPacket>(static_cast<void (*)(const HudPacket&)>(nullptr));
+      },
+      [this] {
+        std::string_view (HudPacket::*const none)() const = nullptr;
+        auto ignored = router_->on<EventPacket>(none);
+      }};
+  for (const auto& row : rows) {
+    EXPECT_EQ(thrownBy(row),
+              "InvalidArgumentException: A subscription needs a handler that can be called.");
+  }
+  EXPECT_THAT(reach<EventPacket>(), testing::IsEmpty());
+}
+
 // A delivery holds the network's listener lock, not the router's, so that other threads may
 // subscribe meanwhile.
 TEST_F(PacketRouterTest, OtherThreadsSubscribeWhilePacketsAreDelivered) {

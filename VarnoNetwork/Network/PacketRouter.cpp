@@ -1,3 +1,4 @@
+#include <VarnoNetwork/Network/HudException.h>
 #include <VarnoNetwork/Network/PacketRouter.h>
 
 #include <cstddef>
@@ -109,8 +110,13 @@ PacketRouter::PacketRouter() : state_(std::make_shared<State>()) {}
 
 PacketRouter::~PacketRouter() = default;
 
+void PacketRouter::throwNoHandler() {
+  throw InvalidArgumentException("A subscription needs a handler that can be called.");
+}
+
 PacketRouter::Subscription PacketRouter::subscribe(Role role, Matches matches,
                                                    std::function<void(const HudPacket&)> handler) {
+  if (!handler) throwNoHandler();
   const auto entry = std::make_shared<Entry>(Entry{role, matches, std::move(handler), 0});
   const std::lock_guard lock(state_->mutex);
   state_->entries.push_back(entry);
@@ -119,10 +125,11 @@ PacketRouter::Subscription PacketRouter::subscribe(Role role, Matches matches,
 }
 
 void PacketRouter::onPacketReceived(const std::shared_ptr<HudPacket>& packet) {
-  // Held here as well: a handler may drop the last owner of the router.
+  // Held here as well: a handler may drop the last owner of the router, or of the packet.
   const std::shared_ptr<State> state = state_;
-  if (!state->handOut(*packet, Role::kTyped, Role::kEvery)) {
-    state->handOut(*packet, Role::kUntaken, Role::kUntaken);
+  const std::shared_ptr<HudPacket> kept = packet;
+  if (!state->handOut(*kept, Role::kTyped, Role::kEvery)) {
+    state->handOut(*kept, Role::kUntaken, Role::kUntaken);
   }
 }
 

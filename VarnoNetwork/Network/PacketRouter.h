@@ -3,6 +3,7 @@
 #include <VarnoNetwork/Network/PacketHandleDelegate.h>
 
 #include <concepts>
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <utility>
@@ -39,9 +40,10 @@ class VARNO_EXPORT PacketRouter : public PacketHandleDelegate {
     Subscription& operator=(Subscription&& other) noexcept;
     ~Subscription() { end(); }
 
-    // No call of the handler begins after this. One that runs at this moment goes on: the handler's
-    // own, when it ends itself, or the main thread's, when another thread ends it. What the handler
-    // holds is released when no call of it runs any more.
+    // From here on the handler is chosen for no packet. A call for which it was chosen before goes
+    // on: the handler's own, when it ends itself, or the main thread's, when another thread ends
+    // it, which then may be still about to begin. What the handler holds is released when no call
+    // of it is left.
     void end() noexcept;
 
    private:
@@ -59,10 +61,15 @@ class VARNO_EXPORT PacketRouter : public PacketHandleDelegate {
   PacketRouter& operator=(const PacketRouter&) = delete;
 
   // Calls the handler with every packet of the type or of one derived from it, so that a family
-  // base stands for its whole family.
+  // base stands for its whole family. As for the next two, a handler that is null or empty throws
+  // InvalidArgumentException.
   template <std::derived_from<HudPacket> Packet, std::copy_constructible Handler>
   requires std::invocable<Handler&, const Packet&>
   [[nodiscard]] Subscription on(Handler handler) {
+    if constexpr (std::constructible_from<Handler, std::nullptr_t> &&
+                  requires { handler == nullptr; }) {
+      if (handler == nullptr) throwNoHandler();
+    }
     return subscribe(Role::kTyped, isA<Packet>,
                      [handler = std::move(handler)](const HudPacket& packet) mutable {
                        std::invoke(handler, dynamic_cast<const Packet&>(packet));
@@ -93,6 +100,8 @@ class VARNO_EXPORT PacketRouter : public PacketHandleDelegate {
       return dynamic_cast<const Packet*>(&packet) != nullptr;
     }
   }
+
+  [[noreturn]] static void throwNoHandler();
 
   Subscription subscribe(Role role, Matches matches, std::function<void(const HudPacket&)> handler);
 
