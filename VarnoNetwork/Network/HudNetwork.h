@@ -24,24 +24,31 @@ namespace varno {
 // another thread waits there until the main thread has run each of its listeners, so the main
 // thread must run its queue.
 //
-// The one hazard. Registration, removal and delivery share one lock, and a thread that handles a
-// frame holds it while it waits for the main thread. If the main thread then asks for it (registers
-// or unregisters a listener, or handles a frame of its own), both wait for ever. So register and
-// unregister before the receiving threads start or after they ended, or else handle all frames on
-// the main thread too; never register or unregister inside a listener.
+// The one hazard. Registration, removal and delivery share the listener lock, and a thread that
+// handles a frame holds it while it waits for the main thread. If the main thread then asks for it,
+// both wait for ever. It is asked for by registerPacketHandleDelegate,
+// unregisterPacketHandleDelegate, firePacketReceivedEvent and, for a packet of a known type, by
+// handleRawPacket; by nothing else. So register and unregister before the receiving threads start
+// or after they ended, or else handle all frames on the main thread too; never register or
+// unregister inside a listener.
 class VARNO_EXPORT HudNetwork : public IHudNetworkImpl {
  public:
   using PacketIdToClassMap = std::map<std::int32_t, PacketType>;
   using ListenerSet = std::set<std::shared_ptr<PacketHandleDelegate>>;
   using PacketListenerMap = std::map<PacketType, ListenerSet>;
 
-  // Takes over every packet type of the PacketCatalogue, for the network's life. A type whose
-  // construction or identifiers fail is left out. Two types with one id throw
-  // InternalInconsistencyException, for example with the reason "Duplicated command[2] param1[15]
-  // param2[0] KeepAliveCommandPacket and OtherCommandPacket".
+  // Takes over every packet type of the PacketCatalogue, for the network's life: a plug-in that
+  // brought one must stay loaded as long. A type whose construction or identifiers fail is left
+  // out. Throws
+  //   InternalInconsistencyException  two types have one id, for example with the reason
+  //       "Duplicated command[2] param1[15] param2[0] KeepAliveCommandPacket and
+  //       OtherCommandPacket"; or two classes of one name, in anonymous namespaces, say, cannot be
+  //       told apart
+  //   std::bad_alloc                  out of memory: no network is made that lacks types
   HudNetwork();
 
-  // Releases the listeners that are still registered. No other thread may be inside the network.
+  // Releases the listeners that are still registered. Their destructors may use the network, but
+  // register nothing any more. No other thread may be inside the network.
   ~HudNetwork() override;
 
   HudNetwork(const HudNetwork&) = delete;
@@ -61,13 +68,17 @@ class VARNO_EXPORT HudNetwork : public IHudNetworkImpl {
 
   // Checks and parses one whole frame, marks included, and delivers the packet to the listeners of
   // its type; returns after the last of them. A frame with an unknown id or an unusable payload is
-  // dropped silently. Whether a packet is meant for this direction is not asked. Throws
+  // dropped silently. Whether a packet is meant for this direction is not asked. The frame is not
+  // copied: it must not change until this returns. Throws
   //   InvalidArgumentException    fewer than 5 bytes, or not between STX and ETX
   //   IndexOutOfBoundsException   the frame ends inside its three identifiers
   //   MainThreadClosedException   the main thread takes no more tasks
   //   WaitCanceledException       the waits of this thread were canceled
-  //   CollectionMutatedException  a listener changed the listeners of the packet's type
-  // and what a listener throws, whichever thread it ran on.
+  //   CollectionMutatedException  the listeners of the packet's type were changed meanwhile: by a
+  //                               listener, or by setPacketListenerMap on any thread
+  //   std::bad_alloc              out of memory
+  // and what the application's code throws: a listener, whichever thread it ran on, and the
+  // constructor and parsePayload of a packet type of its own.
   void handleRawPacket(std::span<const std::uint8_t> frame);
 
   // Adds the listener for every packet type. The network shares in its ownership until it is
@@ -84,8 +95,9 @@ class VARNO_EXPORT HudNetwork : public IHudNetworkImpl {
   // for a delivery that is under way; after it has returned, no call of the listener begins.
   void unregisterPacketHandleDelegate(std::shared_ptr<PacketHandleDelegate> listener);
 
-  // Delivers a packet to the listeners of a type, as handleRawPacket does. A null packet is
-  // ignored.
+  // Delivers a packet to the listeners of a type, as handleRawPacket does, with what that throws
+  // from there on. The packet lives until this returns, whatever becomes of the caller's pointer. A
+  // null packet is ignored.
   void firePacketReceivedEvent(PacketType type, const std::shared_ptr<HudPacket>& hudPacket);
 
   // Whether every frame sent, or received, goes to the log as a hex dump. Both are off at first.
@@ -96,8 +108,13 @@ class VARNO_EXPORT HudNetwork : public IHudNetworkImpl {
   void setDumpReceivePacket(bool dumpReceivePacket) noexcept;
 
   // The packet types by id, and the listeners by packet type. A type stands in the second from its
-  // first registration on, with an empty set where nobody is left. Replacing the first is for the
-  // time before other threads use the network, since handleRawPacket reads it without a lock.
+  // first registration on, with an empty set where nobody is left; a null listener is ignored.
+  //
+  // Both may be read and replaced at any time on any thread, in a listener too: none of this waits
+  // for a delivery. Replaced packet types are kept until the network goes, since another thread may
+  // be reading them. Once listeners have been replaced, a delivery under way on another thread
+  // calls at most one more of the old ones, then ends with CollectionMutatedException, and releases
+  // them.
   PacketIdToClassMap packetIdToClassMap() const;
   void setPacketIdToClassMap(const PacketIdToClassMap& map);
   PacketListenerMap packetListenerMap() const;

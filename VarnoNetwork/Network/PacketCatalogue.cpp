@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <mutex>
+#include <new>
 
 namespace varno {
 namespace {
@@ -74,6 +75,19 @@ Registrations& registrations() {
   return registrations;
 }
 
+// Whether the two are one class, where equal types may be two.
+bool isOneClass(PacketType left, PacketType right) {
+  if (left.isIdenticalTo(right)) return true;
+  if (!(left == right) || left.name() != right.name()) return false;
+  try {
+    return left.identifiers() == right.identifiers();
+  } catch (const std::bad_alloc&) {
+    throw;
+  } catch (...) {
+    return true;  // no network takes either
+  }
+}
+
 }  // namespace
 
 std::vector<PacketType> PacketCatalogue::packetTypes() {
@@ -81,7 +95,8 @@ std::vector<PacketType> PacketCatalogue::packetTypes() {
   Registrations& registered = registrations();
   const std::lock_guard lock(registered.mutex);
   for (const PacketType type : registered.types) {
-    if (std::find(types.begin(), types.end(), type) == types.end()) types.push_back(type);
+    const auto isListed = [type](PacketType listed) { return isOneClass(listed, type); };
+    if (std::none_of(types.begin(), types.end(), isListed)) types.push_back(type);
   }
   return types;
 }
@@ -95,7 +110,8 @@ void PacketCatalogue::add(PacketType type) {
 void PacketCatalogue::remove(PacketType type) noexcept {
   Registrations& registered = registrations();
   const std::lock_guard lock(registered.mutex);
-  const auto found = std::find(registered.types.begin(), registered.types.end(), type);
+  const auto found = std::find_if(registered.types.begin(), registered.types.end(),
+                                  [type](PacketType listed) { return listed.isIdenticalTo(type); });
   if (found != registered.types.end()) registered.types.erase(found);
 }
 

@@ -11,7 +11,8 @@ namespace varno {
 // A network takes them over when it is constructed. On any thread.
 class VARNO_EXPORT PacketCatalogue {
  public:
-  // The library's types, then the application's in the order of their registration; each once.
+  // The library's types, then the application's in the order of their registration; each class
+  // once. Throws std::bad_alloc.
   static std::vector<PacketType> packetTypes();
 
  private:
@@ -27,7 +28,8 @@ class VARNO_EXPORT PacketCatalogue {
 //
 //   const varno::PacketRegistration<TirePressureEventPacket> kTirePressure;
 //
-// A network that was constructed meanwhile keeps the type for its own life.
+// A network that was constructed meanwhile keeps the type for its own life, so a plug-in must stay
+// loaded for as long as a network knows a packet type of it.
 template <PacketClass Packet>
 class PacketRegistration {
  public:

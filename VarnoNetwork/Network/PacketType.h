@@ -15,6 +15,8 @@ struct PacketIdentifiers {
   std::uint8_t command = 0;
   std::uint8_t param1 = 0;
   std::uint8_t param2 = 0;
+
+  friend bool operator==(const PacketIdentifiers&, const PacketIdentifiers&) = default;
 };
 
 // A class that can stand as a packet type: derived from HudPacket, made without arguments.
@@ -47,8 +49,14 @@ class PacketType {
   // those of the family bases fail.
   PacketIdentifiers identifiers() const { return traits_->identifiers(); }
 
+  // Whether both were made by the same `of`. Types that are equal need not be: each shared library
+  // may have an `of` of its own, and some compilers take classes of one name in the anonymous
+  // namespaces of two files for one type.
+  bool isIdenticalTo(PacketType other) const noexcept { return traits_ == other.traits_; }
+
   friend bool operator==(PacketType left, PacketType right) noexcept {
-    return left.traits_ == right.traits_ || *left.traits_->type == *right.traits_->type;
+    // Addresses first: the comparison of type_info may be one of texts.
+    return left.traits_->type == right.traits_->type || *left.traits_->type == *right.traits_->type;
   }
   // An order for maps and sets, the same for one run of the program.
   friend bool operator<(PacketType left, PacketType right) noexcept {

@@ -1,29 +1,12 @@
 #pragma once
 
-#include <VarnoNetwork/Network/PacketHandleDelegate.h>
-#include <VarnoNetwork/Network/PacketType.h>
-
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <vector>
 
 namespace varno {
 
-// The listeners of one packet type: a set, in the order of registration.
-struct PacketListeners {
-  explicit PacketListeners(PacketType packetType) : type(packetType) {}
-
-  bool contains(const std::shared_ptr<PacketHandleDelegate>& listener) const {
-    return std::find(members.begin(), members.end(), listener) != members.end();
-  }
-
-  PacketType type;
-  std::vector<std::shared_ptr<PacketHandleDelegate>> members;
-  bool isRegistered = false;  // whether a listener was ever registered for the type
-  std::uint64_t changes = 0;  // counts the changes of `members`
-};
+struct PacketListeners;
 
 // Finds what belongs to a packet id: an open-addressing hash table in one block of memory, filled
 // once and then only read.
