@@ -112,6 +112,23 @@ for kind in static shared; do
   done
 done
 
+read -ra flags < <(pkg-config --cflags VarnoNetwork)
+refuse() { # COMPILER OPTION LINE: the first error is that line, and only the end of it all follows
+  if "$1" -std=c++20 "$2" -fsyntax-only "${flags[@]}" tests/consumer/main.cpp 2>"$work/log"; then
+    fail "$1 $2 was accepted"
+  fi
+  mapfile -t errors < <(grep 'error: ' "$work/log")
+  if [[ ${#errors[@]} != 2 || ${errors[0]} != *"$3"* || ${errors[1]} != *'fatal error: '* ]]; then
+    fail "$1 $2 is not refused with '$3': $(cat "$work/log")"
+  fi
+  echo "ok: refused, $1 $2"
+}
+for compiler in g++ clang++; do
+  refuse $compiler -std=c++17 "VarnoNetwork needs C++20: compile with -std=c++20 or later"
+  refuse $compiler -fno-rtti "VarnoNetwork needs RTTI: compile without -fno-rtti"
+  refuse $compiler -fno-exceptions "VarnoNetwork needs exceptions: compile without -fno-exceptions"
+done
+
 for tools in OFF ON; do
   consume "FetchContent, tools $tools" static -DVARNO_SOURCE_DIR="$PWD" -DVARNO_BUILD_TOOLS=$tools
   consume "FetchContent, tools $tools" shared -DVARNO_SOURCE_DIR="$PWD" -DVARNO_BUILD_TOOLS=$tools \

@@ -52,10 +52,18 @@ TEST(Packet, AbstractBasesFail) {
 Lines dump(const Bytes& content) {
   LogCapture log;
   HudPacket::hexDump("Label", content);
-  return log.take();
+  const Lines lines = log.take();
+  HudPacket::hexDump("Label", content.data(), content.size());
+  EXPECT_EQ(log.take(), lines);
+  return lines;
 }
 
 TEST(Packet, HexDump) {
+  {
+    LogCapture log;
+    HudPacket::hexDump("Label", nullptr, 1);
+    EXPECT_THAT(log.take(), ElementsAre("Label Dump start", "Label Dump end"));
+  }
   EXPECT_THAT(dump({}), ElementsAre("Label Dump start", "Label Dump end"));
   EXPECT_THAT(
       dump(bytes("20 7E 1F 7F 80 FF 30 41")),

@@ -55,6 +55,11 @@ void HudPacket::hexDump(std::string_view label, std::span<const std::uint8_t> by
   }
 }
 
+void HudPacket::hexDump(std::string_view label, const std::uint8_t* buffer,
+                        std::uint64_t length) noexcept {
+  hexDump(label, std::span(buffer, buffer == nullptr ? 0 : static_cast<std::size_t>(length)));
+}
+
 std::vector<std::uint8_t> frameOf(const HudPacket& packet) {
   HudOutputStream stream;
   packet.serialize(stream);

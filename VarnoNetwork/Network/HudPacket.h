@@ -50,7 +50,10 @@ class VARNO_EXPORT HudPacket : public IHudPacket {
 
   // Writes the bytes to the log, eight a line, between "<label> Dump start" and "<label> Dump end".
   // On any thread; the lines of two dumps at the same time may mix.
+  // Absent bytes (a null pointer) count as none.
   static void hexDump(std::string_view label, std::span<const std::uint8_t> bytes) noexcept;
+  static void hexDump(std::string_view label, const std::uint8_t* buffer,
+                      std::uint64_t length) noexcept;
 
   // The wire order of a type without payload. Types with fields hide it by their own.
   template <class Self, class Visit>
