@@ -11,6 +11,7 @@
 #include <VarnoNetwork/Network/HudInputStream.h>
 #include <VarnoNetwork/Network/HudLog.h>
 #include <VarnoNetwork/Network/HudNetwork.h>
+#include <VarnoNetwork/Network/HudNetworkCounters.h>
 #include <VarnoNetwork/Network/HudOutputStream.h>
 #include <VarnoNetwork/Network/HudPacket.h>
 #include <VarnoNetwork/Network/HudPacketFilter.h>
@@ -19,6 +20,7 @@
 #include <VarnoNetwork/Network/IHudPacket.h>
 #include <VarnoNetwork/Network/MainThread.h>
 #include <VarnoNetwork/Network/PacketCatalogue.h>
+#include <VarnoNetwork/Network/PacketDrop.h>
 #include <VarnoNetwork/Network/PacketHandleDelegate.h>
 #include <VarnoNetwork/Network/PacketRouter.h>
 #include <VarnoNetwork/Network/PacketType.h>

@@ -73,7 +73,15 @@ TEST_F(Network, RegistryHoldsTheCatalogueOfItsConstruction) {
     const PacketRegistration<UnmakablePacket> unmakable;
     const PacketRegistration<UnidentifiedPacket> unidentified;
     const PacketRegistration<NoteEventPacket> again;
-    EXPECT_EQ(RecordingNetwork().packetIdToClassMap(), before);
+    RecordingNetwork lacking;
+    EXPECT_EQ(lacking.packetIdToClassMap(), before);
+    Lines told;
+    lacking.setDropObserver([&](const PacketDrop& drop) { told.push_back(drop.description()); });
+    EXPECT_THAT(told, ElementsAre("HudPacket is left out: Not yet implemented",
+                                  "CommandPacket is left out: Not yet implemented",
+                                  "UnmakablePacket is left out: unmakable",
+                                  "UnidentifiedPacket is left out: unknown exception"));
+    EXPECT_EQ(lacking.leftOutTypes().size(), told.size());
   }
   {
     const PacketRegistration<OtherCommandPacket> duplicate;
@@ -166,6 +174,96 @@ TEST_F(Network, Frames) {
   expectLockIsFree(network);
 }
 
+TEST_F(Network, EachFrameIsCountedOnceAndEachDropIsTold) {
+  using Counters = HudNetworkCounters;
+  network.registerPacketHandleDelegate(std::make_shared<RecordingListener>());
+  network.unregisterPacketHandleDelegate(listen());
+  HudPacketFilter filter;
+  filter.addFilter(kTimeType);
+  const auto throwing = std::make_shared<RecordingListener>();
+  throwing->action = [](auto&&) { throw 7; };
+  network.registerPacketHandleDelegate(throwing, &filter);
+  network.setPacketIdToClassMap([this] {
+    auto types = network.packetIdToClassMap();
+    types.emplace(0x090909, PacketType::of<PassingEventPacket>());  // nobody listens to it
+    return types;
+  }());
+  const struct {
+    const char* frame;
+    std::uint64_t Counters::*counter;
+    const char* told;
+  } rows[] = {
+      {"02 7D 7F 0F 00 03", &Counters::framesDelivered, ""},
+      {"02 09 09 09 03", &Counters::framesUnheard, ""},
+      {"02 09 09 08 03", &Counters::framesOfUnknownId,
+       "unknown id: command[9] param1[9] param2[8]"},
+      {"02 7D 7F 01 00 03", &Counters::framesWithPayloadEnding,
+       "SystemTimeCommandPacket: the payload ends inside timeInMillis at byte 5"},
+      {"02 7D 7F 01 00 00 00 00 00 00 00 00 05 00 7D 7F 5A 03", &Counters::framesWithPayloadEnding,
+       "SystemTimeCommandPacket: the payload ends inside timeZoneId at byte 17"},
+      {"02 7D 7E 7D 7F 7D 7E 00 03", &Counters::framesWithPayloadEnding,
+       "BluetoothDeviceFoundEventPacket: the payload ends inside soundDevice.name at byte 8"},
+      {"02 7D 7E 05 00 00 01 41 03", &Counters::framesWithPayloadRefused,
+       "HudVersionEventPacket: the payload is refused"},
+      {"02 7D 7F 09 08 01 00 00 00 00 00 00 00 00 00 00 00 01 00 01 80 03",
+       &Counters::framesWithPayloadRefused,
+       "DisplayNotificationSettingCommandPacket: the payload is refused at packageNameSet"},
+      {"02 01 01 00 02", &Counters::framesMalformed, ""},
+      {"02 01 01 03", &Counters::framesMalformed, ""},
+      {"02 7D 7F 0F 03", &Counters::framesMalformed, ""},
+      {"02 7D 7E F2 00 03", &Counters::framesFailed, ""},  // its parser throws
+      {"02 7D 7F 01 00 00 00 00 00 00 00 00 05 00 01 5A 03", &Counters::framesFailed, ""},
+  };
+  Counters before;
+  for (const bool isThrowing : {false, true}) {
+    for (const auto& row : rows) {
+      SCOPED_TRACE(row.frame);
+      const Bytes frame = bytes(row.frame);
+      std::string told;
+      network.setDropObserver([&](const PacketDrop& drop) {
+        told = drop.description();
+        EXPECT_EQ(drop.frame.data(), frame.data());
+        EXPECT_EQ(drop.type.has_value(), drop.reason != PacketDrop::Reason::kUnknownId);
+        network.setDropObserver(nullptr);
+        if (isThrowing) throw std::runtime_error("observed");
+      });
+      const std::string thrown = thrownBy([&] { network.handleRawPacket(frame); });
+      EXPECT_EQ(told, row.told);
+      EXPECT_EQ(thrown == "observed", isThrowing && !told.empty());
+      const Counters after = network.counters();
+      EXPECT_EQ(after.*row.counter, before.*row.counter + 1);
+      EXPECT_EQ(after.framesReceived(), before.framesReceived() + 1);
+      before = after;
+    }
+  }
+  network.setDropObserver(nullptr);
+  network.handleRawPacket(bytes("02 09 09 08 03"));
+  EXPECT_EQ(network.counters().framesDropped(), before.framesDropped() + 1);
+}
+
+TEST_F(Network, CountsAreExactWhileManyThreadsWork) {
+  constexpr std::uint64_t kRounds = 2'000;
+  constexpr std::uint64_t kThreads = 4;
+  network.transport = [] { return true; };
+  std::vector<std::thread> threads;
+  for (std::uint64_t at = 0; at < kThreads; ++at) {
+    threads.emplace_back([this] {
+      for (std::uint64_t round = 0; round < kRounds; ++round) {
+        network.sendPacket(KeepAliveCommandPacket());
+        network.handleRawPacket(kKeepAlive);
+        network.handleRawPacket(bytes("02 09 09 09 03"));
+        EXPECT_LE(network.counters().packetsSent, kThreads * kRounds);
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  const HudNetworkCounters counters = network.counters();
+  EXPECT_EQ(counters.packetsSent, kThreads * kRounds);
+  EXPECT_EQ(counters.framesUnheard, kThreads * kRounds);
+  EXPECT_EQ(counters.framesOfUnknownId, kThreads * kRounds);
+  EXPECT_EQ(counters.framesReceived(), 2 * kThreads * kRounds);
+}
+
 TEST_F(Network, DumpSwitches) {
   const auto switches = [this] {
     return std::pair(network.dumpSendPacket(), network.dumpReceivePacket());
@@ -217,6 +315,8 @@ TEST_F(Network, Sends) {
     EXPECT_THAT(log.take(), ElementsAre(failed + "unwritable", failed + "unknown exception"));
     EXPECT_THAT(network.take(), IsEmpty());
   }
+  EXPECT_EQ(network.counters().packetsSent, 2U);
+  EXPECT_EQ(network.counters().packetsFailed, 2 * (std::size(rows) - 1 + 3));
   EXPECT_FALSE(HudNetwork().sendPacket(keepAlive));
   EXPECT_THAT(log.take(), ElementsAre(failed + "Not yet implemented"));
 }

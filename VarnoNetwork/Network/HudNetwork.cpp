@@ -3,7 +3,9 @@
 #include <VarnoNetwork/Network/HudNetwork.h>
 #include <VarnoNetwork/Network/HudOutputStream.h>
 #include <VarnoNetwork/Network/PacketCatalogue.h>
+#include <VarnoNetwork/Network/Private/DropWatch.h>
 #include <VarnoNetwork/Network/Private/ListenerRegistry.h>
+#include <VarnoNetwork/Network/Private/NetworkTallies.h>
 #include <VarnoNetwork/Network/Private/PacketTable.h>
 #include <VarnoNetwork/Network/TextFormat.h>
 #include <VarnoNetwork/Network/Wire.h>
@@ -27,18 +29,6 @@ void logSendFailure(std::string_view reason) noexcept {
   }
 }
 
-// The type's identifiers; none where it has no usable ones. Memory that runs out says nothing about
-// the type.
-std::optional<PacketIdentifiers> probe(PacketType type) {
-  try {
-    return type.identifiers();
-  } catch (const std::bad_alloc&) {
-    throw;
-  } catch (...) {
-    return std::nullopt;
-  }
-}
-
 // For two classes whose types are equal. The catalogue lists each class once.
 [[noreturn]] void throwAmbiguous(const PacketTable& table, PacketType type, std::int32_t id) {
   const auto named = [](PacketType one, std::int32_t its) {
@@ -57,6 +47,9 @@ std::optional<PacketIdentifiers> probe(PacketType type) {
 }  // namespace
 
 struct HudNetwork::State {
+  // The type's identifiers. Leaves the type out where it has no usable ones.
+  std::optional<PacketIdentifiers> probe(PacketType type);
+
   const PacketTable& types() const noexcept { return *table.load(std::memory_order_acquire); }
   void setTypes(std::unique_ptr<const PacketTable> types);
 
@@ -64,10 +57,25 @@ struct HudNetwork::State {
   std::atomic<bool> dumpReceivePacket = false;
   std::atomic<const PacketTable*> table = nullptr;
   ListenerRegistry registry;
+  NetworkTallies tallies;
+  DropWatch drops;
   std::mutex tablesLock;
   // Every table there was, since another thread may just be reading one that has been replaced.
   std::vector<std::unique_ptr<const PacketTable>> tables;
 };
+
+std::optional<PacketIdentifiers> HudNetwork::State::probe(PacketType type) {
+  try {
+    return type.identifiers();
+  } catch (const std::bad_alloc&) {
+    throw;  // which says nothing about the type
+  } catch (const std::exception& exception) {
+    drops.leaveOut(type, exception.what());
+  } catch (...) {
+    drops.leaveOut(type, "unknown exception");
+  }
+  return std::nullopt;
+}
 
 void HudNetwork::State::setTypes(std::unique_ptr<const PacketTable> types) {
   const std::lock_guard lock(tablesLock);
@@ -89,7 +97,7 @@ void HudNetwork::extractHudPacketClass() {
   const std::vector<PacketType> types = PacketCatalogue::packetTypes();
   auto table = std::make_unique<PacketTable>(types.size());
   for (const PacketType type : types) {
-    const std::optional<PacketIdentifiers> ids = probe(type);
+    const std::optional<PacketIdentifiers> ids = state_->probe(type);
     if (!ids) continue;
     const std::int32_t id = getPacktId(ids->command, ids->param1, ids->param2);
     if (const PacketListeners* registered = table->find(id)) {
@@ -110,12 +118,15 @@ bool HudNetwork::sendPacket(const HudPacket& packet) noexcept {
     if (dumpSendPacket()) {
       HudPacket::hexDump(formatText("SendPacket(%@)", packet.typeName()), stream.toNSData());
     }
-    return sendPacketImpl(std::move(stream).toNSData());
+    const bool isSent = sendPacketImpl(std::move(stream).toNSData());
+    isSent ? state_->tallies.sent.add() : state_->tallies.notSent.add();
+    return isSent;
   } catch (const std::exception& exception) {
     logSendFailure(exception.what());
   } catch (...) {
     logSendFailure("unknown exception");
   }
+  state_->tallies.notSent.add();
   return false;
 }
 
@@ -123,6 +134,8 @@ bool HudNetwork::sendPacketImpl(std::vector<std::uint8_t> /*frame*/) { throwNotY
 
 void HudNetwork::handleRawPacket(std::span<const std::uint8_t> frame) {
   if (dumpReceivePacket()) HudPacket::hexDump("ReceivePacket", frame);
+  NetworkTallies& tallies = state_->tallies;
+  FrameCount counts(tallies.malformed);
   if (frame.size() < kShortestFrame) {
     throw InvalidArgumentException("RawPacket should be greater than 4.");
   }
@@ -131,16 +144,39 @@ void HudNetwork::handleRawPacket(std::span<const std::uint8_t> frame) {
   }
   // Parsing ends before this call does, so the stream needs no copy of the frame.
   HudInputStream stream = HudInputStream::borrowing(frame.subspan(1, frame.size() - 2));
-  const std::uint8_t command = stream.readByte();
-  const std::uint8_t param1 = stream.readByte();
-  const std::uint8_t param2 = stream.readByte();
-  const PacketListeners* listeners = state_->types().find(getPacktId(command, param1, param2));
-  if (listeners == nullptr) return;
+  const PacketIdentifiers identifiers{stream.readByte(), stream.readByte(), stream.readByte()};
+  counts.in(tallies.failed);
+  const PacketListeners* listeners =
+      state_->types().find(getPacktId(identifiers.command, identifiers.param1, identifiers.param2));
+  if (listeners == nullptr) {
+    counts.in(tallies.unknownId);
+    state_->drops.tell({.identifiers = identifiers, .frame = frame});
+    return;
+  }
 
   const std::shared_ptr<HudPacket> packet = listeners->type.parse(stream);
-  if (!packet) return;
-  ListenerRegistry::Delivery(state_->registry).deliver(*listeners, packet);
+  if (!packet) {
+    const PacketDrop drop = explainPayload(listeners->type, identifiers, frame);
+    counts.in(drop.reason == PacketDrop::Reason::kPayloadEnds ? tallies.payloadEnds
+                                                              : tallies.payloadRefused);
+    state_->drops.tell(drop);
+    return;
+  }
+  ListenerRegistry::Delivery delivery(state_->registry);
+  const bool isHeard = delivery.deliver(*listeners, packet);
+  (isHeard ? tallies.delivered : tallies.unheard).addAlone();  // under the listener lock
+  counts.isDone();
 }
+
+void HudNetwork::setDropObserver(DropObserver observer) {
+  state_->drops.setObserver(std::move(observer));
+}
+
+const std::vector<PacketDrop>& HudNetwork::leftOutTypes() const noexcept {
+  return state_->drops.leftOut();
+}
+
+HudNetworkCounters HudNetwork::counters() const noexcept { return state_->tallies.counters(); }
 
 void HudNetwork::registerPacketHandleDelegate(std::shared_ptr<PacketHandleDelegate> listener) {
   HudPacketFilter everyType;

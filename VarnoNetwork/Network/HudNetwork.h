@@ -1,8 +1,10 @@
 #pragma once
 
 #include <VarnoNetwork/Network/HudException.h>
+#include <VarnoNetwork/Network/HudNetworkCounters.h>
 #include <VarnoNetwork/Network/HudPacketFilter.h>
 #include <VarnoNetwork/Network/IHudNetworkImpl.h>
+#include <VarnoNetwork/Network/PacketDrop.h>
 #include <VarnoNetwork/Network/PacketHandleDelegate.h>
 #include <VarnoNetwork/Network/PacketType.h>
 
@@ -39,7 +41,7 @@ class VARNO_EXPORT HudNetwork : public IHudNetworkImpl {
 
   // Takes over every packet type of the PacketCatalogue, for the network's life: a plug-in that
   // brought one must stay loaded as long. A type whose construction or identifiers fail is left
-  // out. Throws
+  // out (see leftOutTypes). Throws
   //   InternalInconsistencyException  two types have one id, for example with the reason
   //       "Duplicated command[2] param1[15] param2[0] KeepAliveCommandPacket and
   //       OtherCommandPacket"; or two classes of one name, in anonymous namespaces, say, cannot be
@@ -68,8 +70,8 @@ class VARNO_EXPORT HudNetwork : public IHudNetworkImpl {
 
   // Checks and parses one whole frame, marks included, and delivers the packet to the listeners of
   // its type; returns after the last of them. A frame with an unknown id or an unusable payload is
-  // dropped silently. Whether a packet is meant for this direction is not asked. The frame is not
-  // copied: it must not change until this returns. Throws
+  // dropped silently: see setDropObserver. Whether a packet is meant for this direction is not
+  // asked. The frame is not copied: it must not change until this returns. Throws
   //   InvalidArgumentException    fewer than 5 bytes, or not between STX and ETX
   //   IndexOutOfBoundsException   the frame ends inside its three identifiers
   //   MainThreadClosedException   the main thread takes no more tasks
@@ -99,6 +101,20 @@ class VARNO_EXPORT HudNetwork : public IHudNetworkImpl {
   // from there on. The packet lives until this returns, whatever becomes of the caller's pointer. A
   // null packet is ignored.
   void firePacketReceivedEvent(PacketType type, const std::shared_ptr<HudPacket>& hudPacket);
+
+  // Sets who is told of what this network drops silently: of each frame, on the thread that handles
+  // it, with no lock held; and of the types that were left out, on the calling thread, before this
+  // returns. Null ends it; a call under way on another thread still uses the one before. What the
+  // observer throws leaves handleRawPacket, or this function, which then changes nothing; the frame
+  // stays counted as dropped.
+  void setDropObserver(DropObserver observer);
+
+  // The packet types that this network was made without, with the reason in `cause`.
+  const std::vector<PacketDrop>& leftOutTypes() const noexcept;
+
+  // What has been done so far. At any time, on any thread, without a lock: each number is exact,
+  // but while other threads work they are not of one moment.
+  HudNetworkCounters counters() const noexcept;
 
   // Whether every frame sent, or received, goes to the log as a hex dump. Both are off at first.
   void setDumpPacket(bool dumpSendPacket, bool dumpReceivePacket) noexcept;
