@@ -1,6 +1,6 @@
 #include <VarnoTraffic/FrameCutter.h>
 
-#include <VarnoNetwork/Network/Private/ByteScan.h>
+#include <VarnoNetwork/Network/Private/Bytes16.h>
 #include <VarnoNetwork/Network/Wire.h>
 
 #include <algorithm>
@@ -11,21 +11,15 @@ namespace {
 
 using ByteSpan = std::span<const std::uint8_t>;
 
-// Bytes that are neither STX nor ETX.
-struct Unmarked {
-  static constexpr std::uint8_t kLimit = 0xFF;
-  static constexpr std::uint8_t rank(std::uint8_t byte) noexcept {
-    return static_cast<std::uint8_t>((byte | 0x01) ^ 0xFC);  // FF for the marks alone
-  }
-  static constexpr std::uint64_t marks(std::uint64_t word) noexcept {
-    using bytescan::everyByte;
-    return bytescan::zeroBytes((word | everyByte(0x01)) ^ everyByte(0x03));
-  }
-};
-
 // Where the first mark from `from` on lies; the size where there is none.
 std::size_t markIn(ByteSpan bytes, std::size_t from) {
-  return from + bytescan::runLength<Unmarked>(bytes.data() + from, bytes.size() - from);
+  static_assert((STX | 1) == ETX);
+  for (; bytes.size() - from >= bytes16::kBytes; from += bytes16::kBytes) {
+    const auto marks = bytes16::flags((bytes16::load(bytes.data() + from) | 1) == ETX);
+    if (bytes16::any(marks)) return from + bytes16::Places(marks).first();
+  }
+  while (from < bytes.size() && (bytes[from] | 1) != ETX) ++from;
+  return from;
 }
 
 std::size_t startIn(ByteSpan bytes) {

@@ -1,12 +1,14 @@
 #include <VarnoNetwork/Network/HudException.h>
 #include <VarnoNetwork/Network/HudInputStream.h>
-#include <VarnoNetwork/Network/Private/ByteScan.h>
+#include <VarnoNetwork/Network/Private/Bytes16.h>
 #include <VarnoNetwork/Network/Private/Stuffing.h>
 #include <VarnoNetwork/Network/Private/Utf8.h>
 
 #include <algorithm>
 #include <bit>
 #include <cstring>
+#include <string_view>
+#include <utility>
 
 namespace varno {
 namespace {
@@ -17,6 +19,15 @@ std::size_t unmarkedLength(const std::uint8_t* bytes, std::size_t length) noexce
   const void* mark = std::memchr(bytes, ESCAPE, length);
   if (mark == nullptr) return length;
   return static_cast<std::size_t>(static_cast<const std::uint8_t*>(mark) - bytes);
+}
+
+// Keeps the memory of a string that is there.
+void assign(HudString& to, std::string_view text) {
+  if (to) {
+    to->assign(text);
+  } else {
+    to.emplace(text);
+  }
 }
 
 }  // namespace
@@ -79,41 +90,57 @@ double HudInputStream::readDouble() {
 }
 
 HudString HudInputStream::readUTF() {
-  const std::int16_t count = readShort();
-  if (count <= 0) return std::string();
+  HudString text;
+  readUTF(text);
+  return text;
+}
 
+void HudInputStream::readUTF(HudString& into) {
+  const std::int16_t count = readShort();
+  if (count <= 0) {
+    assign(into, {});
+    return;
+  }
   const auto length = static_cast<std::size_t>(count);
   if (length > left()) {  // each byte takes one wire byte at least
     offset_ = available_;
     throwOutOfBounds();
   }
-  // Most text is as it is sent; what is not is read again, in the way that it needs.
-  HudString text;
-  if (bytescan::runLength<stuffing::UnescapedAscii>(next(), length) == length ||
-      (unmarkedLength(next(), length) == length && utf8::isValid(next(), length))) {
-    text.emplace(reinterpret_cast<const char*>(next()), length);
+  // Fast path: unescaped text is copied at once. Otherwise unescape, then validate.
+  const bool isPlainAscii = stuffing::arePlain<stuffing::UnescapedAscii>(next(), length);
+  if (isPlainAscii || unmarkedLength(next(), length) == length) {
+    if (isPlainAscii || utf8::isValid(next(), length)) {
+      assign(into, {reinterpret_cast<const char*>(next()), length});
+    } else {
+      into.reset();
+    }
     offset_ += length;
-  } else {
-    text.emplace(length, '\0');
-    auto* bytes = reinterpret_cast<std::uint8_t*>(text->data());
-    read(bytes, length);
-    if (!utf8::isValid(bytes, length)) text.reset();
+    return;
   }
-  return text;
+  std::string text(length, '\0');
+  auto* bytes = reinterpret_cast<std::uint8_t*>(text.data());
+  const auto [taken, written] = stuffing::unstuffTo(bytes, length, next(), left());
+  offset_ += taken;
+  read(bytes + written, length - written);
+  if (utf8::isValid(bytes, length)) {
+    into = std::move(text);
+  } else {
+    into.reset();
+  }
 }
 
 template <class Unsigned>
 Unsigned HudInputStream::readBigEndian() {
-  std::uint64_t value = 0;
   if (left() >= sizeof(Unsigned)) {
-    for (std::size_t at = 0; at < sizeof(Unsigned); ++at) value = value << 8 | next()[at];
+    Unsigned wire = 0;
+    std::memcpy(&wire, next(), sizeof wire);
     // The bytes above a narrower value are 0, which is no mark.
-    if (bytescan::zeroBytes(value ^ bytescan::everyByte(ESCAPE)) == 0) {
-      offset_ += sizeof(Unsigned);
-      return static_cast<Unsigned>(value);
+    if (!stuffing::hasMark(wire)) {
+      offset_ += sizeof wire;
+      return bytes16::bigEndian(wire);
     }
-    value = 0;
   }
+  std::uint64_t value = 0;
   for (std::size_t at = 0; at < sizeof(Unsigned); ++at) value = value << 8 | readByte();
   return static_cast<Unsigned>(value);
 }

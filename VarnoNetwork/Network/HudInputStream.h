@@ -71,6 +71,10 @@ class VARNO_EXPORT HudInputStream {
   // negative, read as empty. The display counts on it.
   HudString readUTF();
 
+  // The same, into a string that is there, whose memory is used again. After a failure it holds
+  // what it held.
+  void readUTF(HudString& into);
+
  private:
   struct Borrowed {};
   HudInputStream(Borrowed, std::span<const std::uint8_t> bytes) noexcept

@@ -1,5 +1,4 @@
 #include <VarnoNetwork/Network/HudOutputStream.h>
-#include <VarnoNetwork/Network/Private/ByteScan.h>
 #include <VarnoNetwork/Network/Private/Stuffing.h>
 #include <VarnoNetwork/Network/Private/Utf8.h>
 
@@ -68,7 +67,7 @@ void HudOutputStream::writeText(std::string_view text) {
   // The wire's bytes are the text's own; only their type differs.
   const auto* bytes = reinterpret_cast<const std::uint8_t*>(text.data());
   const std::size_t length = text.size();
-  if (length <= 0xFF && writePlain(bytes, length)) return;
+  if (length <= kStagingBytes / 4 && writePlain(bytes, length)) return;
   const std::size_t start = heldBytes();
   const auto count = static_cast<std::uint16_t>(length);  // modulo 65,536
   writeBigEndian(count);
@@ -82,19 +81,18 @@ void HudOutputStream::writeText(std::string_view text) {
   }
 }
 
-// Writes text of up to 255 bytes if nothing in it needs care, as is so with most: says whether it
-// did.
+// Fast path for short text in which nothing needs care: says whether it could write it.
 bool HudOutputStream::writePlain(const std::uint8_t* bytes, std::size_t length) {
-  const auto count = static_cast<std::uint8_t>(length);
-  if (!fits(sizeof(std::uint16_t) + length)) flush();
+  const auto count = static_cast<std::uint16_t>(length);
+  if (!fits(sizeof count + length)) flush();
   std::uint8_t* end = staging_ + staged_;
-  if (mustEscape(count) ||
-      bytescan::copyRun<stuffing::UnescapedAscii>(end + 2, bytes, length) < length) {
+  if (stuffing::hasEscapes(count) ||
+      !stuffing::copyPlain<stuffing::UnescapedAscii>(end + sizeof count, bytes, length)) {
     return false;
   }
-  end[0] = 0;
-  end[1] = count;
-  staged_ += 2 + length;
+  const std::uint16_t wire = bytes16::bigEndian(count);
+  std::memcpy(end, &wire, sizeof wire);
+  staged_ += sizeof count + length;
   return true;
 }
 
@@ -102,16 +100,15 @@ template <class Unsigned>
 void HudOutputStream::writeBigEndian(Unsigned value) {
   if (!fits(2 * sizeof value)) flush();
   // The bytes above a narrower value are 0, which is not escaped.
-  if (stuffing::Unescaped::marks(value) != 0) {
+  if (stuffing::hasEscapes(value)) {
     for (std::size_t left = sizeof value; left > 0; --left) {
-      stuffByte(static_cast<std::uint8_t>(value >> (8 * (left - 1))));
+      appendByte(static_cast<std::uint8_t>(value >> (8 * (left - 1))));
     }
     return;
   }
-  for (std::size_t at = 0; at < sizeof value; ++at) {
-    staging_[staged_ + at] = static_cast<std::uint8_t>(value >> (8 * (sizeof value - 1 - at)));
-  }
-  staged_ += sizeof value;
+  const Unsigned wire = bytes16::bigEndian(value);
+  std::memcpy(staging_ + staged_, &wire, sizeof wire);
+  staged_ += sizeof wire;
 }
 
 void HudOutputStream::append(const std::uint8_t* bytes, std::size_t length) {
@@ -125,29 +122,28 @@ void HudOutputStream::append(const std::uint8_t* bytes, std::size_t length) {
   staged_ += length;
 }
 
-// Appends the bytes, stuffed, up to the first that neither the rule takes nor the stuffing escapes.
+// Appends the bytes, stuffed; by stuffing::UnescapedAscii only those before what is not ASCII.
 // Returns how many it took.
 template <class Rule>
 std::size_t HudOutputStream::stuffRun(const std::uint8_t* bytes, std::size_t length) {
   constexpr std::size_t kAppended = 2048;
   expect(length);
   std::size_t at = 0;
-  while (at < length) {
-    const std::size_t chunk = std::min(length - at, kStuffedAtOnce);
-    if (!fits(2 * chunk)) flush();
-    const auto [taken, written] = stuffing::stuffTo<Rule>(staging_ + staged_, bytes + at, chunk);
+  for (;;) {
+    const auto [taken, written] = stuffing::stuffTo<Rule>(
+        staging_ + staged_, kStagingBytes - staged_, bytes + at, length - at);
     staged_ += written;
     at += taken;
-    if (taken < chunk) break;
+    if (at == length || fits(2 * stuffing::kBlock)) return at;
+    flush();
     if (written > taken) continue;
     // What follows is probably as plain. It is copied once to where it stays, while it is in the
     // processor's first cache.
     for (std::size_t run = kAppended; run == kAppended; at += run) {
-      run = bytescan::runLength<Rule>(bytes + at, std::min(length - at, kAppended));
+      run = stuffing::plainBlocks<Rule>(bytes + at, std::min(length - at, kAppended));
       append(bytes + at, run);
     }
   }
-  return at;
 }
 
 // Appends the text, stuffed, while it checks that it is valid UTF-8; says whether it is. Text that
@@ -163,9 +159,9 @@ bool HudOutputStream::appendText(const std::uint8_t* bytes, std::size_t length) 
 // Makes room for `length` bytes where they will not stay in the staging area, with some to spare
 // for escapes and for what follows, so that a frame with one long text is allocated once.
 void HudOutputStream::expect(std::size_t length) {
-  // stuffRun asks for room for escapes, too, even where the bytes themselves would fit.
-  const std::size_t asked = std::max(length, 2 * std::min(length, kStuffedAtOnce));
-  if (asked <= kStagingBytes && fits(asked)) return;
+  // What is stuffed into the staging area needs more room there than it takes in the end.
+  constexpr std::size_t kSpare = 2 * stuffing::kBlock;
+  if (length <= kStagingBytes - kSpare && fits(length + kSpare)) return;
   const std::size_t needed = heldBytes() + length + length / 8 + 64;
   if (needed > spilled_.capacity()) spilled_.reserve(std::max(needed, 2 * spilled_.capacity()));
 }

@@ -45,7 +45,7 @@ class VARNO_EXPORT HudOutputStream {
   void write(std::span<const std::uint8_t> bytes) { write(bytes.data(), bytes.size()); }
   void writeByte(std::uint8_t byte) {
     if (!fits(2)) flush();
-    stuffByte(byte);
+    appendByte(byte);
   }
   void writeShort(std::int16_t value);
   void writeInt(std::int32_t value);
@@ -69,21 +69,14 @@ class VARNO_EXPORT HudOutputStream {
   // that the vector, which cannot be grown without writing its new bytes twice, grows by large
   // ones.
   static constexpr std::size_t kStagingBytes = 1024;
-  static constexpr std::size_t kStuffedAtOnce = kStagingBytes / 4;
+  static constexpr std::size_t kStagingSlack = 16;  // for what is stored behind the last byte
 
   std::size_t heldBytes() const noexcept { return spilled_.size() + staged_; }
   // Whether the staging area has room for so many bytes, at most kStagingBytes.
   bool fits(std::size_t length) const noexcept { return staged_ <= kStagingBytes - length; }
 
-  // Appends one byte, stuffed, where the staging area has room for two. Both are stored for every
-  // byte, which spares a branch that payloads make hard to predict.
-  void stuffByte(std::uint8_t byte) noexcept {
-    const bool escape = mustEscape(byte);
-    const std::size_t end = staged_;
-    staging_[end] = ESCAPE;
-    staging_[end + (escape ? 1 : 0)] = escape ? static_cast<std::uint8_t>(byte ^ ESCAPE) : byte;
-    staged_ = end + (escape ? 2 : 1);
-  }
+  // Appends one byte, stuffed, where the staging area has room for two.
+  void appendByte(std::uint8_t byte) noexcept { staged_ += stuffByte(staging_ + staged_, byte); }
 
   void writeText(std::string_view text);
   bool writePlain(const std::uint8_t* bytes, std::size_t length);
@@ -99,7 +92,7 @@ class VARNO_EXPORT HudOutputStream {
 
   std::vector<std::uint8_t> spilled_;  // the bytes before the staged ones
   std::size_t staged_ = 0;
-  std::uint8_t staging_[kStagingBytes];
+  std::uint8_t staging_[kStagingBytes + kStagingSlack];
 };
 
 }  // namespace varno

@@ -140,7 +140,7 @@ class PayloadReader {
   }
   void operator()(const char*, std::same_as<float> auto& value) { value = stream_.readFloat(); }
   void operator()(const char*, std::same_as<double> auto& value) { value = stream_.readDouble(); }
-  void operator()(const char*, std::same_as<HudString> auto& value) { value = stream_.readUTF(); }
+  void operator()(const char*, std::same_as<HudString> auto& value) { stream_.readUTF(value); }
   void operator()(const char*, std::same_as<StringSet> auto& value) {
     value.clear();
     for (std::int32_t left = stream_.readInt(); left > 0; --left) {

@@ -45,4 +45,13 @@ constexpr bool mustEscape(std::uint8_t byte) noexcept {
   return byte == STX || byte == ETX || byte == ESCAPE;
 }
 
+// Stuffs one byte and returns how many it became, 1 or 2. Both places are always written, which
+// spares a branch that payloads make hard to predict.
+inline std::size_t stuffByte(std::uint8_t* to, std::uint8_t byte) noexcept {
+  const bool escape = mustEscape(byte);
+  to[0] = ESCAPE;
+  to[escape ? 1 : 0] = escape ? static_cast<std::uint8_t>(byte ^ ESCAPE) : byte;
+  return escape ? 2 : 1;
+}
+
 }  // namespace varno

@@ -1,69 +1,232 @@
 #pragma once
 
-#include <VarnoNetwork/Network/Private/ByteScan.h>
+#include <VarnoNetwork/Network/Private/Bytes16.h>
 #include <VarnoNetwork/Network/Wire.h>
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
+#include <type_traits>
 
-// The stuffing of many bytes at once, and the rules by which it searches them.
+// The stuffing of many bytes at once: in parts of 16 bytes, and in blocks of four parts where
+// nothing in them needs care.
 namespace varno::stuffing {
 
-// Bytes that go out as they are.
+using bytes16::Bytes16;
+
+inline constexpr std::size_t kPart = bytes16::kBytes;
+inline constexpr std::size_t kBlock = 4 * kPart;
+
+// The flags of the escape marks.
+inline Bytes16 marks(Bytes16 part) noexcept { return bytes16::flags(part == ESCAPE); }
+
+// The flags of the bytes to escape.
+inline Bytes16 escapes(Bytes16 part) noexcept {
+  static_assert((STX | 1) == ETX);
+  return bytes16::flags((part | 1) == ETX) | marks(part);
+}
+
+// Rules that say which bytes are plain, that is, need no care. A rule gives each byte a rank, below
+// kLimit for those that are plain. So the highest rank of several parts decides for all of them.
+
+// Plain on the wire: bytes that stand for themselves.
+struct Unmarked {
+  static constexpr std::uint8_t kLimit = 0xFF;
+  static Bytes16 rank(Bytes16 part) noexcept { return marks(part); }
+};
+
+// Plain to send: bytes that go out as they are.
 struct Unescaped {
   static constexpr std::uint8_t kLimit = 0xFF;
-  static constexpr std::uint8_t rank(std::uint8_t byte) noexcept {
-    // Each is FF for just the bytes that it looks for.
-    const auto frameMark = static_cast<std::uint8_t>((byte | 0x01) ^ 0xFC);
-    const auto escapeMark = static_cast<std::uint8_t>(byte ^ 0x82);
-    return std::max(frameMark, escapeMark);
-  }
-  static constexpr std::uint64_t marks(std::uint64_t word) noexcept {
-    using bytescan::everyByte;
-    const std::uint64_t frameMarks = (word | everyByte(0x01)) ^ everyByte(0x03);
-    return bytescan::zeroBytes(frameMarks) | bytescan::zeroBytes(word ^ everyByte(ESCAPE));
-  }
+  static Bytes16 rank(Bytes16 part) noexcept { return escapes(part); }
 };
 
-// ASCII bytes that go out as they are.
+// Plain in either direction, and as text: ASCII that goes out as it is.
 struct UnescapedAscii {
-  // Only what lies between 03 and 7D: so close that one comparison tells, and nearly all text.
-  static constexpr std::uint8_t kLimit = ESCAPE - 0x04;
-  static constexpr std::uint8_t rank(std::uint8_t byte) noexcept {
-    return static_cast<std::uint8_t>(byte - 0x04);
-  }
-  // (byte ^ 7D) - 1 lies below 7D for just the bytes that belong. The high bits: of a byte that
-  // this makes 0 by the borrow, of 7E and 7F by the carry, of a byte beyond ASCII its own.
-  static constexpr std::uint64_t marks(std::uint64_t word) noexcept {
-    using bytescan::everyByte;
-    const std::uint64_t turned = word ^ everyByte(ESCAPE);
-    return ((turned - everyByte(0x01)) | (turned + everyByte(0x02)) | turned) & everyByte(0x80);
-  }
+  // XORed with 7D and lowered by one, the three escaped values become 7D, 7E and FF, and what is
+  // not ASCII 7F to FE. All other bytes become less than 7D.
+  static constexpr std::uint8_t kLimit = ESCAPE;
+  static Bytes16 rank(Bytes16 part) noexcept { return (part ^ ESCAPE) - 1; }
 };
+
+template <class Rule>
+bool isPlain(Bytes16 rank) noexcept {
+  return !bytes16::any(bytes16::flags(rank >= Rule::kLimit));
+}
+
+template <class Rule>
+bool isPlainBlock(const std::uint8_t* block) noexcept {
+  using bytes16::highest;
+  using bytes16::load;
+  return isPlain<Rule>(
+      highest(highest(Rule::rank(load(block)), Rule::rank(load(block + 16))),
+              highest(Rule::rank(load(block + 32)), Rule::rank(load(block + 48)))));
+}
+
+// The length of the plain blocks at the front.
+template <class Rule>
+std::size_t plainBlocks(const std::uint8_t* bytes, std::size_t length) noexcept {
+  std::size_t at = 0;
+  while (length - at >= kBlock && isPlainBlock<Rule>(bytes + at)) at += kBlock;
+  return at;
+}
+
+inline bool isAsciiBlock(const std::uint8_t* block) noexcept {
+  using bytes16::load;
+  return !bytes16::any(((load(block) | load(block + 16)) | (load(block + 32) | load(block + 48))) &
+                       0x80);
+}
+
+inline void copyBlock(std::uint8_t* to, const std::uint8_t* block) noexcept {
+  for (std::size_t at = 0; at < kBlock; at += kPart) {
+    bytes16::store(to + at, bytes16::load(block + at));
+  }
+}
+
+// Whether all bytes are plain. With kCopies they are copied, too, if they are; there must be room
+// for a part more.
+template <class Rule, bool kCopies>
+bool takePlain(std::uint8_t* to, const std::uint8_t* bytes, std::size_t length) noexcept {
+  const auto takePart = [&](Bytes16 part, std::size_t at) {
+    if constexpr (kCopies) bytes16::store(to + at, part);
+    return isPlain<Rule>(Rule::rank(part));
+  };
+  if (length < kPart) return takePart(bytes16::loadPart(bytes, length), 0);
+  std::size_t at = 0;
+  for (; length - at >= kBlock; at += kBlock) {
+    if constexpr (kCopies) copyBlock(to + at, bytes + at);
+    if (!isPlainBlock<Rule>(bytes + at)) return false;
+  }
+  for (; length - at >= kPart; at += kPart) {
+    if (!takePart(bytes16::load(bytes + at), at)) return false;
+  }
+  at = length - kPart;  // may overlap what was taken
+  return takePart(bytes16::load(bytes + at), at);
+}
+
+template <class Rule>
+bool arePlain(const std::uint8_t* bytes, std::size_t length) noexcept {
+  return takePlain<Rule, false>(nullptr, bytes, length);
+}
+
+template <class Rule>
+bool copyPlain(std::uint8_t* to, const std::uint8_t* bytes, std::size_t length) noexcept {
+  return takePlain<Rule, true>(to, bytes, length);
+}
+
+// Stuffs a part, behind which as many bytes can be read, and returns how many it became.
+inline std::size_t stuffPart(std::uint8_t* to, const std::uint8_t* bytes) noexcept {
+  const Bytes16 part = bytes16::load(bytes);
+  bytes16::store(to, part);
+  std::size_t written = kPart;
+  for (bytes16::Places places(escapes(part)); places.areLeft(); places.dropFirst()) {
+    const std::size_t at = places.first();
+    std::uint8_t* const pair = to + at + (written - kPart);
+    pair[0] = ESCAPE;
+    pair[1] = bytes[at] ^ ESCAPE;
+    bytes16::store(pair + 2, bytes16::load(bytes + at + 1));  // what follows moves one place on
+    ++written;
+  }
+  return written;
+}
 
 // How many bytes were taken, and how many they became.
-struct Stuffed {
+struct Taken {
   std::size_t taken;
   std::size_t written;
 };
 
-// Copies the bytes, stuffed, up to the first that neither the rule takes nor the stuffing escapes.
-// There must be room for twice as many.
+// Copies the bytes, stuffed, while there is room for two blocks. Stops before that only with
+// UnescapedAscii, before what is not ASCII.
 template <class Rule>
-Stuffed stuffTo(std::uint8_t* to, const std::uint8_t* bytes, std::size_t length) noexcept {
+Taken stuffTo(std::uint8_t* to, std::size_t room, const std::uint8_t* bytes,
+              std::size_t length) noexcept {
+  constexpr bool kIsAscii = std::is_same_v<Rule, UnescapedAscii>;
   std::size_t taken = 0;
   std::size_t written = 0;
-  for (;;) {
-    const std::size_t run = bytescan::copyRun<Rule>(to + written, bytes + taken, length - taken);
-    taken += run;
-    written += run;
-    if (taken == length || !mustEscape(bytes[taken])) return {taken, written};
-    do {
-      to[written++] = ESCAPE;
-      to[written++] = static_cast<std::uint8_t>(bytes[taken++] ^ ESCAPE);
-    } while (taken < length && mustEscape(bytes[taken]));
+  while (taken < length && room - written >= 2 * kBlock) {
+    const std::uint8_t* const next = bytes + taken;
+    const std::size_t left = length - taken;
+    if (left >= kBlock + kPart) {
+      if (isPlainBlock<Rule>(next)) {
+        copyBlock(to + written, next);
+        written += kBlock;
+      } else {
+        if (kIsAscii && !isAsciiBlock(next)) break;
+        for (std::size_t at = 0; at < kBlock; at += kPart) {
+          written += stuffPart(to + written, next + at);
+        }
+      }
+      taken += kBlock;
+      continue;
+    }
+    const std::size_t count = std::min(left, kPart);
+    const Bytes16 part = left >= kPart ? bytes16::load(next) : bytes16::loadPart(next, left);
+    if (isPlain<Rule>(Rule::rank(part))) {
+      bytes16::store(to + written, part);
+      written += count;
+    } else {
+      if (kIsAscii && bytes16::any(part & 0x80)) break;
+      for (std::size_t at = 0; at < count; ++at) written += stuffByte(to + written, next[at]);
+    }
+    taken += count;
   }
+  return {taken, written};
+}
+
+// Takes a part from the wire without its stuffing, and one byte more where a pair begins with the
+// part's last. Seventeen bytes behind the part must be readable, and writable.
+inline Taken unstuffPart(std::uint8_t* to, const std::uint8_t* wire) noexcept {
+  const Bytes16 part = bytes16::load(wire);
+  bytes16::store(to, part);
+  Taken result{kPart, kPart};
+  // The byte behind a mark is none itself, whatever it is.
+  for (bytes16::Places places(marks(part)); places.areLeft(); places.dropFirstAndNext()) {
+    const std::size_t at = places.first();
+    std::uint8_t* const byte = to + at - (kPart - result.written);
+    *byte = wire[at + 1] ^ ESCAPE;
+    bytes16::store(byte + 1, bytes16::load(wire + at + 2));  // what follows moves to the front
+    if (at + 1 == kPart) {
+      ++result.taken;
+    } else {
+      --result.written;
+    }
+  }
+  return result;
+}
+
+// Copies bytes from the wire without their stuffing, while two blocks are left on both sides. What
+// lies behind the bytes that it wrote is left with any value.
+inline Taken unstuffTo(std::uint8_t* to, std::size_t room, const std::uint8_t* wire,
+                       std::size_t length) noexcept {
+  Taken done{0, 0};
+  while (room - done.written >= 2 * kBlock && length - done.taken >= 2 * kBlock) {
+    if (isPlainBlock<Unmarked>(wire + done.taken)) {
+      copyBlock(to + done.written, wire + done.taken);
+      done.taken += kBlock;
+      done.written += kBlock;
+      continue;
+    }
+    for (std::size_t at = 0; at < kBlock; at += kPart) {
+      const Taken more = unstuffPart(to + done.written, wire + done.taken);
+      done.taken += more.taken;
+      done.written += more.written;
+    }
+  }
+  return done;
+}
+
+// The same for the eight bytes of a word, in any order.
+constexpr std::uint64_t everyByte(std::uint8_t byte) noexcept { return 0x0101010101010101U * byte; }
+constexpr bool hasZeroByte(std::uint64_t word) noexcept {
+  return ((word - everyByte(0x01)) & ~word & everyByte(0x80)) != 0;
+}
+constexpr bool hasMark(std::uint64_t word) noexcept {
+  return hasZeroByte(word ^ everyByte(ESCAPE));
+}
+constexpr bool hasEscapes(std::uint64_t word) noexcept {
+  return hasZeroByte((word | everyByte(1)) ^ everyByte(ETX)) || hasMark(word);
 }
 
 }  // namespace varno::stuffing

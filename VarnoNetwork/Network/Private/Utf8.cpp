@@ -1,91 +1,128 @@
-#include <VarnoNetwork/Network/Private/ByteScan.h>
+#include <VarnoNetwork/Network/Private/Bytes16.h>
 #include <VarnoNetwork/Network/Private/Utf8.h>
 
 namespace varno::utf8 {
 namespace {
 
-constexpr bool isContinuation(std::uint8_t byte) noexcept { return (byte & 0xC0) == 0x80; }
+using bytes16::Bytes16;
+using bytes16::flags;
+using bytes16::Signed16;
 
-// The length of the well-formed character at the front of the bytes, which begin with a byte
-// beyond ASCII; 0 where there is none.
-std::size_t multibyteLength(const std::uint8_t* bytes, std::size_t length) noexcept {
-  const std::uint8_t lead = bytes[0];
-  if (lead < 0xC2 || lead > 0xF4) return 0;  // a stray continuation, overlong, above U+10FFFF
-  if (length < 2) return 0;
-  if (lead < 0xE0) return isContinuation(bytes[1]) ? 2 : 0;
-  if (length < 3 || !isContinuation(bytes[2])) return 0;
+constexpr std::size_t kBlock = 64;
 
-  // The second byte's range excludes overlong forms (E0, F0), surrogates (ED) and what lies above
-  // U+10FFFF (F4).
-  const std::uint8_t low = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
-  const std::uint8_t high = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
-  if (bytes[1] < low || bytes[1] > high) return 0;
-  if (lead < 0xF0) return 3;
-  return length >= 4 && isContinuation(bytes[3]) ? 4 : 0;
+// Sixteen bytes, each beside the three before it: a character has four at most, so they tell all
+// about a byte's place.
+struct Neighbors {
+  Bytes16 byte;
+  Bytes16 before1;
+  Bytes16 before2;
+  Bytes16 before3;
+};
+
+Neighbors loadAt(const std::uint8_t* bytes) noexcept {
+  return {bytes16::load(bytes), bytes16::load(bytes - 1), bytes16::load(bytes - 2),
+          bytes16::load(bytes - 3)};
 }
 
-// A character has four bytes at most, so that the three before a byte tell all about its place.
-constexpr std::size_t kBefore = 3;
-
-// The same rules for one byte after those before it. Without a branch, so that compilers judge many
-// bytes at once.
-constexpr bool isWrong(std::uint8_t before3, std::uint8_t before2, std::uint8_t before1,
-                       std::uint8_t byte) noexcept {
-  const bool mustContinue = (before1 >= 0xC0) | (before2 >= 0xE0) | (before3 >= 0xF0);
-  const bool isMisplaced = isContinuation(byte) != mustContinue;
-  const bool isNever = ((byte & 0xFE) == 0xC0) | (byte >= 0xF5);
-  const bool isOverlong = ((before1 == 0xE0) & (byte < 0xA0)) | ((before1 == 0xF0) & (byte < 0x90));
-  const bool isSurrogate = (before1 == 0xED) & (byte >= 0xA0);
-  const bool isTooHigh = (before1 == 0xF4) & (byte >= 0x90);
-  return isMisplaced | isNever | isOverlong | isSurrogate | isTooHigh;
+// The first bytes of a text: 0, which ends no character, stands before them.
+Neighbors atFront(Bytes16 byte) noexcept {
+  const Bytes16 none = {};
+  return {byte,
+          __builtin_shufflevector(none, byte, 15, 16, 17, 18, 19, 20, 21, 22, 23, 24, 25, 26, 27,
+                                  28, 29, 30),
+          __builtin_shufflevector(none, byte, 14, 15, 16, 17, 18, 19, 20, 21, 22, 23, 24, 25, 26,
+                                  27, 28, 29),
+          __builtin_shufflevector(none, byte, 13, 14, 15, 16, 17, 18, 19, 20, 21, 22, 23, 24, 25,
+                                  26, 27, 28)};
 }
 
-// Whether none of so many bytes is wrong. The three before them are read, too.
-template <std::size_t kBytes>
+// With its high bit turned a byte compares signed as it does unsigned, which SSE2 does not offer.
+constexpr std::int8_t turned(std::uint8_t byte) noexcept {
+  return static_cast<std::int8_t>(byte ^ 0x80);
+}
+Signed16 turned(Bytes16 block) noexcept { return reinterpret_cast<Signed16>(block ^ 0x80); }
+
+Bytes16 isContinuation(Bytes16 byte) noexcept {
+  return flags(reinterpret_cast<Signed16>(byte) < static_cast<std::int8_t>(0xC0));
+}
+
+// Flags what is wrong in text without characters of four bytes and without the leads C0, C1 and E0,
+// whose second bytes have rules of their own.
+Bytes16 wrongInCommonText(const Neighbors& of) noexcept {
+  const Bytes16 mustContinue =
+      flags(turned(of.before1) >= turned(0xC0)) | flags(turned(of.before2) >= turned(0xE0));
+  const Bytes16 surrogate = flags(of.before1 == 0xED) & flags(turned(of.byte) >= turned(0xA0));
+  return (mustContinue ^ isContinuation(of.byte)) | surrogate;
+}
+
+// Flags what is wrong in any text.
+Bytes16 wrong(const Neighbors& of) noexcept {
+  const Signed16 byte = turned(of.byte);
+  const Bytes16 mustContinue = flags(turned(of.before1) >= turned(0xC0)) |
+                               flags(turned(of.before2) >= turned(0xE0)) |
+                               flags(turned(of.before3) >= turned(0xF0));
+  const Bytes16 overlong = flags((of.before1 & 0xFE) == 0xC0) |
+                           (flags(of.before1 == 0xE0) & flags(byte < turned(0xA0))) |
+                           (flags(of.before1 == 0xF0) & flags(byte < turned(0x90)));
+  const Bytes16 surrogate = flags(of.before1 == 0xED) & flags(byte >= turned(0xA0));
+  const Bytes16 tooHigh =
+      (flags(of.before1 == 0xF4) & flags(byte >= turned(0x90))) | flags(byte >= turned(0xF5));
+  return (mustContinue ^ isContinuation(of.byte)) | overlong | surrogate | tooHigh;
+}
+
 bool isBlockRight(const std::uint8_t* block) noexcept {
-  constexpr std::size_t kLanes = 16;
-  std::uint8_t wrong[kLanes];
-  for (std::size_t lane = 0; lane < kLanes; ++lane) {
-    std::uint8_t wrongInLane = 0;
-    for (std::size_t row = 0; row < kBytes / kLanes; ++row) {
-      const std::uint8_t* byte = block + kLanes * row + lane;
-      wrongInLane |= static_cast<std::uint8_t>(isWrong(byte[-3], byte[-2], byte[-1], byte[0]));
-    }
-    wrong[lane] = wrongInLane;
+  Bytes16 isWrong = {};
+  Bytes16 isRare = {};
+  Bytes16 high = bytes16::load(block - 3);  // a character of four bytes may have begun there
+  for (std::size_t at = 0; at < kBlock; at += bytes16::kBytes) {
+    const Neighbors of = loadAt(block + at);
+    isWrong |= wrongInCommonText(of);
+    isRare |= flags((of.before1 & 0xDE) == 0xC0);  // E1, too: finer costs more than it gains
+    high = bytes16::highest(high, of.byte);
   }
-  return (bytescan::loadWord(wrong) | bytescan::loadWord(wrong + bytescan::kWord)) == 0;
+  isRare |= flags(turned(high) >= turned(0xF0));
+  if (!bytes16::any(isRare)) return !bytes16::any(isWrong);
+
+  isWrong = Bytes16{};
+  for (std::size_t at = 0; at < kBlock; at += bytes16::kBytes) isWrong |= wrong(loadAt(block + at));
+  return !bytes16::any(isWrong);
 }
 
-// How many bytes before the end of a right block belong to a character that goes on behind it.
-constexpr std::size_t unfinished(const std::uint8_t* end) noexcept {
-  if (end[-1] >= 0xC0) return 1;
-  if (end[-2] >= 0xE0) return 2;
-  return end[-3] >= 0xF0 ? 3 : 0;
+// Whether neither the block nor the three bytes before it hold anything beyond ASCII.
+bool isAscii(const std::uint8_t* block) noexcept {
+  Bytes16 all = bytes16::load(block - 3);
+  for (std::size_t at = 0; at < kBlock; at += bytes16::kBytes) all |= bytes16::load(block + at);
+  return !bytes16::any(all & 0x80);
+}
+
+// Whether a character goes on behind the end.
+bool isUnfinished(const std::uint8_t* end) noexcept {
+  return end[-1] >= 0xC0 || end[-2] >= 0xE0 || end[-3] >= 0xF0;
 }
 
 }  // namespace
 
 bool isValid(const std::uint8_t* bytes, std::size_t length) noexcept {
-  constexpr std::size_t kBlock = 64;
-  std::size_t at = 0;
-  for (;;) {
-    at += bytescan::runLength<bytescan::Ascii>(bytes + at, length - at);
-    if (at == length) return true;
-    // A single character beyond ASCII is judged by itself; where more follow, there are probably
-    // many, and spaces between them.
-    const std::size_t first = at;
-    while (at < length && bytes[at] >= 0x80) {
-      if (at >= first + kBefore && length - at >= kBlock) {
-        if (!isBlockRight<kBlock>(bytes + at)) return false;
-        at += kBlock;
-        at -= unfinished(bytes + at);
-      } else {
-        const std::size_t character = multibyteLength(bytes + at, length - at);
-        if (character == 0) return false;
-        at += character;
-      }
-    }
+  // The 0 behind a short text shows a character that is cut off.
+  if (length < bytes16::kBytes)
+    return !bytes16::any(wrong(atFront(bytes16::loadPart(bytes, length))));
+  Bytes16 isWrong = wrong(atFront(bytes16::load(bytes)));
+  std::size_t at = bytes16::kBytes;
+  for (; length - at >= kBlock; at += kBlock) {
+    if (!isAscii(bytes + at) && !isBlockRight(bytes + at)) return false;
   }
+  for (; length - at >= bytes16::kBytes; at += bytes16::kBytes)
+    isWrong |= wrong(loadAt(bytes + at));
+  if (at < length) {
+    // The last sixteen bytes overlap those before. Where no three stand in front of them, the first
+    // three are left out: they were judged already.
+    const Bytes16 judged = {0,    0,    0,    0xFF, 0xFF, 0xFF, 0xFF, 0xFF,
+                            0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
+    const std::uint8_t* last = bytes + length - bytes16::kBytes;
+    isWrong |=
+        last - bytes >= 3 ? wrong(loadAt(last)) : wrong(atFront(bytes16::load(last))) & judged;
+  }
+  return !bytes16::any(isWrong) && !isUnfinished(bytes + length);
 }
 
 }  // namespace varno::utf8
