@@ -67,6 +67,9 @@ class VARNO_EXPORT RecordWriter {
   // or a later one. Throws InvalidArgumentException for a record that must not be: one with bytes
   // though its kind has none.
   virtual bool write(const TrafficRecord& record) = 0;
+
+  // Has the output's stream hand on what it holds. False once the stream has failed.
+  virtual bool flush() = 0;
 };
 
 }  // namespace varno
