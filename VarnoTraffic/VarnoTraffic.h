@@ -2,8 +2,13 @@
 
 // What passed over a link, as values. All that an application includes for it.
 
+#include <VarnoTraffic/Explanation.h>
 #include <VarnoTraffic/FrameCutter.h>
 #include <VarnoTraffic/InputFormat.h>
+#include <VarnoTraffic/Lint.h>
+#include <VarnoTraffic/Notation.h>
+#include <VarnoTraffic/PacketDirectory.h>
 #include <VarnoTraffic/PcapngWriter.h>
 #include <VarnoTraffic/RecordReader.h>
+#include <VarnoTraffic/Secrets.h>
 #include <VarnoTraffic/TrafficRecord.h>

@@ -21,8 +21,8 @@ class VARNO_EXPORT HudInputStream {
  public:
   // A stream over a copy of the bytes. Absent bytes (a null pointer) count as none.
   explicit HudInputStream(std::span<const std::uint8_t> bytes);
-  // This one is the factory initWithBytes: no static function can have the name and the parameters of
-  // the member below.
+  // This one is the factory initWithBytes: no static function can have the name and the parameters
+  // of the member below.
   HudInputStream(const std::uint8_t* bytes, std::uint64_t length);
   static HudInputStream initWithNSData(std::span<const std::uint8_t> buffer);
 

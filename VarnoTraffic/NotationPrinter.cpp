@@ -1,0 +1,112 @@
+#include <VarnoTraffic/Explanation.h>
+#include <VarnoTraffic/Notation.h>
+#include <VarnoTraffic/Private/FieldPrinter.h>
+#include <VarnoTraffic/Private/FrameDecoder.h>
+
+#include <VarnoNetwork/Network/Wire.h>
+
+#include <utility>
+
+namespace varno {
+
+struct NotationPrinter::State {
+  State(Secrets secrets, PacketDirectory directory)
+      : showsSecrets(secrets == Secrets::kShown), decoder(std::move(directory)) {}
+
+  void appendFrame(std::string& text, const TrafficRecord& record);
+  void appendBytes(std::string& text, const TrafficRecord& record, std::string_view word);
+  void appendPacket(std::string& text, const HudPacket& packet, FieldPrinting printing) const {
+    text += packet.typeName();
+    FieldPrinter printer(text, printing);
+    packet.visitFields(printer);
+  }
+
+  bool showsSecrets;
+  FrameDecoder decoder;
+  std::string remark;
+};
+
+void NotationPrinter::State::appendFrame(std::string& text, const TrafficRecord& record) {
+  const DecodedFrame decoded = decoder.decode(record.bytes);
+  if (decoded.isExact && decoded.entry->hasPlainName) {
+    return appendPacket(text, *decoded.packet,
+                        {.showsSecrets = showsSecrets, .showsUnsent = false});
+  }
+  const Explanation explanation = explainFrame(record.bytes, decoder.directory());
+  text += "raw";
+  if (!record.bytes.empty()) {
+    text += ' ';
+    appendHex(text, record.bytes, " ",
+              showsSecrets ? std::vector<bool>() : explanation.secretBytes());
+  }
+  if (decoded.packet != nullptr) {
+    appendPacket(remark, *decoded.packet,
+                 {.showsSecrets = showsSecrets, .hidesBehindSecret = true});
+  } else {
+    remark += verdictText(explanation.verdict);
+  }
+  const char* separator = decoded.packet != nullptr ? "; " : ": ";
+  for (const std::string& sentence : explanation.sentences()) {
+    remark += std::exchange(separator, "; ") + sentence;
+  }
+}
+
+void NotationPrinter::State::appendBytes(std::string& text, const TrafficRecord& record,
+                                         std::string_view word) {
+  text += word;
+  if (record.bytes.empty()) return;
+  text += ' ';
+  const bool isChecked = !showsSecrets && record.bytes.front() == STX;
+  appendHex(text, record.bytes, " ",
+            isChecked ? explainFrame(record.bytes, decoder.directory()).secretBytes()
+                      : std::vector<bool>());
+}
+
+NotationPrinter::NotationPrinter(Secrets secrets, PacketDirectory directory)
+    : state_(std::make_unique<State>(secrets, std::move(directory))) {}
+NotationPrinter::NotationPrinter(NotationPrinter&&) noexcept = default;
+NotationPrinter& NotationPrinter::operator=(NotationPrinter&&) noexcept = default;
+NotationPrinter::~NotationPrinter() = default;
+
+void NotationPrinter::append(std::string& text, const TrafficRecord& record) {
+  if (record.time) {
+    text += '(';
+    appendTime(text, *record.time);
+    text += ") ";
+  }
+  if (record.direction) text.append(directionText(*record.direction)).append(" ");
+  std::string& remark = state_->remark;
+  remark.clear();
+  if (record.kind == RecordKind::kFrame) {
+    state_->appendFrame(text, record);
+  } else {
+    state_->appendBytes(text, record, recordKindText(record.kind));
+  }
+  if (!record.note.empty()) {
+    text += " # ";
+    appendNote(text, record.note);
+  }
+  if (!remark.empty()) {
+    text += " #: ";
+    appendNote(text, remark);
+  }
+}
+
+void NotationPrinter::append(std::string& text, const HudPacket& packet) {
+  state_->appendPacket(text, packet, {.showsSecrets = state_->showsSecrets});
+}
+
+std::string notationOf(const HudPacket& packet, Secrets secrets) {
+  std::string text(packet.typeName());
+  FieldPrinter printer(text, {.showsSecrets = secrets == Secrets::kShown});
+  packet.visitFields(printer);
+  return text;
+}
+
+std::string notationOf(const TrafficRecord& record, Secrets secrets) {
+  std::string text;
+  NotationPrinter(secrets).append(text, record);
+  return text;
+}
+
+}  // namespace varno

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <VarnoNetwork/Network/HudPacket.h>
+#include <VarnoTraffic/Notation.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace varno {
+
+// A value as it was written, in the one-line notation or in JSON, and where; what it means, the
+// field tells that it is for.
+struct FieldValue {
+  enum class Kind : std::uint8_t {
+    kWord,    // without quotes: a number, a boolean, null, or a text
+    kText,    // in quotes
+    kList,    // its elements
+    kRecord,  // its fields, by name
+  };
+
+  Kind kind = Kind::kRecord;
+  std::string text;  // of words and texts
+  std::vector<FieldValue> items;
+  std::string name;  // of a record's fields
+  std::size_t nameColumn = 1;
+  std::size_t column = 1;
+
+  FieldValue* find(std::string_view field);
+};
+
+// How deep values may be nested. A packet's records go down to PayloadReader::kMostNesting.
+inline constexpr std::size_t kMostValueNesting = 100;
+
+// Gives the packet's fields the values. Throws NotationError for what does not fit; the packet may
+// have some of the values then.
+//
+// isHiddenQuoted: whether a hidden secret looks like a text, as in JSON.
+void fillFields(HudPacket& packet, FieldValue& values, bool isHiddenQuoted);
+
+[[noreturn]] void throwUnexpected(std::size_t column, std::string_view found, std::string expected,
+                                  std::string nearest = {});
+
+}  // namespace varno

@@ -1,0 +1,289 @@
+#include <VarnoTraffic/Private/NotationParser.h>
+
+#include <VarnoTraffic/Private/ValueText.h>
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+namespace varno {
+namespace {
+
+constexpr std::string_view kBlanks = " \t";
+constexpr std::string_view kExpectedTime = "a time in seconds, as (1500000000.104000000)";
+
+int hexDigit(char digit) {
+  if (digit >= '0' && digit <= '9') return digit - '0';
+  if (digit >= 'A' && digit <= 'F') return digit - 'A' + 10;
+  if (digit >= 'a' && digit <= 'f') return digit - 'a' + 10;
+  return -1;
+}
+
+// Nanoseconds of "seconds.decimals"; none where it is no such time.
+std::optional<std::int64_t> timeOf(std::string_view text) {
+  constexpr std::uint64_t kMost = std::numeric_limits<std::int64_t>::max();
+  constexpr std::size_t kMostDecimals = 9;
+  const bool isNegative = text.starts_with('-');
+  if (isNegative) text.remove_prefix(1);
+  const std::size_t point = std::min(text.find('.'), text.size());
+  std::string digits(text.substr(0, point));
+  if (digits.empty()) return std::nullopt;
+  const std::string_view decimals = point < text.size() ? text.substr(point + 1) : "0";
+  if (decimals.empty() || decimals.size() > kMostDecimals) return std::nullopt;
+  digits.append(decimals).append(kMostDecimals - decimals.size(), '0');
+  std::uint64_t time = 0;
+  for (const char digit : digits) {
+    if (digit < '0' || digit > '9') return std::nullopt;
+    const auto value = static_cast<std::uint64_t>(digit - '0');
+    if (time > (kMost + 1 - value) / 10) return std::nullopt;
+    time = 10 * time + value;
+  }
+  if (time > kMost + (isNegative ? 1 : 0)) return std::nullopt;
+  return static_cast<std::int64_t>(isNegative ? 0 - time : time);
+}
+
+}  // namespace
+
+std::optional<std::uint8_t> hexByteIn(std::string_view text) {
+  if (text.size() < 2) return std::nullopt;
+  const int high = hexDigit(text[0]);
+  const int low = hexDigit(text[1]);
+  if (high < 0 || low < 0) return std::nullopt;
+  return static_cast<std::uint8_t>(16 * high + low);
+}
+
+NotationParser::NotationParser(std::string_view line) : line_(line) {
+  while (line_.ends_with('\n') || line_.ends_with('\r')) line_.remove_suffix(1);
+}
+
+void NotationParser::skipBlanks() {
+  while (atBlank()) ++at_;
+}
+
+bool NotationParser::atPiece() {
+  skipBlanks();
+  return !atEnd() && peek() != '#';
+}
+
+std::size_t NotationParser::column() {
+  skipBlanks();
+  return at_ + 1;
+}
+
+std::string_view NotationParser::piece() const {
+  const std::string_view rest = line_.substr(at_);
+  return rest.substr(0, std::max<std::size_t>(rest.find_first_of(" \t", 1), 1));
+}
+
+void NotationParser::fail(std::string_view expected) const {
+  throwUnexpected(at_ + 1, piece(), std::string(expected));
+}
+
+std::optional<std::int64_t> NotationParser::takeTime() {
+  if (!atPiece() || peek() != '(') return std::nullopt;
+  const std::size_t end = line_.find(')', at_);
+  if (end == std::string_view::npos) fail(kExpectedTime);
+  const std::optional<std::int64_t> time = timeOf(line_.substr(at_ + 1, end - at_ - 1));
+  if (!time) fail(kExpectedTime);
+  at_ = end + 1;
+  return time;
+}
+
+bool NotationParser::takeWord(std::string_view word) {
+  if (!atPiece() || piece() != word) return false;
+  at_ += word.size();
+  return true;
+}
+
+std::string_view NotationParser::takeName(std::string_view expected) {
+  if (!atPiece()) fail(expected);
+  const std::string_view name = piece();
+  at_ += name.size();
+  return name;
+}
+
+std::vector<std::uint8_t> NotationParser::takeHex() {
+  std::vector<std::uint8_t> bytes;
+  while (atPiece()) {
+    const std::optional<std::uint8_t> byte = hexByteIn(line_.substr(at_));
+    if (!byte && line_.substr(at_).starts_with(kHiddenByte)) {
+      fail("two hex digits: these bytes are a secret that was hidden when this was printed");
+    }
+    if (!byte) fail("two hex digits");
+    bytes.push_back(*byte);
+    at_ += 2;
+  }
+  expectBoundary(false);
+  return bytes;
+}
+
+FieldValue NotationParser::takeFields() { return takeRecord('\0', 0); }
+
+// The fields up to `end`, which is left.
+FieldValue NotationParser::takeRecord(char end, std::size_t depth) {
+  FieldValue record;
+  record.column = column();
+  while (atPiece() && peek() != end) {
+    const std::size_t begin = at_;
+    const std::size_t stop = line_.find_first_of(" \t=\"#{}[],", at_);
+    if (stop == std::string_view::npos || stop == begin || line_[stop] != '=') {
+      fail("field=value");
+    }
+    at_ = stop + 1;
+    const bool isNested = end != '\0';
+    addField(record, line_.substr(begin, stop - begin), isNested, depth);
+    expectBoundary(isNested);
+  }
+  return record;
+}
+
+// Takes the value of a field with a dotted name and puts it where it belongs.
+void NotationParser::addField(FieldValue& record, std::string_view name, bool isNested,
+                              std::size_t depth) {
+  const std::string_view whole = name;
+  const std::size_t column = at_ - name.size();  // behind the name stands a '='
+  FieldValue* at = &record;
+  for (;;) {
+    if (++depth > kMostValueNesting) throwUnexpected(column, whole, "fewer records in one another");
+    const std::size_t dot = name.find('.');
+    const std::string_view part = name.substr(0, dot);
+    FieldValue* found = at->find(part);
+    const bool isLast = dot == std::string_view::npos;
+    if (found != nullptr && (isLast || found->kind != FieldValue::Kind::kRecord)) {
+      throwUnexpected(column, whole, "each field once");
+    }
+    if (found == nullptr) {
+      found = &at->items.emplace_back();
+      found->column = column;
+    }
+    if (isLast) *found = takeValue(isNested, depth);
+    if (found->name.empty()) {
+      found->name = part;
+      found->nameColumn = column;
+    }
+    if (isLast) return;
+    at = found;
+    name.remove_prefix(dot + 1);
+  }
+}
+
+FieldValue NotationParser::takeValue(bool isNested, std::size_t depth) {
+  if (depth > kMostValueNesting) fail("fewer values in one another");
+  FieldValue value;
+  value.column = at_ + 1;
+  if (peek() == '[') return takeList(depth);
+  if (peek() == '{') {
+    ++at_;
+    value = takeRecord('}', depth + 1);
+    if (peek() != '}') fail("}");
+    ++at_;
+    return value;
+  }
+  value.kind = FieldValue::Kind::kText;
+  if (peek() == '"') {
+    value.text = takeQuoted();
+    return value;
+  }
+  value.kind = FieldValue::Kind::kWord;
+  const std::size_t end =
+      std::min(line_.find_first_of(isNested ? " \t\"#,]}" : " \t\"#", at_), line_.size());
+  value.text = line_.substr(at_, end - at_);
+  if (value.text.empty()) fail("a value");
+  at_ = end;
+  return value;
+}
+
+FieldValue NotationParser::takeList(std::size_t depth) {
+  FieldValue list;
+  list.kind = FieldValue::Kind::kList;
+  list.column = at_ + 1;
+  ++at_;
+  skipBlanks();
+  if (peek() != ']') {
+    for (;;) {
+      skipBlanks();
+      list.items.push_back(takeValue(true, depth + 1));
+      skipBlanks();
+      if (peek() != ',') break;
+      ++at_;
+    }
+  }
+  if (peek() != ']') fail(", or ]");
+  ++at_;
+  return list;
+}
+
+std::string NotationParser::takeQuoted() {
+  std::string text;
+  ++at_;
+  for (;;) {
+    const std::size_t end = std::min(line_.find_first_of("\"\\", at_), line_.size());
+    text += line_.substr(at_, end - at_);
+    at_ = end;
+    if (atEnd()) fail("\" at the end of the text");
+    if (peek() == '"') break;
+    takeEscape(text);
+  }
+  ++at_;
+  return text;
+}
+
+void NotationParser::takeEscape(std::string& text) {
+  const std::string_view rest = line_.substr(at_ + 1);
+  if (rest.starts_with('n')) {
+    text += '\n';
+  } else if (rest.starts_with('"') || rest.starts_with('\\')) {
+    text += rest.front();
+  } else if (const auto byte = hexByteIn(rest.substr(std::min<std::size_t>(1, rest.size())));
+             rest.starts_with('x') && byte) {
+    text += static_cast<char>(*byte);
+    at_ += 2;
+  } else {
+    fail("\\\" \\\\ \\n or \\xNN");
+  }
+  at_ += 2;
+}
+
+// A value ends with a blank or the line, inside of others also with what ends those.
+void NotationParser::expectBoundary(bool isNested) {
+  if (atEnd() || atBlank() || (isNested && peek() == '}')) return;
+  if (peek() == '#' && (at_ == 0 || kBlanks.find(line_[at_ - 1]) != std::string_view::npos)) return;
+  fail("a blank");
+}
+
+std::string NotationParser::takeNote(std::string_view expected) {
+  if (atPiece()) fail(expected);
+  if (atEnd()) return {};
+  expectBoundary(false);
+  std::string_view written = line_.substr(at_);
+  written = written.substr(0, written.find("#:"));
+  at_ = line_.size();
+  if (!written.empty()) written.remove_prefix(1);
+  if (written.starts_with(' ')) written.remove_prefix(1);
+  written = written.substr(0, written.find_last_not_of(kBlanks) + 1);
+
+  std::string note;
+  while (!written.empty()) {
+    const std::string_view next = written.substr(1);
+    std::size_t length = 2;
+    if (written.front() != '\\') {
+      note += written.front();
+      length = 1;
+    } else if (next.starts_with('n')) {
+      note += '\n';
+    } else if (next.starts_with('\\')) {
+      note += '\\';
+    } else if (const auto byte = hexByteIn(next.substr(std::min<std::size_t>(1, next.size())));
+               next.starts_with('x') && byte) {
+      note += static_cast<char>(*byte);
+      length = 4;
+    } else {
+      note += '\\';  // people write paths into notes
+      length = 1;
+    }
+    written.remove_prefix(length);
+  }
+  return note;
+}
+
+}  // namespace varno
