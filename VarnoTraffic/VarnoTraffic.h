@@ -5,6 +5,7 @@
 #include <VarnoTraffic/Explanation.h>
 #include <VarnoTraffic/FrameCutter.h>
 #include <VarnoTraffic/InputFormat.h>
+#include <VarnoTraffic/JsonLines.h>
 #include <VarnoTraffic/Lint.h>
 #include <VarnoTraffic/Notation.h>
 #include <VarnoTraffic/PacketDirectory.h>

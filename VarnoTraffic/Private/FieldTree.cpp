@@ -204,6 +204,11 @@ void fillFields(HudPacket& packet, FieldValue& values, bool isHiddenQuoted) {
   filler.finish();
 }
 
+void checkRoom(const FieldValue& record, std::size_t column) {
+  constexpr std::size_t kMostFields = 4096;
+  if (record.items.size() >= kMostFields) throwUnexpected(column, "", "fewer fields");
+}
+
 void throwUnexpected(std::size_t column, std::string_view found, std::string expected,
                      std::string nearest) {
   constexpr std::size_t kMostFound = 40;

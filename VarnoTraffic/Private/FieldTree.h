@@ -40,6 +40,10 @@ inline constexpr std::size_t kMostValueNesting = 100;
 // isHiddenQuoted: whether a hidden secret looks like a text, as in JSON.
 void fillFields(HudPacket& packet, FieldValue& values, bool isHiddenQuoted);
 
+// Throws NotationError where the record has more fields than any packet: finding each one's double
+// takes as long as there are others.
+void checkRoom(const FieldValue& record, std::size_t column);
+
 [[noreturn]] void throwUnexpected(std::size_t column, std::string_view found, std::string expected,
                                   std::string nearest = {});
 

@@ -1,5 +1,6 @@
 #include <VarnoTraffic/Private/NotationParser.h>
 
+#include <VarnoTraffic/Private/HexDigits.h>
 #include <VarnoTraffic/Private/ValueText.h>
 
 #include <algorithm>
@@ -12,15 +13,9 @@ namespace {
 constexpr std::string_view kBlanks = " \t";
 constexpr std::string_view kExpectedTime = "a time in seconds, as (1500000000.104000000)";
 
-int hexDigit(char digit) {
-  if (digit >= '0' && digit <= '9') return digit - '0';
-  if (digit >= 'A' && digit <= 'F') return digit - 'A' + 10;
-  if (digit >= 'a' && digit <= 'f') return digit - 'a' + 10;
-  return -1;
-}
+}  // namespace
 
-// Nanoseconds of "seconds.decimals"; none where it is no such time.
-std::optional<std::int64_t> timeOf(std::string_view text) {
+std::optional<std::int64_t> timeIn(std::string_view text) {
   constexpr std::uint64_t kMost = std::numeric_limits<std::int64_t>::max();
   constexpr std::size_t kMostDecimals = 9;
   const bool isNegative = text.starts_with('-');
@@ -42,14 +37,9 @@ std::optional<std::int64_t> timeOf(std::string_view text) {
   return static_cast<std::int64_t>(isNegative ? 0 - time : time);
 }
 
-}  // namespace
-
 std::optional<std::uint8_t> hexByteIn(std::string_view text) {
-  if (text.size() < 2) return std::nullopt;
-  const int high = hexDigit(text[0]);
-  const int low = hexDigit(text[1]);
-  if (high < 0 || low < 0) return std::nullopt;
-  return static_cast<std::uint8_t>(16 * high + low);
+  if (!beginsWithHexByte(text)) return std::nullopt;
+  return hexByte(text[0], text[1]);
 }
 
 NotationParser::NotationParser(std::string_view line) : line_(line) {
@@ -83,7 +73,7 @@ std::optional<std::int64_t> NotationParser::takeTime() {
   if (!atPiece() || peek() != '(') return std::nullopt;
   const std::size_t end = line_.find(')', at_);
   if (end == std::string_view::npos) fail(kExpectedTime);
-  const std::optional<std::int64_t> time = timeOf(line_.substr(at_ + 1, end - at_ - 1));
+  const std::optional<std::int64_t> time = timeIn(line_.substr(at_ + 1, end - at_ - 1));
   if (!time) fail(kExpectedTime);
   at_ = end + 1;
   return time;
@@ -153,6 +143,7 @@ void NotationParser::addField(FieldValue& record, std::string_view name, bool is
       throwUnexpected(column, whole, "each field once");
     }
     if (found == nullptr) {
+      checkRoom(*at, column);
       found = &at->items.emplace_back();
       found->column = column;
     }

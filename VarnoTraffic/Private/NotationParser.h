@@ -51,6 +51,9 @@ class NotationParser {
   std::size_t at_ = 0;
 };
 
+// The nanoseconds of a time in seconds with up to nine decimals; none where it is no such time.
+std::optional<std::int64_t> timeIn(std::string_view text);
+
 // The byte that two hex digits at the text's beginning tell.
 std::optional<std::uint8_t> hexByteIn(std::string_view text);
 

@@ -1,5 +1,6 @@
 #include <VarnoTraffic/Private/ValueText.h>
 
+#include <algorithm>
 #include <array>
 
 namespace varno {
@@ -40,20 +41,38 @@ bool isTreacherous(std::string_view character) {
   return character[1] == '\x81' && last >= 0xA6 && last <= 0xA9;
 }
 
-void appendEscapedBytes(std::string& text, std::string_view bytes) {
+enum class Style : std::uint8_t { kQuoted, kNote, kJson };
+
+std::uint32_t codePointOf(std::string_view character) {
+  if (character.size() == 1) return byteAt(character, 0);
+  std::uint32_t point = byteAt(character, 0) & (0xFFU >> (character.size() + 1));
+  for (std::size_t at = 1; at < character.size(); ++at) {
+    point = point << 6 | (byteAt(character, at) & 0x3FU);
+  }
+  return point;
+}
+
+// A character below U+10000 that is not shown as it is, or a byte that belongs to none.
+void appendEscape(std::string& text, std::string_view bytes, bool isCharacter, Style style) {
+  if (style == Style::kJson) {
+    const std::uint32_t point = isCharacter ? codePointOf(bytes) : 0xFFFD;
+    text += "\\u";
+    appendHexByte(text, static_cast<std::uint8_t>(point >> 8));
+    appendHexByte(text, static_cast<std::uint8_t>(point));
+    return;
+  }
   for (std::size_t at = 0; at < bytes.size(); ++at) {
     text += "\\x";
     appendHexByte(text, byteAt(bytes, at));
   }
 }
 
-// Appends `value` up to its end, with escapes; a double quote is escaped where `isQuoted`.
-void appendEscaped(std::string& text, std::string_view value, bool isQuoted) {
+void appendEscaped(std::string& text, std::string_view value, Style style) {
   std::size_t plain = 0;  // where what is not appended yet begins
   std::size_t at = 0;
   const auto replace = [&](std::size_t length, const auto& append) {
     text.append(value, plain, at - plain);
-    append();
+    append(value.substr(at, length));
     at += length;
     plain = at;
   };
@@ -61,16 +80,16 @@ void appendEscaped(std::string& text, std::string_view value, bool isQuoted) {
     switch (kClasses[byteAt(value, at)]) {
       case Class::kPlain: ++at; break;
       case Class::kQuote:
-        if (!isQuoted) {
+        if (style == Style::kNote) {
           ++at;
-          break;
+        } else {
+          replace(1, [&](std::string_view) { text += "\\\""; });
         }
-        replace(1, [&] { text += "\\\""; });
         break;
-      case Class::kBackslash: replace(1, [&] { text += "\\\\"; }); break;
-      case Class::kNewline: replace(1, [&] { text += "\\n"; }); break;
+      case Class::kBackslash: replace(1, [&](std::string_view) { text += "\\\\"; }); break;
+      case Class::kNewline: replace(1, [&](std::string_view) { text += "\\n"; }); break;
       case Class::kControl:
-        replace(1, [&] { appendEscapedBytes(text, value.substr(at, 1)); });
+        replace(1, [&](std::string_view byte) { appendEscape(text, byte, true, style); });
         break;
       case Class::kBeyondAscii: {
         const std::size_t length = characterLength(value.substr(at));
@@ -78,8 +97,8 @@ void appendEscaped(std::string& text, std::string_view value, bool isQuoted) {
           at += length;
           break;
         }
-        const std::size_t escaped = length > 0 ? length : 1;
-        replace(escaped, [&] { appendEscapedBytes(text, value.substr(at, escaped)); });
+        replace(std::max<std::size_t>(length, 1),
+                [&](std::string_view bytes) { appendEscape(text, bytes, length > 0, style); });
         break;
       }
     }
@@ -91,7 +110,13 @@ void appendEscaped(std::string& text, std::string_view value, bool isQuoted) {
 
 void appendQuoted(std::string& text, std::string_view value) {
   text += '"';
-  appendEscaped(text, value, true);
+  appendEscaped(text, value, Style::kQuoted);
+  text += '"';
+}
+
+void appendJsonText(std::string& text, std::string_view value) {
+  text += '"';
+  appendEscaped(text, value, Style::kJson);
   text += '"';
 }
 
@@ -100,7 +125,7 @@ void appendNote(std::string& text, std::string_view note) {
   if (endsBlank) note.remove_suffix(1);
   for (;;) {
     const std::size_t mark = note.find("#:");
-    appendEscaped(text, note.substr(0, mark), false);
+    appendEscaped(text, note.substr(0, mark), Style::kNote);
     if (mark == std::string_view::npos) break;
     text += "\\x23";
     note.remove_prefix(mark + 1);

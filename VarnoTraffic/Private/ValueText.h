@@ -40,7 +40,11 @@ bool readReal(std::string_view text, double& value);
 // upon or does not show, as \xNN.
 void appendQuoted(std::string& text, std::string_view value);
 
-// The same escapes without quotes, in one line; a '#' before a ':' is escaped as well.
+// The text as a JSON string. Bytes that are not valid UTF-8 become U+FFFD, since JSON has no
+// others.
+void appendJsonText(std::string& text, std::string_view value);
+
+// The escapes of appendQuoted without quotes, in one line; a '#' before a ':' is escaped as well.
 void appendNote(std::string& text, std::string_view note);
 
 // Two upper-case digits.
