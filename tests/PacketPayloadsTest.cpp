@@ -1,6 +1,6 @@
 #include <VarnoNetwork/VarnoNetwork.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <tests/reference/FieldText.h>
 
 #include <bit>
 #include <limits>
@@ -12,7 +12,12 @@
 namespace varno::test {
 namespace {
 
-// A record and a packet type of an application's own, with a field of every kind.
+using testing::EndsWith;
+using testing::StartsWith;
+
+enum class Side : std::uint8_t { left, right };
+
+// Records and packet types of an application's own. The first has a field of every kind.
 struct Wheel {
   static constexpr std::string_view kTypeName = "Wheel";
   std::int16_t number = 0;
@@ -32,11 +37,19 @@ struct EveryKindPacket : TypedPacket<EveryKindPacket, CommandPacket, 0x03, 0x7D>
   std::int16_t shorter = 0;
   std::int32_t integer = 0;
   std::int64_t longer = 0;
+  std::uint16_t count16 = 0;
+  std::uint32_t count32 = 0;
+  std::uint64_t count64 = 0;
   float single = 0;
   double real = 0;
   HudString text;
+  Side side = Side::left;
   std::shared_ptr<Wheel> wheel;
+  Wheel spare;
   std::shared_ptr<StringSet> names;
+  StringSet tags;
+  std::vector<Side> sides;
+  std::vector<bool> bits;
   std::int32_t local = 0;
 
   template <class Self, class Visit>
@@ -46,12 +59,53 @@ struct EveryKindPacket : TypedPacket<EveryKindPacket, CommandPacket, 0x03, 0x7D>
     visit("shorter", self.shorter);
     visit("integer", self.integer);
     visit("longer", self.longer);
+    visit("count16", self.count16);
+    visit("count32", self.count32);
+    visit("count64", self.count64);
     visit("single", self.single);
     visit("real", self.real);
     visit("text", self.text);
+    visit("side", self.side);
     visit("wheel", self.wheel);
+    visit("spare", self.spare);
     visit("names", self.names);
+    visit("tags", self.tags);
+    visit("sides", self.sides);
+    visit("bits", self.bits);
     visit.unsent("local", self.local);
+  }
+};
+
+struct Void {
+  static constexpr std::string_view kTypeName = "Void";
+  template <class Self, class Visit>
+  static void fields(Self&, Visit&) {}
+};
+
+struct Tree {
+  static constexpr std::string_view kTypeName = "Tree";
+  std::vector<Tree> children;
+
+  template <class Self, class Visit>
+  static void fields(Self& self, Visit& visit) {
+    visit("children", self.children);
+  }
+};
+
+struct ListsPacket : TypedPacket<ListsPacket, CommandPacket, 0x03, 0x7E> {
+  static constexpr std::string_view kTypeName = "ListsPacket";
+  static constexpr std::string_view kFieldSeparator = ", ";
+  std::vector<Wheel> wheels = std::vector<Wheel>(2);
+  std::vector<std::vector<std::int16_t>> rows;
+  std::vector<Void> voids;
+  Tree tree;
+
+  template <class Self, class Visit>
+  static void fields(Self& self, Visit& visit) {
+    visit("wheels", self.wheels);
+    visit("rows", self.rows);
+    visit("voids", self.voids);
+    visit("tree", self.tree);
   }
 };
 
@@ -83,65 +137,97 @@ Bytes wireBytesOf(const Value& value) {
   return stream.toNSData();
 }
 
-// A field of a packet, as the bytes that it takes on the wire, and where in the payload it ends. A
-// set counts as one field for each of its strings.
-struct Entry {
-  std::string name;
-  std::string bytes;
-  std::size_t end;
+// A packet's fields by their paths, as the bytes that each takes on the wire, and where in the
+// payload each ends. A set counts as one field for each of its strings.
+class Contents : public UniformFieldVisitor<Contents, FieldVisitor> {
+ public:
+  using Fields = std::map<std::string, std::string>;
+
+  explicit Contents(const HudPacket& packet) { packet.visitFields(*this); }
+
+  Fields all() const { return before(kUnsent); }
+
+  // The fields that the first bytes of the payload hold.
+  Fields before(std::size_t end) const {
+    Fields fields;
+    for (const Entry& entry : entries_) {
+      if (entry.end <= end) fields[entry.path] = entry.bytes;
+    }
+    return fields;
+  }
+
+  void onField(const FieldInfo& field, const auto& value) {
+    if constexpr (std::is_same_v<decltype(value), const StringSet&>) {
+      beginList(field, value.size());
+      for (const std::string& text : value) add(field, "." + text, HudString(text));
+    } else {
+      add(field, "", value);
+    }
+  }
+  void beginList(const FieldInfo&, const std::size_t& size) override {
+    end_ += wireBytesOf(static_cast<std::int32_t>(size)).size();
+  }
+
+ private:
+  static constexpr std::size_t kUnsent = std::numeric_limits<std::size_t>::max();
+
+  struct Entry {
+    std::string path;
+    std::string bytes;
+    std::size_t end;
+  };
+
+  void add(const FieldInfo& field, const std::string& part, const auto& value) {
+    const Bytes bytes = wireBytesOf(value);
+    if (field.isOnWire) end_ += bytes.size();
+    entries_.push_back({field.path() + part, hex(bytes), field.isOnWire ? end_ : kUnsent});
+  }
+
+  std::vector<Entry> entries_;
+  std::size_t end_ = 0;
 };
 
-std::vector<Entry> entriesOf(const HudPacket& packet) {
-  std::vector<Entry> entries;
-  std::size_t end = 0;
-  forEachField(packet, [&](const FieldInfo& field, const auto& value) {
-    const auto add = [&](const std::string& name, const auto& part) {
-      const Bytes bytes = wireBytesOf(part);
-      if (field.isOnWire) end += bytes.size();
-      entries.push_back(
-          {name, hex(bytes), field.isOnWire ? end : std::numeric_limits<std::size_t>::max()});
-    };
-    if constexpr (std::is_same_v<decltype(value), const StringSet&>) {
-      end += wireBytesOf(static_cast<std::int32_t>(value.size())).size();
-      for (const std::string& text : value) add(field.path() + "." + text, HudString(text));
-    } else {
-      add(field.path(), value);
-    }
-  });
-  return entries;
-}
-
-// The fields that the first bytes of the payload hold; with no limit also those it does not carry.
-using Fields = std::map<std::string, std::string>;
-Fields fieldsOf(const std::vector<Entry>& entries,
-                std::size_t before = std::numeric_limits<std::size_t>::max()) {
-  Fields fields;
-  for (const Entry& entry : entries) {
-    if (entry.end <= before) fields[entry.name] = entry.bytes;
+// Reads the payload by a FieldReader, which has to do the same as parsePayload. The result is where
+// it failed, or empty.
+std::string readByFields(HudPacket& packet, std::span<const std::uint8_t> payload) {
+  HudInputStream stream(payload);
+  FieldReader reader(stream);
+  try {
+    packet.editFields(reader);
+    return {};
+  } catch (const HudException&) {
+    return formatText("%@ at %lu", reader.path(), reader.begin());
   }
-  return fields;
 }
 
 TEST(PacketPayloads, FieldsOfEveryKind) {
   EveryKindPacket packet;
-  EXPECT_EQ(
-      hex(frameOf(packet)),  // what is absent counts as empty
-      "02 7D 7F 7D 7E 7D 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 "
-      "00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 03");
-  EXPECT_EQ(fuzz::fieldText(packet, "absent"),
-            "flag 1:0\noctet 1:0\nshorter 1:0\ninteger 1:0\nlonger 1:0\nsingle 1:0\nreal 1:0\n"
-            "text 6:absent\nwheel.number 1:0\nwheel.name 6:absent\nnames 1:0\n"
-            "local unsent 1:0\n");
+  EXPECT_EQ(hex(payloadOf(packet)), hex(Bytes(69)));  // what is absent counts as empty
+  EXPECT_EQ(packet.description(),
+            "EveryKindPacket[flag : 0 octet : 0 shorter : 0 integer : 0 longer : 0 count16 : 0 "
+            "count32 : 0 count64 : 0 single : 0.000000 real : 0.000000 text : (null) side : 0 "
+            "wheel : (null) spare : Wheel[number : 0 name : (null)] names : (null) tags : [] sides "
+            ": [] bits : [] local : 0]");
   EXPECT_EQ(packet.wheel, nullptr);
 
+  packet.sides = {Side::left, Side::right};
+  packet.bits = {true, true, false, false, false, false, false};
   fill(packet);
   EXPECT_EQ(
       hex(payloadOf(packet)),
-      "01 7D 00 7D 7F 7D 00 FE 7D 7E 7D 7F 7D 00 FD 7D 7F 7D 00 7D 7E FE 7D 7E 7D 7F 7D 00 7D 00 "
-      "7D 7F 7D 7E FE "
+      "01 7D 00 7D 7F 7D 00 FE 7D 7E 7D 7F 7D 00 FD 7D 7F 7D 00 7D 7E FE 7D 7E 7D 7F 7D 00 7D 7F "
+      "7D 00 FE 7D 7E 7D 7F 7D 00 FD 7D 7F 7D 00 7D 7E FE 7D 7E 7D 7F 7D 00 7D 00 7D 7F 7D 7E FE "
       "7D 00 7D 7F 7D 7E FE 7D 7E 7D 00 7D 7F 7E 00 0C 7D 7F 7D 7E 7D 00 20 E6 BC A2 20 74 65 "
-      "78 74 7D 7F 7D 00 00 0C 7D 7F 7D 7E 7D 00 20 E6 BC A2 20 6E 61 6D 65 00 00 00 7D 7E 00 "
-      "00 00 7D 7F 7D 7F 7D 00 00 7D 7E E6 BC A2");
+      "78 74 7D 00 7D 7F 7D 00 00 0C 7D 7F 7D 7E 7D 00 20 E6 BC A2 20 6E 61 6D 65 7D 7F 7D 00 00 "
+      "0C 7D 7F 7D 7E 7D 00 20 E6 BC A2 20 6E 61 6D 65 00 00 00 7D 7E 00 00 00 7D 7F 7D 7F 7D 00 "
+      "00 7D 7E E6 BC A2 00 00 00 7D 7E 00 00 00 7D 7F 7D 7F 7D 00 00 7D 7E E6 BC A2 00 00 00 7D "
+      "7F 7D 00 7D 00 00 00 00 07 00 00 01 01 01 01 01");
+  packet.tags.clear();
+  EXPECT_THAT(packet.description(),
+              EndsWith("side : 125 wheel : Wheel[number : 637 name : \x02\x03} \xE6\xBC\xA2 name] "
+                       "spare : Wheel[number : 637 name : \x02\x03} \xE6\xBC\xA2 name] names : [, "
+                       "\x02}, \xE6\xBC\xA2] tags : [] sides : [125, 125] bits : [0, 0, 1, 1, 1, "
+                       "...] local : -33357187]"));
 }
 
 TEST(PacketPayloads, ReadBackWhatWasWritten) {
@@ -150,23 +236,63 @@ TEST(PacketPayloads, ReadBackWhatWasWritten) {
   for (const PacketType type : PacketCatalogue::packetTypes()) {
     SCOPED_TRACE(type.name());
     const auto written = type.make();
+    if (auto* packet = dynamic_cast<EveryKindPacket*>(written.get())) {
+      packet->sides = {Side::left, Side::right};
+      packet->bits = {true, false};
+    }
     fill(*written);
-    const auto entries = entriesOf(*written);
+    const Contents contents(*written);
     const Bytes payload = payloadOf(*written);
+    // The version event is the one that cannot read what it wrote.
+    const bool isVersion = type == PacketType::of<HudVersionEventPacket>();
     // Cut at every byte it is refused, and the fields before the cut are stored.
     for (std::size_t cut = 0; cut <= payload.size(); ++cut) {
       const auto read = type.make();
-      Fields expected = fieldsOf(entries, cut);
-      expected.merge(fieldsOf(entriesOf(*read)));
+      Contents::Fields expected = contents.before(cut);
+      expected.merge(Contents(*read).all());
       Bytes received(payload.data(), payload.data() + cut);
       const bool isWhole = cut == payload.size();
       if (isWhole) received.insert(received.end(), {0x7D, 0x00, 0xFF});  // nothing looks at these
-      // The version event is the one that cannot read what it wrote.
-      const bool isReadable = isWhole && type != PacketType::of<HudVersionEventPacket>();
-      EXPECT_EQ(parse(*read, received), isReadable);
-      EXPECT_EQ(fieldsOf(entriesOf(*read)), expected) << "cut at " << cut;
+      EXPECT_EQ(parse(*read, received), isWhole && !isVersion);
+      EXPECT_EQ(Contents(*read).all(), expected) << "cut at " << cut;
+
+      const auto readAgain = type.make();
+      EXPECT_EQ(readByFields(*readAgain, received).empty(), isWhole || isVersion);
+      EXPECT_EQ(Contents(*readAgain).all(), expected) << "cut at " << cut;
     }
   }
+}
+
+// What a FieldReader shows its witness, and the bytes that it lies in.
+struct Witness : UniformFieldVisitor<Witness, FieldVisitor> {
+  FieldReader* reader = nullptr;
+  std::string text;
+
+  void add(const std::string& what) {
+    text += formatText("%lu-%lu %@\n", reader->begin(), reader->end(), what);
+  }
+  void onField(const FieldInfo& field, const auto&) { add(field.path()); }
+  void beginRecord(const FieldInfo&, std::string_view typeName) override { text += typeName; }
+  void endRecord() override { text += ";"; }
+  void beginList(const FieldInfo& field, const std::size_t& size) override {
+    add(formatText("%@ of %lu", field.path(), size));
+  }
+  void endList() override { text += ";"; }
+};
+
+TEST(PacketPayloads, FieldReaderTellsWhereItStands) {
+  Witness witness;
+  const Bytes payload = bytes("00 00 00 01 00 7D 00 00 01 41 00 00 00 01 00 00 00 01 00 7D 7F");
+  HudInputStream stream(payload);
+  FieldReader reader(stream, &witness);
+  witness.reader = &reader;
+  ListsPacket packet;
+  EXPECT_EQ(thrownBy([&] { packet.editFields(reader); }), kOutOfBounds);
+  EXPECT_EQ(witness.text,
+            "0-4 wheels of 1\nWheel4-7 wheels[0].number\n7-10 wheels[0].name\n;;"
+            "10-14 rows of 1\n14-18 rows[0] of 1\n18-21 rows[0][0]\n;;");
+  EXPECT_EQ(reader.path(), "voids");
+  EXPECT_EQ(reader.begin(), 21U);
 }
 
 struct ParseRow {
@@ -188,6 +314,11 @@ std::vector<ParseRow> irregularPayloads() {
         "[enable : 1, textColor : 0xFFFFFFFF, icon : 0x0, package name count : %lu package name "
         "list[%@]]",
         count, list);
+  };
+  const auto lists = PacketType::of<ListsPacket>();
+  const auto listed = [](const char* wheels, const char* rows, const char* voids) {
+    return formatText("[wheels : [%@], rows : [%@], voids : [%@], tree : Tree[children : []]]",
+                      wheels, rows, voids);
   };
   return {
       {PacketType::of<VarnoModeCommandPacket>(), "00 00 00 00", true, "[mode : android]"},
@@ -217,6 +348,18 @@ std::vector<ParseRow> irregularPayloads() {
        "66",
        true, names(6, "a, b, c, d, e...")},
 
+      // A count below 0 is none, one that lies takes no memory, elements are stored when whole.
+      {lists,
+       "00 00 00 01 00 05 00 01 41 00 00 00 7D 7F 00 00 00 00 00 00 00 01 FF FF 00 00 00 00 00 00 "
+       "00 00",
+       true, listed("Wheel[number : 5, name : A]", "[], [-1]", "")},
+      {lists, "FF FF FF FF 80 00 00 00 FF FF FF FF FF FF FF FF", true, listed("", "", "")},
+      {lists, "7F FF FF FF 00 05 00 01 41 00 06 00 01", false,
+       listed("Wheel[number : 5, name : A]", "", "")},
+      {lists, "00 00 00 00 7F FF FF FF 00 00 00 00 00 00 00 01 00 06 00 00 00 01 00", false,
+       listed("", "[], [6]", "")},
+      {lists, "00 00 00 00 00 00 00 00 7F FF FF FF", false, listed("", "", "Void[]")},
+
       {version, "00 05 41 26 42 26 43", true, versions("A", "B", "C")},
       {version, "00 04 41 26 26 43 26", true, versions("A", "", "C")},
       {version, "00 7D 7F 26 26", true, versions("", "", "")},
@@ -241,7 +384,22 @@ TEST(PacketPayloads, IrregularOnes) {
     EXPECT_EQ(parse(*packet, bytes(row.payload)), row.isParsed);
     EXPECT_EQ(packet->description(), std::string(row.type.name()) + row.description);
     EXPECT_EQ(log.take(), row.log);
+    if (row.type == PacketType::of<HudVersionEventPacket>()) continue;
+    const auto readAgain = row.type.make();
+    EXPECT_EQ(readByFields(*readAgain, bytes(row.payload)).empty(), row.isParsed);
+    EXPECT_EQ(readAgain->description(), packet->description());
   }
+}
+
+// A frame decides how deep a record goes that holds itself, but not beyond a limit.
+TEST(PacketPayloads, NestingEnds) {
+  Bytes payload(12);  // three empty lists
+  for (int depth = 0; depth < 1'000'000; ++depth) {
+    payload.insert(payload.end(), {0, 0, 0, 1});
+  }
+  ListsPacket packet;
+  EXPECT_FALSE(parse(packet, payload));
+  EXPECT_THAT(readByFields(packet, payload), StartsWith("tree.children[0].children[0].children"));
 }
 
 TEST(PacketPayloads, SoundDeviceIsSharedAndMayBeNull) {
@@ -265,7 +423,7 @@ TEST(PacketPayloads, SoundDeviceIsSharedAndMayBeNull) {
   packet.setSoundDevice(nullptr);
   EXPECT_EQ(packet.description(), "BluetoothConnectionEventPacket[soundDevice : (null) event : 7]");
   EXPECT_EQ(hex(payloadOf(packet)), "00 00 00 00 00 07");
-  EXPECT_EQ(entriesOf(packet).size(), 4U);
+  EXPECT_EQ(Contents(packet).all().size(), 4U);
   ASSERT_TRUE(parse(packet, payload));
   EXPECT_EQ(packet.soundDevice()->address(), "B");
 }

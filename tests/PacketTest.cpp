@@ -1,8 +1,6 @@
 #include "TestSupport.h"
 
-#include <VarnoNetwork/Network/Command/SystemTimeCommandPacket.h>
-#include <VarnoNetwork/Network/EventPacket.h>
-#include <VarnoNetwork/Network/TypedPacket.h>
+#include <VarnoNetwork/VarnoNetwork.h>
 
 #include <gmock/gmock.h>
 
@@ -47,6 +45,49 @@ TEST(Packet, AbstractBasesFail) {
   EXPECT_EQ(thrownBy([&] { packet.getParam1(); }), kNotYetImplemented);
   EXPECT_EQ(thrownBy([&] { packet.getParam2(); }), kNotYetImplemented);
   EXPECT_EQ(packet.description(), "HudPacket[]");
+}
+
+struct Keys {
+  static constexpr std::string_view kTypeName = "Keys";
+  std::vector<HudString> keys = {"open sesame"};
+  template <class Self, class Visit>
+  static void fields(Self& self, Visit& visit) {
+    visit("keys", self.keys);
+  }
+};
+
+struct SafePacket : TypedPacket<SafePacket, CommandPacket, 0x41, 0> {
+  static constexpr std::string_view kTypeName = "SafePacket";
+  std::string description() const override { return "open sesame"; }
+  Keys keys;
+  std::shared_ptr<Keys> more;
+  std::int32_t pin = 1234;
+  std::vector<Keys> rings = {keys};
+
+  template <class Self, class Visit>
+  static void fields(Self& self, Visit& visit) {
+    visit.secret("keys", self.keys);
+    visit.secret("more", self.more);
+    visit.unsentSecret("pin", self.pin);
+    visit.secret("rings", self.rings);
+    visit("public", self.keys);
+  }
+};
+
+TEST(Packet, LoggableTextHasNoSecrets) {
+  WifiStationModeCommandPacket station;
+  station.setSsid("Ho\nme");
+  station.setPassword("open sesame");
+  EXPECT_EQ(loggable(station), HudLog::printableLine("WifiStationModeCommandPacket[ssid : Ho\nme "
+                                                     "password : *** securityType : 2]"));
+  EXPECT_EQ(
+      loggable(BluetoothPairingCommandPacket()),
+      "BluetoothPairingCommandPacket[pairingType : 0 soundDeviceAddress :  pairingKey : ***]");
+  EXPECT_EQ(loggable(SafePacket()),
+            "SafePacket[keys : *** more : *** pin : *** rings : *** public : Keys[keys : [open "
+            "sesame]]]");
+  EXPECT_EQ(loggable(WifiStationStatusEventPacket()),
+            "WifiStationStatusEventPacket[errorCode : 0 errorMessage :  ipAddress : ]");
 }
 
 Lines dump(const Bytes& content) {

@@ -51,16 +51,6 @@ inline constexpr bool kIsFieldType<std::shared_ptr<Pointee>> = FieldPointee<Poin
 template <class Element>
 inline constexpr bool kIsFieldType<std::vector<Element>> = kIsFieldType<Element>;
 
-template <class Type>
-struct RefusedFieldType {
-  static_assert(kIsFieldType<Type>,
-                "a field is a bool, std::uint8_t, std::int16_t, std::int32_t, std::int64_t, "
-                "std::uint16_t, std::uint32_t, std::uint64_t, float, double, HudString, StringSet, "
-                "an enumeration with one of these integers as its fixed underlying type, a record "
-                "(kTypeName and fields), a shared_ptr of a record or StringSet, or a vector of any "
-                "of these");
-};
-
 }  // namespace detail
 
 template <class Type>
@@ -68,8 +58,13 @@ concept FieldType = detail::kIsFieldType<Type>;
 
 // Stops the compilation with the list of the types that are allowed, once for each other type.
 template <class Type>
-constexpr void refuseFieldType() {
-  static_cast<void>(detail::RefusedFieldType<Type>{});
-}
+struct RefusedFieldType {
+  static_assert(FieldType<Type>,
+                "a field is a bool, std::uint8_t, std::int16_t, std::int32_t, std::int64_t, "
+                "std::uint16_t, std::uint32_t, std::uint64_t, float, double, HudString, StringSet, "
+                "an enumeration with one of these integers as its fixed underlying type, a record "
+                "(kTypeName and fields), a shared_ptr of a record or StringSet, or a vector of any "
+                "of these");
+};
 
 }  // namespace varno

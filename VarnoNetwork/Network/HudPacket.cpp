@@ -35,7 +35,6 @@ void HudPacket::appendPayload(HudOutputStream& /*stream*/) const { throwNotYetIm
 bool HudPacket::parsePayload(HudInputStream& /*stream*/) { throwNotYetImplemented(); }
 
 std::string_view HudPacket::typeName() const { return kTypeName; }
-std::string HudPacket::description() const { return describe("%@[]"); }
 void HudPacket::visitFields(FieldVisitor& /*visitor*/) const {}
 void HudPacket::editFields(FieldEditor& /*editor*/) {}
 

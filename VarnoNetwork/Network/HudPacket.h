@@ -37,8 +37,14 @@ class VARNO_EXPORT HudPacket : public IHudPacket {
   // The name of the packet's own type, as "KeepAliveCommandPacket".
   virtual std::string_view typeName() const;
 
-  // The packet as text for logs. Everything in it is shown in clear, passwords and keys included.
+  // The packet as text for logs: "WifiStationStatusEventPacket[...]". Everything in it is shown in
+  // clear, passwords and keys included; see `loggable`. The default shows the fields by their
+  // names,
+  // "%@[a : %d b : %@]", those of a record likewise, and at most five elements of a set or list.
   virtual std::string description() const;
+
+  // What stands between the fields there: a blank, or a type's own kFieldSeparator.
+  virtual std::string_view fieldSeparator() const;
 
   // Walk the packet's fields by name, those of irregular payloads included.
   virtual void visitFields(FieldVisitor& visitor) const;
@@ -86,6 +92,11 @@ class VARNO_EXPORT HudPacket : public IHudPacket {
     return formatText<std::string_view, Arguments...>(format, typeName(), arguments...);
   }
 };
+
+// The packet as text that may be written to a log others see: the description, or, where the packet
+// has fields named by visit.secret, what the default description would show, with *** in their
+// place. Passed through HudLog::printableLine.
+VARNO_EXPORT std::string loggable(const HudPacket& packet);
 
 // The packet's whole frame. Throws what the packet's own writing operations throw.
 VARNO_EXPORT std::vector<std::uint8_t> frameOf(const HudPacket& packet);

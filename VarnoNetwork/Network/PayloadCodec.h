@@ -91,7 +91,7 @@ class PayloadWriter {
   }
   template <class Value>
   void operator()(const char*, const Value&) {
-    refuseFieldType<Value>();
+    static_cast<void>(sizeof(RefusedFieldType<Value>));
   }
 
   template <class Value>
@@ -181,7 +181,7 @@ class PayloadReader {
   }
   template <class Value>
   void operator()(const char*, Value&) {
-    refuseFieldType<Value>();
+    static_cast<void>(sizeof(RefusedFieldType<Value>));
   }
 
   template <class Value>
@@ -260,7 +260,7 @@ class FieldPresenter {
     } else if constexpr (FieldType<Type>) {
       presentHolder(field, value);
     } else {
-      refuseFieldType<Type>();
+      static_cast<void>(sizeof(RefusedFieldType<Type>));
     }
   }
 

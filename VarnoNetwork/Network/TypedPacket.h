@@ -72,6 +72,14 @@ class FieldPacket : public Base {
     Derived::fields(derived(), visit);
   }
 
+  std::string_view fieldSeparator() const override {
+    if constexpr (requires { Derived::kFieldSeparator; }) {
+      return Derived::kFieldSeparator;
+    } else {
+      return Base::fieldSeparator();
+    }
+  }
+
   void editFields(FieldEditor& editor) override {
     FieldPresenter<false> visit(editor);
     Derived::fields(derived(), visit);

@@ -12,6 +12,7 @@ class VARNO_EXPORT BluetoothConnectionCommandPacket
     : public TypedPacket<BluetoothConnectionCommandPacket, CommandPacket, 5, 4> {
  public:
   static constexpr std::string_view kTypeName = "BluetoothConnectionCommandPacket";
+  static constexpr std::string_view kFieldSeparator = ", ";
 
   // The device's Bluetooth address, as text in whatever form the display takes.
   const HudString& address() const { return address_; }
@@ -22,10 +23,6 @@ class VARNO_EXPORT BluetoothConnectionCommandPacket
     isConnectionRequired_ = isConnectionRequired;
   }
 
-  std::string description() const override {
-    return describe("%@[address : %@, isConnectionRequired : %d]", address_, isConnectionRequired_);
-  }
-
   template <class Self, class Visit>
   static void fields(Self& self, Visit& visit) {
     visit("address", self.address_);
@@ -33,7 +30,7 @@ class VARNO_EXPORT BluetoothConnectionCommandPacket
   }
 
  private:
-  HudString address_ = "";
+  HudString address_ = std::string();
   bool isConnectionRequired_ = false;
 };
 

@@ -27,11 +27,6 @@ class VARNO_EXPORT BluetoothPairingCommandPacket
   const HudString& pairingKey() const { return pairingKey_; }
   void setPairingKey(HudString pairingKey) { pairingKey_ = std::move(pairingKey); }
 
-  std::string description() const override {
-    return describe("%@[pairingType : %d soundDeviceAddress : %@ pairingKey : %@]", pairingType_,
-                    soundDeviceAddress_, pairingKey_);
-  }
-
   template <class Self, class Visit>
   static void fields(Self& self, Visit& visit) {
     visit("pairingType", self.pairingType_);
@@ -41,8 +36,8 @@ class VARNO_EXPORT BluetoothPairingCommandPacket
 
  private:
   std::int32_t pairingType_ = 0;
-  HudString soundDeviceAddress_ = "";
-  HudString pairingKey_ = "";
+  HudString soundDeviceAddress_ = std::string();
+  HudString pairingKey_ = std::string();
 };
 
 }  // namespace varno

@@ -16,10 +16,6 @@ class VARNO_EXPORT DisplayBrightnessCommandPacket
   bool isBacklightEnabled() const { return isBacklightEnabled_; }
   void setIsBacklightEnabled(bool isBacklightEnabled) { isBacklightEnabled_ = isBacklightEnabled; }
 
-  std::string description() const override {
-    return describe("%@[isBacklightEnabled : %d]", isBacklightEnabled_);
-  }
-
   template <class Self, class Visit>
   static void fields(Self& self, Visit& visit) {
     visit("isBacklightEnabled", self.isBacklightEnabled_);

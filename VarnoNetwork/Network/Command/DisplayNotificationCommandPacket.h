@@ -14,8 +14,6 @@ class VARNO_EXPORT DisplayNotificationCommandPacket
   bool enable() const { return enable_; }
   void setEnable(bool enable) { enable_ = enable; }
 
-  std::string description() const override { return describe("%@[enable : %d]", enable_); }
-
   template <class Self, class Visit>
   static void fields(Self& self, Visit& visit) {
     visit("enable", self.enable_);

@@ -16,10 +16,6 @@ class VARNO_EXPORT DisplaySpeedCommandPacket
     isSpeedInformationVisible_ = isSpeedInformationVisible;
   }
 
-  std::string description() const override {
-    return describe("%@[isSpeedInformationVisible : %d]", isSpeedInformationVisible_);
-  }
-
   template <class Self, class Visit>
   static void fields(Self& self, Visit& visit) {
     visit("isSpeedInformationVisible", self.isSpeedInformationVisible_);

@@ -16,10 +16,6 @@ class VARNO_EXPORT DisplaySpeedGaugeCommandPacket
     isSpeedGaugeVisible_ = isSpeedGaugeVisible;
   }
 
-  std::string description() const override {
-    return describe("%@[isSpeedGaugeVisible : %d]", isSpeedGaugeVisible_);
-  }
-
   template <class Self, class Visit>
   static void fields(Self& self, Visit& visit) {
     visit("isSpeedGaugeVisible", self.isSpeedGaugeVisible_);

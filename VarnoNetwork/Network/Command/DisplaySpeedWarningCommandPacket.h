@@ -15,8 +15,6 @@ class VARNO_EXPORT DisplaySpeedWarningCommandPacket
   std::int32_t speed() const { return speed_; }
   void setSpeed(std::int32_t speed) { speed_ = speed; }
 
-  std::string description() const override { return describe("%@[speed : %d]", speed_); }
-
   template <class Self, class Visit>
   static void fields(Self& self, Visit& visit) {
     visit("speed", self.speed_);

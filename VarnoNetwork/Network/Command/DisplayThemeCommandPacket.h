@@ -15,8 +15,6 @@ class VARNO_EXPORT DisplayThemeCommandPacket
   std::int32_t theme() const { return theme_; }
   void setTheme(std::int32_t theme) { theme_ = theme; }
 
-  std::string description() const override { return describe("%@[theme : %d]", theme_); }
-
   template <class Self, class Visit>
   static void fields(Self& self, Visit& visit) {
     visit("theme", self.theme_);

@@ -14,8 +14,6 @@ class VARNO_EXPORT DisplayTimeCommandPacket
   bool isEnable() const { return isEnable_; }
   void setIsEnable(bool isEnable) { isEnable_ = isEnable; }
 
-  std::string description() const override { return describe("%@[isEnable : %d]", isEnable_); }
-
   template <class Self, class Visit>
   static void fields(Self& self, Visit& visit) {
     visit("isEnable", self.isEnable_);

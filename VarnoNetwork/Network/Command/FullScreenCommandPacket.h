@@ -14,10 +14,6 @@ class VARNO_EXPORT FullScreenCommandPacket
   bool isFullScreen() const { return isFullScreen_; }
   void setIsFullScreen(bool isFullScreen) { isFullScreen_ = isFullScreen; }
 
-  std::string description() const override {
-    return describe("%@[isFullScreen : %d]", isFullScreen_);
-  }
-
   template <class Self, class Visit>
   static void fields(Self& self, Visit& visit) {
     visit("isFullScreen", self.isFullScreen_);

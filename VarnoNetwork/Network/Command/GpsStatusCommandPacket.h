@@ -14,10 +14,6 @@ class VARNO_EXPORT GpsStatusCommandPacket
   bool isUnreliable() const { return isUnreliable_; }
   void setIsUnreliable(bool isUnreliable) { isUnreliable_ = isUnreliable; }
 
-  std::string description() const override {
-    return describe("%@[isUnreliable : %d]", isUnreliable_);
-  }
-
   template <class Self, class Visit>
   static void fields(Self& self, Visit& visit) {
     visit("isUnreliable", self.isUnreliable_);

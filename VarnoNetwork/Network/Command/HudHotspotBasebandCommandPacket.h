@@ -18,10 +18,6 @@ class VARNO_EXPORT HudHotspotBasebandCommandPacket
   void setForceEnable(bool forceEnable) { forceEnable_ = forceEnable; }
 
   // No comma, unlike other commands.
-  std::string description() const override {
-    return describe("%@[is5G : %d forceEnable : %d]", is5G_, forceEnable_);
-  }
-
   template <class Self, class Visit>
   static void fields(Self& self, Visit& visit) {
     visit("is5G", self.is5G_);

@@ -15,8 +15,6 @@ class VARNO_EXPORT HudResetCommandPacket
   std::int32_t resetType() const { return resetType_; }
   void setResetType(std::int32_t resetType) { resetType_ = resetType; }
 
-  std::string description() const override { return describe("%@[resetType : %d]", resetType_); }
-
   template <class Self, class Visit>
   static void fields(Self& self, Visit& visit) {
     visit("resetType", self.resetType_);

@@ -15,8 +15,6 @@ class VARNO_EXPORT KeyStoneCommandPacket
   float keyStone() const { return keyStone_; }
   void setKeyStone(float keyStone) { keyStone_ = keyStone; }
 
-  std::string description() const override { return describe("%@[keyStone : %f]", keyStone_); }
-
   template <class Self, class Visit>
   static void fields(Self& self, Visit& visit) {
     visit("keyStone", self.keyStone_);

@@ -15,8 +15,6 @@ class VARNO_EXPORT LayoutSizeCommandPacket
   float layoutSize() const { return layoutSize_; }
   void setLayoutSize(float layoutSize) { layoutSize_ = layoutSize; }
 
-  std::string description() const override { return describe("%@[layoutSize : %f]", layoutSize_); }
-
   template <class Self, class Visit>
   static void fields(Self& self, Visit& visit) {
     visit("layoutSize", self.layoutSize_);

@@ -10,6 +10,7 @@ class VARNO_EXPORT MinBrightnessCommandPacket
     : public TypedPacket<MinBrightnessCommandPacket, CommandPacket, 2, 4> {
  public:
   static constexpr std::string_view kTypeName = "MinBrightnessCommandPacket";
+  static constexpr std::string_view kFieldSeparator = ", ";
 
   // On the display's scale.
   std::int32_t brightness() const { return brightness_; }
@@ -17,10 +18,6 @@ class VARNO_EXPORT MinBrightnessCommandPacket
 
   bool showSetting() const { return showSetting_; }
   void setShowSetting(bool showSetting) { showSetting_ = showSetting; }
-
-  std::string description() const override {
-    return describe("%@[brightness : %d, showSetting : %d]", brightness_, showSetting_);
-  }
 
   template <class Self, class Visit>
   static void fields(Self& self, Visit& visit) {

@@ -15,8 +15,6 @@ class VARNO_EXPORT NotiTimeoutCommandPacket
   std::int32_t timeout() const { return timeout_; }
   void setTimeout(std::int32_t timeout) { timeout_ = timeout; }
 
-  std::string description() const override { return describe("%@[timeout : %d]", timeout_); }
-
   template <class Self, class Visit>
   static void fields(Self& self, Visit& visit) {
     visit("timeout", self.timeout_);

@@ -16,10 +16,6 @@ class VARNO_EXPORT OBDIIConnectionCommandPacket
     shouldConnectToOBDII_ = shouldConnectToOBDII;
   }
 
-  std::string description() const override {
-    return describe("%@[shouldConnectToOBDII : %d]", shouldConnectToOBDII_);
-  }
-
   template <class Self, class Visit>
   static void fields(Self& self, Visit& visit) {
     visit("shouldConnectToOBDII", self.shouldConnectToOBDII_);

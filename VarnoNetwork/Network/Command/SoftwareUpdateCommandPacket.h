@@ -15,8 +15,6 @@ class VARNO_EXPORT SoftwareUpdateCommandPacket
   std::int64_t size() const { return size_; }
   void setSize(std::int64_t size) { size_ = size; }
 
-  std::string description() const override { return describe("%@[size : %lld]", size_); }
-
   template <class Self, class Visit>
   static void fields(Self& self, Visit& visit) {
     visit("size", self.size_);

@@ -21,10 +21,6 @@ class VARNO_EXPORT SystemTimeCommandPacket
   const HudString& timeZoneId() const { return timeZoneId_; }
   void setTimeZoneId(HudString timeZoneId) { timeZoneId_ = std::move(timeZoneId); }
 
-  std::string description() const override {
-    return describe("%@[timeInMillis : %lld timeZoneId : %@]", timeInMillis_, timeZoneId_);
-  }
-
   template <class Self, class Visit>
   static void fields(Self& self, Visit& visit) {
     visit("timeInMillis", self.timeInMillis_);

@@ -37,8 +37,8 @@ class VARNO_EXPORT WifiStationModeCommandPacket
   }
 
  private:
-  HudString ssid_ = "";
-  HudString password_ = "";
+  HudString ssid_ = std::string();
+  HudString password_ = std::string();
   std::int32_t securityType_ = 2;
 };
 

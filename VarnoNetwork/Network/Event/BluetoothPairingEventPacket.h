@@ -38,7 +38,7 @@ class VARNO_EXPORT BluetoothPairingEventPacket
 
  private:
   std::int32_t pairingType_ = 0;
-  HudString soundDeviceAddress_ = "";
+  HudString soundDeviceAddress_ = std::string();
 };
 
 }  // namespace varno

@@ -47,8 +47,8 @@ class VARNO_EXPORT BluetoothSoundDevice {
   }
 
  private:
-  HudString name_ = "";
-  HudString address_ = "";
+  HudString name_ = std::string();
+  HudString address_ = std::string();
   bool isConnected_ = false;
 };
 

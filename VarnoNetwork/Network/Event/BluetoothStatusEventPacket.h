@@ -15,8 +15,6 @@ class VARNO_EXPORT BluetoothStatusEventPacket
   std::uint8_t statusType() const { return statusType_; }
   void setStatusType(std::uint8_t statusType) { statusType_ = statusType; }
 
-  std::string description() const override { return describe("%@[statusType : %d]", statusType_); }
-
   template <class Self, class Visit>
   static void fields(Self& self, Visit& visit) {
     visit("statusType", self.statusType_);

@@ -33,11 +33,6 @@ class VARNO_EXPORT HudVersionEventPacket
   // fields or none.
   bool parsePayload(HudInputStream& stream) override;
 
-  std::string description() const override {
-    return describe("%@[modelName : %@ systemVersion : %@ bleVersion : %@]", modelName_,
-                    systemVersion_, bleVersion_);
-  }
-
   template <class Self, class Visit>
   static void fields(Self& self, Visit& visit) {
     visit.unsent("modelName", self.modelName_);
@@ -46,9 +41,9 @@ class VARNO_EXPORT HudVersionEventPacket
   }
 
  private:
-  HudString modelName_ = "";
-  HudString systemVersion_ = "";
-  HudString bleVersion_ = "";
+  HudString modelName_ = std::string();
+  HudString systemVersion_ = std::string();
+  HudString bleVersion_ = std::string();
 };
 
 }  // namespace varno

@@ -20,8 +20,6 @@ class VARNO_EXPORT SoftwareUpdateEventPacket
   const HudString& serverIp() const { return serverIp_; }
   void setServerIp(HudString serverIp) { serverIp_ = std::move(serverIp); }
 
-  std::string description() const override { return describe("%@[serverIp : %@]", serverIp_); }
-
   template <class Self, class Visit>
   static void fields(Self& self, Visit& visit) {
     visit.unsent("serverIp", self.serverIp_);

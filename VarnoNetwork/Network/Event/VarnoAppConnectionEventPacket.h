@@ -16,10 +16,6 @@ class VARNO_EXPORT VarnoAppConnectionEventPacket
     isVarnoAppConnected_ = isVarnoAppConnected;
   }
 
-  std::string description() const override {
-    return describe("%@[isVarnoAppConnected : %d]", isVarnoAppConnected_);
-  }
-
   template <class Self, class Visit>
   static void fields(Self& self, Visit& visit) {
     visit("isVarnoAppConnected", self.isVarnoAppConnected_);

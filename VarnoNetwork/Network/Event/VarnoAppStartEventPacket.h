@@ -14,10 +14,6 @@ class VARNO_EXPORT VarnoAppStartEventPacket
   bool isVarnoAppStart() const { return isVarnoAppStart_; }
   void setIsVarnoAppStart(bool isVarnoAppStart) { isVarnoAppStart_ = isVarnoAppStart; }
 
-  std::string description() const override {
-    return describe("%@[isVarnoAppStart : %d]", isVarnoAppStart_);
-  }
-
   template <class Self, class Visit>
   static void fields(Self& self, Visit& visit) {
     visit("isVarnoAppStart", self.isVarnoAppStart_);

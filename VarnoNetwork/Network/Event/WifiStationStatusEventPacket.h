@@ -38,8 +38,8 @@ class VARNO_EXPORT WifiStationStatusEventPacket
 
  private:
   std::int32_t eventType_ = 0;
-  HudString errorMessage_ = "";
-  HudString ipAddress_ = "";
+  HudString errorMessage_ = std::string();
+  HudString ipAddress_ = std::string();
 };
 
 }  // namespace varno

@@ -42,9 +42,9 @@ class VARNO_EXPORT NotificationPacket : public FieldPacket<NotificationPacket, H
   }
 
  private:
-  HudString packageName_ = "";
-  HudString title_ = "";
-  HudString message_ = "";
+  HudString packageName_ = std::string();
+  HudString title_ = std::string();
+  HudString message_ = std::string();
 };
 
 }  // namespace varno
