@@ -9,8 +9,14 @@ class VARNO_EXPORT CommandPacket : public HudPacket {
  public:
   static constexpr std::string_view kTypeName = "CommandPacket";
 
+  CommandPacket() = default;
+
   std::uint8_t getCommand() const override { return 2; }
   std::string_view typeName() const override { return kTypeName; }
+
+ protected:
+  CommandPacket(const CommandPacket&) = default;
+  CommandPacket& operator=(const CommandPacket&) = default;
 };
 
 }  // namespace varno

@@ -19,8 +19,9 @@ namespace varno {
 // The base of every packet type. Its own five operations fail with "Not yet implemented", as those
 // of its family bases do for what they leave open. Packet types are written with TypedPacket.
 //
-// A packet is an ordinary value owned by whoever made it; it holds no network, stream or frame.
-// It takes no lock: one thread at a time may use it.
+// A packet belongs to whoever made it; it holds no network, stream or frame. It takes no lock: one
+// thread at a time may use it. A copy has the same values, but shares what the packet holds by
+// shared_ptr, records and sets: both see later changes to these.
 class VARNO_EXPORT HudPacket : public IHudPacket {
  public:
   static constexpr std::string_view kTypeName = "HudPacket";
@@ -81,7 +82,8 @@ class VARNO_EXPORT HudPacket : public IHudPacket {
     stream.directWrite(ETX);
   }
 
-  // A packet is copied as the type that it is, never as one of its bases.
+  // This and the families cannot be copied by themselves, which would leave the fields behind. A
+  // class derived from a packet type can still lose its own so.
   HudPacket(const HudPacket&) = default;
   HudPacket& operator=(const HudPacket&) = default;
 

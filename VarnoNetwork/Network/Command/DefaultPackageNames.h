@@ -3,8 +3,8 @@
 namespace varno {
 
 // The apps of DisplayNotificationSettingCommandPacket's default table, by the package names under
-// which their notifications are sent. Music, e-mail, OBD-II and Skype have names of the display's
-// own, not those of an app.
+// which their notifications are sent. Music, e-mail, OBD-II and Skype have names of this
+// system's own, not those of an app.
 inline constexpr char DEFAULT_CALL_PACKAGE_NAME[] = "com.apple.mobilephone";
 inline constexpr char DEFAULT_SMS_PACKAGE_NAME[] = "com.apple.MobileSMS";
 inline constexpr char DEFAULT_MUSIC_PACKAGE_NAME[] = "com.varno.music";

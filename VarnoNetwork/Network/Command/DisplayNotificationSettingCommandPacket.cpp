@@ -69,19 +69,20 @@ DisplayNotificationSettingCommandPacket::getDefaultSettingPacketWith(std::int32_
 }
 
 std::string DisplayNotificationSettingCommandPacket::description() const {
-  const std::vector<std::string> names = getPackageNameList();
+  const PackageNameSet none;
+  const PackageNameSet& names = packageNameSet_ ? *packageNameSet_ : none;
   std::string list;
-  for (std::size_t position = 0; position < names.size() && position < kDescribedNames;
-       ++position) {
-    if (position > 0) list += ", ";
-    list += names[position];
+  std::size_t shown = 0;
+  for (auto name = names.begin(); name != names.end() && shown < kDescribedNames; ++name) {
+    if (shown > 0) list += ", ";
+    list += *name;
     // The dots follow the fifth name even where it is the last: they are meant so.
-    if (position + 1 == kDescribedNames) list += "...";
+    if (++shown == kDescribedNames) list += "...";
   }
   return describe(
       "%@[enable : %d, textColor : 0x%X, icon : 0x%X, package name count : %lu package name "
       "list[%@]]",
-      enable_, textColor_, icon_, names.size(), list);
+      enable_, textColor_, icon_, std::uint64_t{names.size()}, list);
 }
 
 }  // namespace varno

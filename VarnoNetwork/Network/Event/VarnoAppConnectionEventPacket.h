@@ -5,7 +5,7 @@
 
 namespace varno {
 
-// Reports whether the application on the display is connected.
+// Reports whether the Varno application is connected.
 class VARNO_EXPORT VarnoAppConnectionEventPacket
     : public TypedPacket<VarnoAppConnectionEventPacket, EventPacket, 3, 2> {
  public:

@@ -5,7 +5,7 @@
 
 namespace varno {
 
-// Reports whether the application on the display has started.
+// Reports whether the Varno application has started.
 class VARNO_EXPORT VarnoAppStartEventPacket
     : public TypedPacket<VarnoAppStartEventPacket, EventPacket, 3, 1> {
  public:

@@ -7,11 +7,13 @@
 
 namespace varno {
 
-// The base of the notifications: what an app on the phone wants the display to show. Its kinds have
+// The base of the notifications: what an app on the phone has to tell. Its kinds have
 // the same payload and differ in their category alone.
 class VARNO_EXPORT NotificationPacket : public FieldPacket<NotificationPacket, HudPacket> {
  public:
   static constexpr std::string_view kTypeName = "NotificationPacket";
+
+  NotificationPacket() = default;
 
   std::uint8_t getCommand() const override { return 1; }
   std::string_view typeName() const override { return kTypeName; }
@@ -40,6 +42,12 @@ class VARNO_EXPORT NotificationPacket : public FieldPacket<NotificationPacket, H
     visit("title", self.title_);
     visit("message", self.message_);
   }
+
+ protected:
+  NotificationPacket(const NotificationPacket&) = default;
+  NotificationPacket(NotificationPacket&&) = default;
+  NotificationPacket& operator=(const NotificationPacket&) = default;
+  NotificationPacket& operator=(NotificationPacket&&) = default;
 
  private:
   HudString packageName_ = std::string();
