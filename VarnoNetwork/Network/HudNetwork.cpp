@@ -134,7 +134,8 @@ bool HudNetwork::sendPacketImpl(std::vector<std::uint8_t> /*frame*/) { throwNotY
 
 void HudNetwork::handleRawPacket(std::span<const std::uint8_t> frame) {
   if (dumpReceivePacket()) HudPacket::hexDump("ReceivePacket", frame);
-  NetworkTallies& tallies = state_->tallies;
+  State& state = *state_;
+  NetworkTallies& tallies = state.tallies;
   FrameCount counts(tallies.malformed);
   if (frame.size() < kShortestFrame) {
     throw InvalidArgumentException("RawPacket should be greater than 4.");
@@ -147,22 +148,18 @@ void HudNetwork::handleRawPacket(std::span<const std::uint8_t> frame) {
   const PacketIdentifiers identifiers{stream.readByte(), stream.readByte(), stream.readByte()};
   counts.in(tallies.failed);
   const PacketListeners* listeners =
-      state_->types().find(getPacktId(identifiers.command, identifiers.param1, identifiers.param2));
+      state.types().find(getPacktId(identifiers.command, identifiers.param1, identifiers.param2));
   if (listeners == nullptr) {
-    counts.in(tallies.unknownId);
-    state_->drops.tell({.identifiers = identifiers, .frame = frame});
-    return;
+    counts.isDone();
+    return state.drops.dropUnknown(identifiers, frame, tallies);
   }
-
   const std::shared_ptr<HudPacket> packet = listeners->type.parse(stream);
   if (!packet) {
-    const PacketDrop drop = explainPayload(listeners->type, identifiers, frame);
-    counts.in(drop.reason == PacketDrop::Reason::kPayloadEnds ? tallies.payloadEnds
-                                                              : tallies.payloadRefused);
-    state_->drops.tell(drop);
-    return;
+    counts.isDone();
+    return state.drops.dropPayload(listeners->type, identifiers, frame, tallies);
   }
-  ListenerRegistry::Delivery delivery(state_->registry);
+
+  ListenerRegistry::Delivery delivery(state.registry);
   const bool isHeard = delivery.deliver(*listeners, packet);
   (isHeard ? tallies.delivered : tallies.unheard).addAlone();  // under the listener lock
   counts.isDone();

@@ -7,7 +7,9 @@
 #include <utility>
 
 namespace varno {
+namespace {
 
+// Why the type's parser did not take the frame's payload.
 PacketDrop explainPayload(PacketType type, const PacketIdentifiers& identifiers,
                           std::span<const std::uint8_t> frame) {
   PacketDrop drop{.reason = PacketDrop::Reason::kPayloadRefused,
@@ -30,6 +32,23 @@ PacketDrop explainPayload(PacketType type, const PacketIdentifiers& identifiers,
     drop.field = reader.path();
   }
   return drop;
+}
+
+}  // namespace
+
+void DropWatch::dropUnknown(const PacketIdentifiers& identifiers,
+                            std::span<const std::uint8_t> frame, NetworkTallies& tallies) const {
+  const FrameCount counts(tallies.unknownId);
+  tell({.identifiers = identifiers, .frame = frame});
+}
+
+void DropWatch::dropPayload(PacketType type, const PacketIdentifiers& identifiers,
+                            std::span<const std::uint8_t> frame, NetworkTallies& tallies) const {
+  FrameCount counts(tallies.failed);
+  const PacketDrop drop = explainPayload(type, identifiers, frame);
+  counts.in(drop.reason == PacketDrop::Reason::kPayloadEnds ? tallies.payloadEnds
+                                                            : tallies.payloadRefused);
+  tell(drop);
 }
 
 void DropWatch::setObserver(DropObserver observer) {

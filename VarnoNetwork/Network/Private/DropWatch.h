@@ -1,27 +1,29 @@
 #pragma once
 
 #include <VarnoNetwork/Network/PacketDrop.h>
+#include <VarnoNetwork/Network/Private/NetworkTallies.h>
 
 #include <memory>
 #include <mutex>
 #include <span>
+#include <string>
+#include <utility>
 #include <vector>
 
 namespace varno {
 
-// Why the type's parser did not take the frame's payload.
-PacketDrop explainPayload(PacketType type, const PacketIdentifiers& identifiers,
-                          std::span<const std::uint8_t> frame);
-
-// Who is told of drops.
+// Who is told of drops. What the observer throws leaves the functions that tell it.
 class DropWatch {
  public:
   // Tells the observer of the types that were left out, then sets it for what is dropped from here
-  // on. Throws what it throws; the one before then stays.
+  // on. Where it throws, the one before stays.
   void setObserver(DropObserver observer);
 
-  // Throws what the observer throws.
-  void tell(const PacketDrop& drop) const;
+  // These count the frame, too.
+  void dropUnknown(const PacketIdentifiers& identifiers, std::span<const std::uint8_t> frame,
+                   NetworkTallies& tallies) const;
+  void dropPayload(PacketType type, const PacketIdentifiers& identifiers,
+                   std::span<const std::uint8_t> frame, NetworkTallies& tallies) const;
 
   // While the network is constructed.
   void leaveOut(PacketType type, std::string cause) {
@@ -31,6 +33,8 @@ class DropWatch {
   const std::vector<PacketDrop>& leftOut() const noexcept { return leftOut_; }
 
  private:
+  void tell(const PacketDrop& drop) const;
+
   std::vector<PacketDrop> leftOut_;
   mutable std::mutex lock_;  // guards what follows
   std::shared_ptr<const DropObserver> observer_;

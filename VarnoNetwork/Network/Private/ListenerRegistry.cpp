@@ -1,5 +1,4 @@
 #include <VarnoNetwork/Network/HudException.h>
-#include <VarnoNetwork/Network/MainThread.h>
 #include <VarnoNetwork/Network/Private/ListenerRegistry.h>
 #include <VarnoNetwork/Network/TextFormat.h>
 
@@ -9,29 +8,23 @@
 
 namespace varno {
 
-bool ListenerRegistry::Delivery::deliver(const PacketListeners& listeners,
-                                         const std::shared_ptr<HudPacket>& packet) {
-  if (listeners.members.empty()) return false;
-  MainThread& mainThread = MainThread::instance();
-  const bool isOnMainThread = mainThread.isCurrent();
+void ListenerRegistry::Delivery::handOver(const ListenerRegistry& registry, MainThread& mainThread,
+                                          const PacketListeners& listeners,
+                                          const std::shared_ptr<HudPacket>& packet) {
   const auto describe = [&listeners] {
     const std::size_t count = listeners.members.size();
     return formatText("%@ for %lu %@", listeners.type.name(), count,
                       count == 1 ? "listener" : "listeners");
   };
-  const std::uint64_t changes = listeners.changes;
-  for (std::size_t at = 0; at < listeners.members.size(); ++at) {
-    PacketHandleDelegate& listener = *listeners.members[at];
-    if (isOnMainThread) {
-      listener.onPacketReceived(packet);
-    } else {
-      mainThread.runAndWait([&] { listener.onPacketReceived(packet); }, describe);
-    }
-    if (listeners.changes != changes || registry_.hasPending()) {
-      throw CollectionMutatedException();
-    }
-  }
-  return true;
+  callEach(registry, listeners, [&](PacketHandleDelegate& listener) {
+    mainThread.runAndWait([&] { listener.onPacketReceived(packet); }, describe);
+  });
+}
+
+void ListenerRegistry::throwIfChanged(const PacketListeners& listeners,
+                                      std::uint64_t changes) const {
+  const std::lock_guard lock(dataLock_);
+  if (listeners.changes != changes || hasPending_) throw CollectionMutatedException();
 }
 
 PacketListeners& ListenerRegistry::listenersOf(PacketType type) {
@@ -77,10 +70,12 @@ void ListenerRegistry::add(const Listener& listener, const PacketTable& table,
 
 void ListenerRegistry::remove(const Listener& listener, const PacketTable& table) {
   const Turn turn(*this);
-  // A delivery that this thread is in the middle of may be just calling it.
-  if (depth_ > 1) departed_.push_back({listener});
   const std::lock_guard lock(dataLock_);
   takePending();
+  if (depth_ > 1) {  // a delivery that this thread is in the middle of may be just calling it
+    departed_.push_back({listener});
+    isUnsettled_.store(true, std::memory_order_release);
+  }
   table.forEach([&](std::int32_t, PacketListeners& listeners) {
     if (std::erase(listeners.members, listener) > 0) ++listeners.changes;
   });
@@ -115,7 +110,8 @@ void ListenerRegistry::setMap(const ListenerMap& map) {
     // Nothing can fail any more: what fails above leaves every set as it was.
     for (PacketListeners& listeners : all_) listeners.isRegistered = map.contains(listeners.type);
     pending_.swap(next);
-    hasPending_.store(true, std::memory_order_release);
+    hasPending_ = true;
+    isUnsettled_.store(true, std::memory_order_release);
   }
   settle();
 }
@@ -134,11 +130,22 @@ void ListenerRegistry::close() noexcept {
   }
 }
 
-void ListenerRegistry::settlePending() {
-  if (!listenerLock_.try_lock()) return;
-  const Turn turn(*this, std::adopt_lock);
-  const std::lock_guard lock(dataLock_);
-  takePending();
+void ListenerRegistry::settle() noexcept {
+  // Again where the map was replaced while this thread had the lock.
+  for (bool isOutermost = true; isOutermost && isUnsettled();) {
+    std::list<Listeners> released;
+    if (!listenerLock_.try_lock()) return;
+    {
+      const std::lock_guard lock(dataLock_);
+      takePending();
+      isOutermost = depth_ == 0;
+      if (isOutermost) {
+        released.swap(departed_);
+        isUnsettled_.store(false, std::memory_order_relaxed);
+      }
+    }
+    listenerLock_.unlock();
+  }
 }
 
 void ListenerRegistry::takePending() noexcept {
@@ -148,13 +155,7 @@ void ListenerRegistry::takePending() noexcept {
     ++listeners.changes;
     departed_.splice(departed_.end(), pending_, pending_.begin());
   }
-  hasPending_.store(false, std::memory_order_relaxed);
-}
-
-void ListenerRegistry::unlockAndRelease() noexcept {
-  std::list<Listeners> released;
-  released.swap(departed_);
-  listenerLock_.unlock();
+  hasPending_ = false;
 }
 
 }  // namespace varno

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <VarnoNetwork/Network/HudPacketFilter.h>
+#include <VarnoNetwork/Network/MainThread.h>
 #include <VarnoNetwork/Network/PacketHandleDelegate.h>
 #include <VarnoNetwork/Network/PacketType.h>
 #include <VarnoNetwork/Network/Private/PacketTable.h>
@@ -65,27 +66,17 @@ class ListenerRegistry {
   void close() noexcept;
 
  private:
-  // Holds the listener lock. What left the sets meanwhile is released after the outermost turn,
-  // without the lock: no delivery is left that may be calling it, and its destructor may use the
-  // registry.
+  // Holds the listener lock.
   class Turn {
    public:
     explicit Turn(ListenerRegistry& registry) : registry_(registry) {
       registry_.listenerLock_.lock();
       ++registry_.depth_;
     }
-    // For one who has the lock and gives it away.
-    Turn(ListenerRegistry& registry, std::adopt_lock_t) : registry_(registry) {
-      ++registry_.depth_;
-    }
     ~Turn() {
-      const bool isOutermost = --registry_.depth_ == 0;
-      if (isOutermost && !registry_.departed_.empty()) {
-        registry_.unlockAndRelease();
-      } else {
-        registry_.listenerLock_.unlock();
-      }
-      if (isOutermost) registry_.settle();
+      --registry_.depth_;
+      registry_.listenerLock_.unlock();
+      if (registry_.isUnsettled()) registry_.settle();
     }
     Turn(const Turn&) = delete;
     Turn& operator=(const Turn&) = delete;
@@ -94,19 +85,17 @@ class ListenerRegistry {
     ListenerRegistry& registry_;
   };
 
-  bool hasPending() const noexcept { return hasPending_.load(std::memory_order_acquire); }
+  bool isUnsettled() const noexcept { return isUnsettled_.load(std::memory_order_acquire); }
 
-  // Takes pending members over, unless another thread has the listener lock: it does so when its
-  // turn ends.
-  void settle() {
-    if (hasPending()) settlePending();
-  }
-  void settlePending();
+  // Takes the pending members over, and releases what left the sets: without a lock, since a
+  // destructor may use the registry, and once no delivery is left that may be calling it. Does
+  // nothing where another thread has the listener lock, which does it when its turn ends.
+  void settle() noexcept;
 
   // Under both locks.
   void takePending() noexcept;
 
-  void unlockAndRelease() noexcept;
+  void throwIfChanged(const PacketListeners& listeners, std::uint64_t changes) const;
 
   std::recursive_mutex listenerLock_;  // guards the following two, and `members` as said above
   std::size_t depth_ = 0;              // turns, one inside the other
@@ -115,22 +104,49 @@ class ListenerRegistry {
   mutable std::mutex dataLock_;  // guards what follows
   std::deque<PacketListeners> all_;
   std::list<Listeners> pending_;  // the members to be, in the order of `all_`
-  std::atomic<bool> hasPending_ = false;
+  bool hasPending_ = false;
   bool isClosed_ = false;
+  // Whether members are pending or some have departed. Written under the data lock.
+  std::atomic<bool> isUnsettled_ = false;
 };
 
 // Delivers packets while it lives; holds the listener lock.
 class ListenerRegistry::Delivery {
  public:
   explicit Delivery(ListenerRegistry& registry) : registry_(registry), turn_(registry) {
-    registry.settle();
+    if (registry.isUnsettled()) registry.settle();
   }
 
   // Calls each listener on the main thread; false where there is none. The caller keeps the packet
   // alive, by a pointer that no listener can reach.
-  bool deliver(const PacketListeners& listeners, const std::shared_ptr<HudPacket>& packet);
+  bool deliver(const PacketListeners& listeners, const std::shared_ptr<HudPacket>& packet) {
+    if (listeners.members.empty()) return false;
+    MainThread& mainThread = MainThread::instance();
+    if (mainThread.isCurrent()) {
+      callEach(registry_, listeners,
+               [&](PacketHandleDelegate& listener) { listener.onPacketReceived(packet); });
+    } else {
+      handOver(registry_, mainThread, listeners, packet);
+    }
+    return true;
+  }
 
  private:
+  template <class Call>
+  static void callEach(const ListenerRegistry& registry, const PacketListeners& listeners,
+                       Call call) {
+    const std::uint64_t changes = listeners.changes;
+    for (std::size_t at = 0; at < listeners.members.size(); ++at) {
+      call(*listeners.members[at]);
+      if (listeners.changes != changes || registry.isUnsettled()) {
+        registry.throwIfChanged(listeners, changes);
+      }
+    }
+  }
+
+  static void handOver(const ListenerRegistry& registry, MainThread& mainThread,
+                       const PacketListeners& listeners, const std::shared_ptr<HudPacket>& packet);
+
   ListenerRegistry& registry_;
   const Turn turn_;
 };

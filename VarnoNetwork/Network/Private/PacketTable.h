@@ -13,8 +13,11 @@ struct PacketListeners;
 class PacketTable {
  public:
   explicit PacketTable(std::size_t count = 0) {
-    while (std::size_t{1} << bits_ < 2 * count) ++bits_;
-    slots_.resize(std::size_t{1} << bits_);
+    while (slots_.size() < 2 * count) {
+      slots_.resize(2 * slots_.size());
+      --shift_;
+    }
+    mask_ = slots_.size() - 1;
   }
 
   // Null for an id that is not there.
@@ -41,14 +44,16 @@ class PacketTable {
   // The slot of the id, or the free one where it belongs. At least half of the slots are free.
   std::size_t indexOf(std::int32_t id) const noexcept {
     const std::uint32_t hash = static_cast<std::uint32_t>(id) * 0x9E3779B1U;
-    const std::size_t mask = slots_.size() - 1;
-    std::size_t index = hash >> (32 - bits_);
-    while (slots_[index].listeners != nullptr && slots_[index].id != id) index = (index + 1) & mask;
+    std::size_t index = hash >> shift_;
+    while (slots_[index].listeners != nullptr && slots_[index].id != id) {
+      index = (index + 1) & mask_;
+    }
     return index;
   }
 
-  unsigned bits_ = 1;
-  std::vector<Slot> slots_;
+  std::vector<Slot> slots_ = std::vector<Slot>(2);
+  std::size_t mask_ = 1;
+  unsigned shift_ = 31;  // leaves as many bits of the hash as an index has
 };
 
 }  // namespace varno
