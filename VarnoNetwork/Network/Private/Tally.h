@@ -22,12 +22,21 @@ class Tally {
   std::atomic<std::uint64_t> count_ = 0;
 };
 
+// Tells the threads that live apart. The thread pointer costs nothing, the id a call.
+inline auto currentThread() noexcept {
+#if defined(__linux__) && (defined(__x86_64__) || defined(__aarch64__))
+  return __builtin_thread_pointer();
+#else
+  return std::this_thread::get_id();
+#endif
+}
+
 // The same, made for one thread that does nearly all of the counting: the first that comes. It
 // counts alone, the others together.
 class OwnedTally {
  public:
   void add() noexcept {
-    const std::thread::id self = std::this_thread::get_id();
+    const Thread self = currentThread();
     if (owner_.load(std::memory_order_relaxed) == self) {
       own_.addAlone();
     } else {
@@ -38,8 +47,10 @@ class OwnedTally {
   std::uint64_t count() const noexcept { return own_.count() + others_.count(); }
 
  private:
-  void addAsStranger(std::thread::id self) noexcept {
-    std::thread::id nobody;
+  using Thread = decltype(currentThread());
+
+  void addAsStranger(Thread self) noexcept {
+    Thread nobody = {};
     if (owner_.compare_exchange_strong(nobody, self, std::memory_order_relaxed)) {
       own_.addAlone();
     } else {
@@ -47,9 +58,9 @@ class OwnedTally {
     }
   }
 
-  // The system gives the id of a thread that ended to a later one, which is then the owner. Only
-  // one thread has the id at a time, and the end of the first comes before the start of the second.
-  std::atomic<std::thread::id> owner_ = std::thread::id();
+  // What tells a thread that ended is given again to a later one, which is then the owner. Only one
+  // thread at a time has it, and the end of the first comes before the start of the second.
+  std::atomic<Thread> owner_ = Thread();
   Tally own_;
   Tally others_;
 };
