@@ -139,6 +139,16 @@ TEST_F(FaultTest, Send) {
   }
 }
 
+TEST_F(FaultTest, SendingALentFrameTakesNoMemory) {
+  class LendingNetwork : public HudNetwork {
+    std::optional<bool> sendBorrowedFrame(std::span<const std::uint8_t>) override { return true; }
+  } network;
+  bool isSent = false;
+  EXPECT_FALSE(failsUnder({0, true}, [&] { isSent = network.sendPacket(packet); }));
+  EXPECT_TRUE(isSent);
+  EXPECT_FALSE(hasFailed);
+}
+
 TEST_F(FaultTest, Receive) {
   for (const bool isDumped : {false, true}) {
     for (const bool isOnMainThread : {true, false}) {

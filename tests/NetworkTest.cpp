@@ -321,6 +321,48 @@ TEST_F(Network, Sends) {
   EXPECT_THAT(log.take(), ElementsAre(failed + "Not yet implemented"));
 }
 
+// A transport that looks at the frame where it lies, or leaves it to sendPacketImpl.
+TEST_F(Network, SendsWhatItLends) {
+  class LendingNetwork : public RecordingNetwork {
+   public:
+    std::function<std::optional<bool>()> answer;
+    Bytes lent;
+
+   private:
+    std::optional<bool> sendBorrowedFrame(std::span<const std::uint8_t> frame) override {
+      lent.assign(frame.begin(), frame.end());
+      return answer();
+    }
+  };
+  const struct {
+    std::function<std::optional<bool>()> answer;
+    bool isSent;
+    bool isHandedOver;
+    std::vector<std::string> lines;
+  } rows[] = {
+      {[] { return true; }, true, false, {}},
+      {[] { return false; }, false, false, {}},
+      {[] { return std::nullopt; }, true, true, {}},
+      {[]() -> std::optional<bool> { throw std::runtime_error("cut"); },
+       false,
+       false,
+       {"sendPacket got exception : cut"}},
+  };
+  for (const std::size_t length : {0U, 900U, 30'000U}) {
+    SystemTimeCommandPacket packet;
+    packet.setTimeZoneId(std::string(length, '}'));
+    for (const auto& row : rows) {
+      SCOPED_TRACE(std::to_string(length) + " bytes, row " + std::to_string(&row - rows));
+      LendingNetwork network;
+      network.answer = row.answer;
+      EXPECT_EQ(network.sendPacket(packet), row.isSent);
+      EXPECT_EQ(network.lent, frameOf(packet));
+      EXPECT_EQ(network.take(), std::vector<Bytes>(row.isHandedOver ? 1 : 0, frameOf(packet)));
+      EXPECT_EQ(log.take(), row.lines);
+    }
+  }
+}
+
 TEST_F(Network, ClassMapCanBeReplaced) {
   const auto listener = listen();
   network.setPacketIdToClassMap({{0x020203, kKeepAliveType}, {0x010101, kKeepAliveType}});

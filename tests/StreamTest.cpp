@@ -297,6 +297,8 @@ TEST(Stream, BytesCanBeTakenOutAtAnyTime) {
     content[length] = 0x42;
     EXPECT_EQ(buffer, content);
 
+    const std::span<const std::uint8_t> view = out.view();
+    EXPECT_EQ(hex(view), hex(out.toNSData()));
     EXPECT_EQ(std::move(out).toNSData().size(), length + 1);
     EXPECT_EQ(out.size(), 0);  // NOLINT(bugprone-use-after-move): it is left empty, by contract
     out.writeByte(0x43);

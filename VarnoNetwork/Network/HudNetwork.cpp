@@ -19,6 +19,11 @@
 #include <utility>
 
 namespace varno {
+
+std::optional<bool> IHudNetworkImpl::sendBorrowedFrame(std::span<const std::uint8_t> /*frame*/) {
+  return std::nullopt;
+}
+
 namespace {
 
 void logSendFailure(std::string_view reason) noexcept {
@@ -116,9 +121,10 @@ bool HudNetwork::sendPacket(const HudPacket& packet) noexcept {
     HudOutputStream stream;
     packet.serialize(stream);
     if (dumpSendPacket()) {
-      HudPacket::hexDump(formatText("SendPacket(%@)", packet.typeName()), stream.toNSData());
+      HudPacket::hexDump(formatText("SendPacket(%@)", packet.typeName()), stream.view());
     }
-    const bool isSent = sendPacketImpl(std::move(stream).toNSData());
+    const std::optional<bool> answer = sendBorrowedFrame(stream.view());
+    const bool isSent = answer ? *answer : sendPacketImpl(std::move(stream).toNSData());
     isSent ? state_->tallies.sent.add() : state_->tallies.notSent.add();
     return isSent;
   } catch (const std::exception& exception) {

@@ -60,7 +60,8 @@ class VARNO_EXPORT HudNetwork : public IHudNetworkImpl {
   static std::int32_t getPacktId(std::uint8_t command, std::uint8_t parma1,
                                  std::uint8_t param2) noexcept;
 
-  // Frames the packet and hands the frame to sendPacketImpl, whose result it returns. False as well
+  // Frames the packet and hands the frame to sendPacketImpl, whose result it returns, unless
+  // sendBorrowedFrame is overridden and has given an answer before: then that. False as well
   // when anything on the way throws; the log then has one line "sendPacket got exception : " with
   // the reason. Takes no lock.
   bool sendPacket(const HudPacket& packet) noexcept;

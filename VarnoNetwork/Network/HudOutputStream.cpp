@@ -18,16 +18,6 @@ std::vector<std::uint8_t> HudOutputStream::toNSData() const& {
   return bytes;
 }
 
-std::vector<std::uint8_t> HudOutputStream::toNSData() && {
-  if (spilled_.empty()) {
-    std::vector<std::uint8_t> bytes(staging_, staging_ + staged_);
-    staged_ = 0;
-    return bytes;
-  }
-  flush();
-  return std::exchange(spilled_, {});
-}
-
 void HudOutputStream::toByteArray(std::uint8_t* buffer, std::uint64_t length) const noexcept {
   if (buffer == nullptr) return;
   const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(length, heldBytes()));
@@ -169,6 +159,11 @@ void HudOutputStream::expect(std::size_t length) {
 void HudOutputStream::flush() {
   spilled_.insert(spilled_.end(), staging_, staging_ + staged_);
   staged_ = 0;
+}
+
+std::vector<std::uint8_t> HudOutputStream::takeSpilled() {
+  flush();
+  return std::exchange(spilled_, {});
 }
 
 void HudOutputStream::truncate(std::size_t held) noexcept {

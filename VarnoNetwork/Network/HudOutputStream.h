@@ -8,6 +8,7 @@
 #include <optional>
 #include <span>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace varno {
@@ -29,7 +30,17 @@ class VARNO_EXPORT HudOutputStream {
   // All bytes held. The first form copies and leaves the stream usable; the second takes the bytes
   // out, without a copy where they are many, and leaves the stream empty.
   std::vector<std::uint8_t> toNSData() const&;
-  std::vector<std::uint8_t> toNSData() &&;
+  std::vector<std::uint8_t> toNSData() && {
+    if (!spilled_.empty()) return takeSpilled();
+    return {staging_, staging_ + std::exchange(staged_, 0)};
+  }
+
+  // All bytes held, in one piece. Valid until the next operation that is not const.
+  std::span<const std::uint8_t> view() {
+    if (spilled_.empty()) return {staging_, staged_};
+    flush();
+    return spilled_;
+  }
 
   // Copies the first `length` bytes held, or as many as there are, to `buffer`.
   void toByteArray(std::uint8_t* buffer, std::uint64_t length) const noexcept;
@@ -38,6 +49,19 @@ class VARNO_EXPORT HudOutputStream {
   void directWrite(std::uint8_t byte) {
     if (!fits(1)) flush();
     staging_[staged_++] = byte;
+  }
+
+  // Appends a frame's first mark and its three identifiers. Where these are constants, as a packet
+  // type's are, the compiler makes one word of them.
+  void writeHead(std::uint8_t command, std::uint8_t param1, std::uint8_t param2) {
+    if (!fits(7)) flush();
+    std::uint8_t* const head = staging_ + staged_;
+    head[0] = STX;
+    std::size_t length = 1;
+    length += stuffByte(head + length, command);
+    length += stuffByte(head + length, param1);
+    length += stuffByte(head + length, param2);
+    staged_ += length;
   }
 
   // Each of these appends its value, stuffed.
@@ -88,6 +112,7 @@ class VARNO_EXPORT HudOutputStream {
   bool appendText(const std::uint8_t* bytes, std::size_t length);
   void expect(std::size_t length);
   void flush();
+  std::vector<std::uint8_t> takeSpilled();
   void truncate(std::size_t held) noexcept;
 
   std::vector<std::uint8_t> spilled_;  // the bytes before the staged ones

@@ -38,9 +38,14 @@ std::string_view HudPacket::typeName() const { return kTypeName; }
 void HudPacket::visitFields(FieldVisitor& /*visitor*/) const {}
 void HudPacket::editFields(FieldEditor& /*editor*/) {}
 
-void HudPacket::serialize(HudOutputStream& stream) const { appendFrame(stream); }
-
-void HudPacket::appendFrame(HudOutputStream& stream) const { writeFrame(stream, *this); }
+void HudPacket::appendFrame(HudOutputStream& stream) const {
+  stream.directWrite(STX);
+  stream.writeByte(getCommand());
+  stream.writeByte(getParam1());
+  stream.writeByte(getParam2());
+  appendPayload(stream);
+  stream.directWrite(ETX);
+}
 
 void HudPacket::hexDump(std::string_view label, std::span<const std::uint8_t> bytes) noexcept {
   try {

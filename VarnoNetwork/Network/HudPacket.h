@@ -53,7 +53,7 @@ class VARNO_EXPORT HudPacket : public IHudPacket {
 
   // Appends the packet's frame to what the stream holds. What fails on the way leaves a part of the
   // frame there.
-  void serialize(HudOutputStream& stream) const;
+  void serialize(HudOutputStream& stream) const { appendFrame(stream); }
 
   // Writes the bytes to the log, eight a line, between "<label> Dump start" and "<label> Dump end".
   // On any thread; the lines of two dumps at the same time may mix.
@@ -67,20 +67,8 @@ class VARNO_EXPORT HudPacket : public IHudPacket {
   static void fields(Self&, Visit&) {}
 
  protected:
-  // What serialize does, by a virtual call for each operation. A type that knows its operations may
-  // do without, by writeFrame.
+  // What serialize does: by a virtual call for each operation here, without in typed packets.
   virtual void appendFrame(HudOutputStream& stream) const;
-
-  // Writes the frame of a packet, or of anything with a packet's writing operations.
-  template <class Operations>
-  static void writeFrame(HudOutputStream& stream, const Operations& packet) {
-    stream.directWrite(STX);
-    stream.writeByte(packet.getCommand());
-    stream.writeByte(packet.getParam1());
-    stream.writeByte(packet.getParam2());
-    packet.appendPayload(stream);
-    stream.directWrite(ETX);
-  }
 
   // This and the families cannot be copied by themselves, which would leave the fields behind. A
   // class derived from a packet type can still lose its own so.
