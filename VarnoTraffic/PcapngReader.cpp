@@ -54,9 +54,11 @@ void takeKindFromNote(TrafficRecord& record) {
     const std::string_view word = recordKindText(kind);
     if (kind <= RecordKind::kLong || !record.note.starts_with(word)) continue;
     const std::string_view rest = std::string_view(record.note).substr(word.size());
-    if (!rest.empty() && !rest.starts_with(": ")) continue;
+    // A program may have added a comment of its own.
+    if (!rest.empty() && !rest.starts_with(": ") && !rest.starts_with('\n')) continue;
     record.kind = kind;
-    record.note.erase(0, word.size() + (rest.empty() ? 0 : 2));
+    const std::size_t separator = rest.empty() ? 0 : rest.starts_with('\n') ? 1 : 2;
+    record.note.erase(0, word.size() + separator);
     return;
   }
 }

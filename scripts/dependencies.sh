@@ -16,6 +16,7 @@ declare -A groups=(
   [instructions]="valgrind"
   [package]="dpkg-dev file"
   [install]="clang pkg-config"
+  [captures]="tshark"
   [docs]="doxygen git"
   [abi]="abigail-tools binutils xz-utils"
   [s390x]="g++-s390x-linux-gnu qemu-user"

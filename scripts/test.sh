@@ -15,6 +15,7 @@ stages=(
   "scripts      | scripts                      | shellcheck scripts/*.sh .ci/run"
   "cppcheck     | cppcheck                     | scripts/cppcheck.sh"
   "release      | build test                   | preset release"
+  "captures     | build test captures          | scripts/check-captures.sh"
   "install      | build install package        | scripts/check-install.sh"
   "docs         | build docs                   | scripts/check-docs.sh"
   "tidy         | build test bench sanitizers tidy | scripts/tidy.sh"

@@ -1,4 +1,4 @@
-#include "RandomRecords.h"
+#include "tests/traffic/RandomRecords.h"
 #include "tests/TestSupport.h"
 
 #include <VarnoNetwork/Network/HudException.h>
