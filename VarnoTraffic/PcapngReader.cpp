@@ -14,7 +14,7 @@ using pcapng::numberAt;
 
 constexpr std::size_t kShortestBlock = 12;      // type, length, and the length once more
 constexpr std::size_t kPacketHeaderBytes = 28;  // from the block's begin to the packet's bytes
-constexpr std::size_t kMaxBlockBytes = std::size_t{1} << 24;
+constexpr std::size_t kMaxBlockBytes = std::size_t{1} << 20;  // Wireshark takes less
 constexpr std::size_t kMaxRecordBytes = std::size_t{1} << 24;
 constexpr std::size_t kMaxInterfaces = std::size_t{1} << 16;
 

@@ -1,4 +1,5 @@
 #include <VarnoNetwork/VarnoNetwork.h>
+#include <VarnoTraffic/VarnoTraffic.h>
 
 #include <cstdint>
 #include <exception>
@@ -7,6 +8,7 @@
 #include <iostream>
 #include <memory>
 #include <span>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -14,7 +16,7 @@
 #include <vector>
 
 // Writes the inputs that the searches begin with: of every packet type the frame with its defaults
-// and one with every field changed.
+// and one with every field changed; a capture with a record of every kind; logs with dumps.
 
 namespace varno::fuzz {
 namespace {
@@ -56,7 +58,43 @@ class Directory {
   std::filesystem::path path_;
 };
 
+// With what a search's script has in front of the file: nothing is missing, in chunks of a byte.
+Bytes behind(std::size_t scriptBytes, const std::string& text) {
+  Bytes seed(scriptBytes);
+  seed.insert(seed.end(), text.begin(), text.end());
+  return seed;
+}
+
+void writeCapture(const Directory& pcapng) {
+  std::ostringstream file;
+  PcapngWriter writer(file);
+  std::int64_t time = 1'500'000'000'000'000'000;
+  for (const RecordKind kind : kRecordKinds) {
+    TrafficRecord record{++time, Direction::kToPhone, kind, {}, "a note"};
+    if (mayHaveBytes(kind)) record.bytes = frameOf(KeepAliveCommandPacket());
+    writer.write(record);
+  }
+  pcapng.write("every-kind", behind(3, file.str()));
+}
+
+void writeLogs(const Directory& logs) {
+  std::string log = "started\n";
+  HudLog::setSink([&](std::string_view line) { log.append("I hud: ").append(line).append("\n"); });
+  HudPacket::hexDump("SendPacket(SystemTimeCommandPacket)", frameOf(SystemTimeCommandPacket()));
+  HudPacket::hexDump("ReceivePacket", frameOf(WifiStationStatusEventPacket()));
+  HudLog::setSink({});
+  constexpr std::size_t kScriptBytes = 4;  // a chunk's size, nothing around a line, a short frame
+  const Bytes frame = frameOf(KeepAliveCommandPacket());
+  Bytes seed(kScriptBytes);
+  seed.insert(seed.end(), frame.begin() + 1, frame.begin() + 4);
+  seed.insert(seed.end(), log.begin(), log.end());
+  logs.write("dumps", seed);
+  logs.write("hex", behind(kScriptBytes + 3, "02 01 01 00 03 # a comment\n0x02,0x41\n"));
+}
+
 void writeSeeds(const std::filesystem::path& root) {
+  writeCapture(Directory(root / "pcapng"));
+  writeLogs(Directory(root / "log"));
   const Directory receive(root / "receive");
   const Directory roundTrip(root / "roundtrip");
   const Directory cutter(root / "cutter");

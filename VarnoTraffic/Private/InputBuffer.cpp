@@ -7,7 +7,7 @@
 namespace varno {
 namespace {
 
-constexpr std::size_t kChunk = std::size_t{1} << 16;
+constexpr std::size_t kChunk = std::size_t{1} << 14;
 
 }  // namespace
 
