@@ -11,9 +11,9 @@ namespace {
 
 using pcapng::ByteSpan;
 using pcapng::numberAt;
+using pcapng::Packet;
 
-constexpr std::size_t kShortestBlock = 12;      // type, length, and the length once more
-constexpr std::size_t kPacketHeaderBytes = 28;  // from the block's begin to the packet's bytes
+constexpr std::size_t kShortestBlock = 12;  // type, length, and the length once more
 constexpr std::size_t kMaxBlockBytes = std::size_t{1} << 20;  // Wireshark takes less
 constexpr std::size_t kMaxRecordBytes = std::size_t{1} << 24;
 constexpr std::size_t kMaxInterfaces = std::size_t{1} << 16;
@@ -28,15 +28,6 @@ struct Interface {
   bool isOurs() const {
     return linkType == pcapng::kLinkType || linkType == pcapng::kOtherLinkType;
   }
-};
-
-// A packet block, whatever its type.
-struct Packet {
-  std::size_t interface = 0;
-  std::optional<std::uint64_t> time;
-  ByteSpan bytes;
-  std::uint32_t wireLength = 0;  // what passed, of which the bytes may be the front
-  ByteSpan options;
 };
 
 RecordKind kindOf(std::uint32_t flags) {
@@ -82,7 +73,6 @@ class PcapngReader : public RecordReader {
   bool readSection(ByteSpan block);
   void readInterface(ByteSpan block);
   bool readPacket(std::uint32_t type, ByteSpan block);
-  std::optional<Packet> packetIn(std::uint32_t type, ByteSpan block);
   bool takePacket(const Packet& packet, const Interface& interface);
 
   bool end(const std::string& reason) {
@@ -213,7 +203,8 @@ void PcapngReader::readInterface(ByteSpan block) {
 
 // Whether a record is complete with it.
 bool PcapngReader::readPacket(std::uint32_t type, ByteSpan block) {
-  const std::optional<Packet> packet = packetIn(type, block);
+  const std::uint32_t snapLength = interfaces_.empty() ? 0 : interfaces_[0].snapLength;
+  const std::optional<Packet> packet = pcapng::packetIn(type, block, isBigEndian_, snapLength);
   if (!packet) {
     tell("A packet cannot be read; it is skipped");
     return false;
@@ -232,34 +223,6 @@ bool PcapngReader::readPacket(std::uint32_t type, ByteSpan block) {
     return false;
   }
   return takePacket(*packet, interface);
-}
-
-std::optional<Packet> PcapngReader::packetIn(std::uint32_t type, ByteSpan block) {
-  constexpr std::size_t kSimpleHeaderBytes = 12;
-  Packet packet;
-  if (type == pcapng::kSimplePacket) {
-    if (block.size() < kSimpleHeaderBytes || interfaces_.empty()) return std::nullopt;
-    packet.wireLength = numberAt<std::uint32_t>(block, 8, isBigEndian_);
-    const std::uint32_t most = interfaces_[0].snapLength;
-    std::size_t length = packet.wireLength;
-    if (most != 0) length = std::min<std::size_t>(length, most);
-    if (length > block.size() - kSimpleHeaderBytes) return std::nullopt;
-    packet.bytes = block.subspan(kSimpleHeaderBytes, length);
-    return packet;
-  }
-  if (block.size() < kPacketHeaderBytes) return std::nullopt;
-  packet.interface = type == pcapng::kEnhancedPacket
-                         ? numberAt<std::uint32_t>(block, 8, isBigEndian_)
-                         : numberAt<std::uint16_t>(block, 8, isBigEndian_);
-  packet.time = std::uint64_t{numberAt<std::uint32_t>(block, 12, isBigEndian_)} << 32 |
-                numberAt<std::uint32_t>(block, 16, isBigEndian_);
-  const std::size_t length = numberAt<std::uint32_t>(block, 20, isBigEndian_);
-  packet.wireLength = numberAt<std::uint32_t>(block, 24, isBigEndian_);
-  const ByteSpan rest = block.subspan(kPacketHeaderBytes);
-  if (length > rest.size()) return std::nullopt;
-  packet.bytes = rest.first(length);
-  packet.options = rest.subspan(std::min(pcapng::padded(length), rest.size()));
-  return packet;
 }
 
 bool PcapngReader::takePacket(const Packet& packet, const Interface& interface) {

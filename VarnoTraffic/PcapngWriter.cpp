@@ -5,6 +5,7 @@
 #include <VarnoTraffic/Private/Pcapng.h>
 
 #include <algorithm>
+#include <array>
 #include <ostream>
 #include <span>
 
@@ -120,7 +121,11 @@ void PcapngWriter::beginBlock(std::uint32_t type) {
 
 // The least significant byte first, on every machine, so that the same records make the same file.
 void PcapngWriter::appendNumber(std::uint64_t value, std::size_t bytes) {
-  for (; bytes > 0; --bytes, value >>= 8) block_ += static_cast<char>(value & 0xFF);
+  std::array<char, sizeof value> characters;
+  for (std::size_t at = 0; at < bytes; ++at) {
+    characters[at] = static_cast<char>(value >> (8 * at) & 0xFF);
+  }
+  block_.append(characters.data(), bytes);
 }
 
 void PcapngWriter::appendPadded(std::string_view bytes) {

@@ -48,6 +48,20 @@ class Options {
   bool isBigEndian_;
 };
 
+// A packet block, whatever its type. Its bytes and options lie in the block.
+struct Packet {
+  std::size_t interface = 0;
+  std::optional<std::uint64_t> time;  // in the interface's units
+  ByteSpan bytes;
+  std::uint32_t wireLength = 0;  // what passed, of which the bytes may be the front
+  ByteSpan options;
+};
+
+// block: without the length at its end. snapLength: of the first interface; 0 for any. None where
+// the lengths in it do not fit.
+std::optional<Packet> packetIn(std::uint32_t type, ByteSpan block, bool isBigEndian,
+                               std::uint32_t snapLength);
+
 // How an interface's time stamps count.
 struct TimeBase {
   std::uint8_t resolution = 6;  // as the option has it

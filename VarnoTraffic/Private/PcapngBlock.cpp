@@ -36,6 +36,36 @@ std::uint64_t fromDecimal(std::uint64_t units, unsigned exponent) {
 
 }  // namespace
 
+std::optional<Packet> packetIn(std::uint32_t type, ByteSpan block, bool isBigEndian,
+                               std::uint32_t snapLength) {
+  const auto number = [&](std::size_t at) {
+    return numberAt<std::uint32_t>(block, at, isBigEndian);
+  };
+  Packet packet;
+  if (type == kSimplePacket) {
+    constexpr std::size_t kHeaderBytes = 12;
+    if (block.size() < kHeaderBytes) return std::nullopt;
+    packet.wireLength = number(8);
+    std::size_t length = packet.wireLength;
+    if (snapLength != 0) length = std::min<std::size_t>(length, snapLength);
+    if (length > block.size() - kHeaderBytes) return std::nullopt;
+    packet.bytes = block.subspan(kHeaderBytes, length);
+    return packet;
+  }
+  constexpr std::size_t kHeaderBytes = 28;
+  if (block.size() < kHeaderBytes) return std::nullopt;
+  packet.interface =
+      type == kEnhancedPacket ? number(8) : numberAt<std::uint16_t>(block, 8, isBigEndian);
+  packet.time = std::uint64_t{number(12)} << 32 | number(16);
+  const std::size_t length = number(20);
+  packet.wireLength = number(24);
+  const ByteSpan rest = block.subspan(kHeaderBytes);
+  if (length > rest.size()) return std::nullopt;
+  packet.bytes = rest.first(length);
+  packet.options = rest.subspan(std::min(padded(length), rest.size()));
+  return packet;
+}
+
 std::int64_t TimeBase::nanoseconds(std::uint64_t units) const {
   const unsigned exponent = resolution & 0x7F;
   const bool isBinary = (resolution & 0x80) != 0;
