@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <deque>
+#include <utility>
 #include <vector>
 
 namespace varno {
@@ -41,7 +42,10 @@ class HexDumpReader : public CutReader {
       if (!open_.front().name.empty()) tell("The log ends before the dump of " + name(0) + " does");
       close(0);
     }
-    if (closed_.empty()) return false;
+    if (closed_.empty()) {
+      if (!std::exchange(hasDumps_, true)) tell("The text has no dump, nor is it anything else");
+      return false;
+    }
     current_ = std::move(closed_.front());
     closed_.pop_front();
     chunk.bytes = current_.bytes;
@@ -70,6 +74,7 @@ class HexDumpReader : public CutReader {
 
   void finish(const DumpLabel& label) {
     const auto dump = std::ranges::find(open_, label.name, &Dump::name);
+    hasDumps_ = true;
     if (dump == open_.end()) return tell("A dump ends that did not begin");
     close(static_cast<std::size_t>(dump - open_.begin()));
   }
@@ -97,6 +102,7 @@ class HexDumpReader : public CutReader {
   }
 
   void open(Dump dump) {
+    hasDumps_ = true;
     if (open_.size() == kMaxOpenDumps) {
       tell("The dump of " + name(0) + " has no end");
       close(0);
@@ -121,6 +127,7 @@ class HexDumpReader : public CutReader {
 
   InputBuffer input_;
   std::uint64_t line_ = 0;
+  bool hasDumps_ = false;
   std::vector<Dump> open_;   // in the order of their beginning
   std::deque<Dump> closed_;  // those that are to be read
   Dump current_;

@@ -141,6 +141,7 @@ TEST(HexDump, IsReadAsFarAsItIsThere) {
        {"in line 2: The log ends before the dump of ReceivePacket does", "< torn 02 01 01 00"}},
       {"0008 02 01 01 00 03            ........\n",
        {"in line 1: The rows before this one are missing", "? frame 02 01 01 00 03"}},
+      {"nothing of\nours\n", {"in line 2: The text has no dump, nor is it anything else"}},
       {"ReceivePacket Dump end\n", {"in line 1: A dump ends that did not begin"}},
       {"buffer Dump start\n0000 41                        A.......\nbuffer Dump end\n",
        {"? noise 41 # buffer"}},

@@ -1,5 +1,5 @@
-#include "tests/traffic/RandomRecords.h"
 #include "tests/TestSupport.h"
+#include "tests/traffic/RandomRecords.h"
 
 #include <VarnoNetwork/Network/HudException.h>
 #include <VarnoTraffic/VarnoTraffic.h>
