@@ -43,8 +43,12 @@ class HexTextReader : public CutReader {
         high_ = -1;
         return false;
       }
-      for (const std::uint8_t character : text) read(static_cast<char>(character));
-      input_.consume(text.size());
+      // Line by line, so that what comes before a warning is read before it.
+      std::size_t taken = 0;
+      while (taken < text.size() && (bytes_.empty() || column_ > 0)) {
+        read(static_cast<char>(text[taken++]));
+      }
+      input_.consume(taken);
     }
     chunk.bytes = bytes_;
     return true;
