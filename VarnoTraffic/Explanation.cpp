@@ -2,9 +2,9 @@
 
 #include <VarnoNetwork/Network/HudException.h>
 #include <VarnoNetwork/Network/Wire.h>
+#include <VarnoTraffic/Private/DecodedFrame.h>
 #include <VarnoTraffic/Private/FieldExplainer.h>
 #include <VarnoTraffic/Private/FieldPrinter.h>
-#include <VarnoTraffic/Private/FrameDecoder.h>
 
 #include <algorithm>
 #include <iterator>

@@ -1,6 +1,6 @@
 #include <VarnoTraffic/Explanation.h>
 #include <VarnoTraffic/JsonLines.h>
-#include <VarnoTraffic/Private/FrameDecoder.h>
+#include <VarnoTraffic/Private/DecodedFrame.h>
 #include <VarnoTraffic/Private/JsonFieldPrinter.h>
 
 #include <utility>
@@ -8,19 +8,20 @@
 namespace varno {
 
 struct JsonPrinter::State {
-  State(Secrets secrets, PacketDirectory directory)
-      : showsSecrets(secrets == Secrets::kShown), decoder(std::move(directory)) {}
+  State(Secrets secrets, PacketDirectory types)
+      : showsSecrets(secrets == Secrets::kShown), directory(std::move(types)) {}
 
   void appendBytes(std::string& text, const TrafficRecord& record);
 
   bool showsSecrets;
-  FrameDecoder decoder;
+  PacketDirectory directory;
+  std::vector<std::uint8_t> memory;
 };
 
 void JsonPrinter::State::appendBytes(std::string& text, const TrafficRecord& record) {
   const bool isFrame = record.kind == RecordKind::kFrame;
   DecodedFrame decoded;
-  if (isFrame) decoded = decoder.decode(record.bytes);
+  if (isFrame) decoded = decodeFrame(record.bytes, directory, memory);
   if (decoded.entry != nullptr) {
     text += ",\"type\":";
     appendJsonText(text, decoded.entry->type.name());
@@ -38,7 +39,7 @@ void JsonPrinter::State::appendBytes(std::string& text, const TrafficRecord& rec
   const bool hasProblems = isFrame && !decoded.isExact;
   const bool mayHide = !showsSecrets && (decoded.entry == nullptr || decoded.entry->mayHaveSecrets);
   if (hasProblems || mayHide) {
-    const Explanation explanation = explainFrame(record.bytes, decoder.directory());
+    const Explanation explanation = explainFrame(record.bytes, directory);
     if (mayHide) hidden = explanation.secretBytes();
     if (hasProblems) problems = explanation.sentences();
   }

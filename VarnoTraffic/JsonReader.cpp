@@ -1,7 +1,7 @@
 #include <VarnoTraffic/JsonLines.h>
+#include <VarnoTraffic/Private/DecodedFrame.h>
 #include <VarnoTraffic/Private/FieldPrinter.h>
 #include <VarnoTraffic/Private/FieldTree.h>
-#include <VarnoTraffic/Private/FrameDecoder.h>
 #include <VarnoTraffic/Private/NearestName.h>
 #include <VarnoTraffic/Private/NotationParser.h>
 
@@ -207,7 +207,8 @@ std::vector<std::uint8_t> frameIn(FieldValue& root, const PacketDirectory& direc
     fillFields(*packet, *fields, true);
   }
   if (frame == nullptr) return frameOf(*packet);
-  const DecodedFrame decoded = FrameDecoder(directory).decode(bytes);
+  std::vector<std::uint8_t> memory;
+  const DecodedFrame decoded = decodeFrame(bytes, directory, memory);
   if (decoded.packet == nullptr || !(decoded.entry->type == entry->type) ||
       fieldsText(*decoded.packet) != fieldsText(*packet)) {
     throwUnexpected(frame->nameColumn, frame->name, "no frame, or one that has the fields' values");

@@ -1,7 +1,7 @@
 #include <VarnoTraffic/Lint.h>
 
 #include <VarnoTraffic/Explanation.h>
-#include <VarnoTraffic/Private/FrameDecoder.h>
+#include <VarnoTraffic/Private/DecodedFrame.h>
 #include <VarnoTraffic/Private/ValueText.h>
 
 #include <set>
@@ -62,8 +62,8 @@ std::vector<std::string> lint(const HudPacket& packet, const PacketDirectory& di
   if (!sentences.empty()) return sentences;
 
   const std::vector<std::uint8_t> frame = frameOf(packet);
-  FrameDecoder decoder(directory);
-  const DecodedFrame decoded = decoder.decode(frame);
+  std::vector<std::uint8_t> memory;
+  const DecodedFrame decoded = decodeFrame(frame, directory, memory);
   if (decoded.packet == nullptr) {
     const Explanation explanation = explainFrame(frame, directory);
     return {"the receiver does not read the packet: " + explanation.reason};

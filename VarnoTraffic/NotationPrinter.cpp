@@ -1,7 +1,7 @@
 #include <VarnoTraffic/Explanation.h>
 #include <VarnoTraffic/Notation.h>
+#include <VarnoTraffic/Private/DecodedFrame.h>
 #include <VarnoTraffic/Private/FieldPrinter.h>
-#include <VarnoTraffic/Private/FrameDecoder.h>
 
 #include <VarnoNetwork/Network/Wire.h>
 
@@ -10,8 +10,8 @@
 namespace varno {
 
 struct NotationPrinter::State {
-  State(Secrets secrets, PacketDirectory directory)
-      : showsSecrets(secrets == Secrets::kShown), decoder(std::move(directory)) {}
+  State(Secrets secrets, PacketDirectory types)
+      : showsSecrets(secrets == Secrets::kShown), directory(std::move(types)) {}
 
   void appendFrame(std::string& text, const TrafficRecord& record);
   void appendBytes(std::string& text, const TrafficRecord& record, std::string_view word);
@@ -22,17 +22,18 @@ struct NotationPrinter::State {
   }
 
   bool showsSecrets;
-  FrameDecoder decoder;
+  PacketDirectory directory;
+  std::vector<std::uint8_t> memory;
   std::string remark;
 };
 
 void NotationPrinter::State::appendFrame(std::string& text, const TrafficRecord& record) {
-  const DecodedFrame decoded = decoder.decode(record.bytes);
+  const DecodedFrame decoded = decodeFrame(record.bytes, directory, memory);
   if (decoded.isExact && decoded.entry->hasPlainName) {
     return appendPacket(text, *decoded.packet,
                         {.showsSecrets = showsSecrets, .showsUnsent = false});
   }
-  const Explanation explanation = explainFrame(record.bytes, decoder.directory());
+  const Explanation explanation = explainFrame(record.bytes, directory);
   text += "raw";
   if (!record.bytes.empty()) {
     text += ' ';
@@ -58,8 +59,7 @@ void NotationPrinter::State::appendBytes(std::string& text, const TrafficRecord&
   text += ' ';
   const bool isChecked = !showsSecrets && record.bytes.front() == STX;
   appendHex(text, record.bytes, " ",
-            isChecked ? explainFrame(record.bytes, decoder.directory()).secretBytes()
-                      : std::vector<bool>());
+            isChecked ? explainFrame(record.bytes, directory).secretBytes() : std::vector<bool>());
 }
 
 NotationPrinter::NotationPrinter(Secrets secrets, PacketDirectory directory)

@@ -1,4 +1,4 @@
-#include <VarnoTraffic/Private/FrameDecoder.h>
+#include <VarnoTraffic/Private/DecodedFrame.h>
 
 #include <VarnoNetwork/Network/HudInputStream.h>
 #include <VarnoNetwork/Network/HudOutputStream.h>
@@ -10,15 +10,15 @@
 namespace varno {
 
 bool writesSame(const HudPacket& packet, std::span<const std::uint8_t> frame,
-                std::vector<std::uint8_t>& written) {
+                std::vector<std::uint8_t>& memory) {
   try {
     HudOutputStream stream;
     packet.serialize(stream);
     const auto size = static_cast<std::size_t>(stream.size());
     if (size != frame.size()) return false;
-    if (written.size() < size) written.resize(size);
-    stream.toByteArray(written.data(), size);
-    return std::equal(frame.begin(), frame.end(), written.begin());
+    if (memory.size() < size) memory.resize(size);
+    stream.toByteArray(memory.data(), size);
+    return std::equal(frame.begin(), frame.end(), memory.begin());
   } catch (const std::bad_alloc&) {
     throw;
   } catch (...) {
@@ -26,7 +26,8 @@ bool writesSame(const HudPacket& packet, std::span<const std::uint8_t> frame,
   }
 }
 
-DecodedFrame FrameDecoder::decode(std::span<const std::uint8_t> frame) {
+DecodedFrame decodeFrame(std::span<const std::uint8_t> frame, const PacketDirectory& directory,
+                         std::vector<std::uint8_t>& memory) {
   DecodedFrame decoded;
   if (frame.size() < kShortestFrame || frame.front() != STX || frame.back() != ETX) return decoded;
   try {
@@ -35,7 +36,7 @@ DecodedFrame FrameDecoder::decode(std::span<const std::uint8_t> frame) {
     ids.command = stream.readByte();
     ids.param1 = stream.readByte();
     ids.param2 = stream.readByte();
-    decoded.entry = directory_.find(ids);
+    decoded.entry = directory.find(ids);
     if (decoded.entry == nullptr) return decoded;
     decoded.packet = decoded.entry->type.parse(stream);
   } catch (const std::bad_alloc&) {
@@ -43,7 +44,7 @@ DecodedFrame FrameDecoder::decode(std::span<const std::uint8_t> frame) {
   } catch (...) {
     return decoded;  // refused, by the frame's header or by an application's type
   }
-  if (decoded.packet) decoded.isExact = writesSame(*decoded.packet, frame, written_);
+  if (decoded.packet) decoded.isExact = writesSame(*decoded.packet, frame, memory);
   return decoded;
 }
 

@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <memory>
 #include <span>
-#include <utility>
 #include <vector>
 
 namespace varno {
@@ -19,23 +18,13 @@ struct DecodedFrame {
   bool isExact = false;
 };
 
-// Reads one frame after the other. Its memory is used again.
-class FrameDecoder {
- public:
-  explicit FrameDecoder(PacketDirectory directory) : directory_(std::move(directory)) {}
+// Decodes a frame with the directory's types; the result is valid while the directory is. memory:
+// is used again from call to call. Throws nothing but std::bad_alloc.
+DecodedFrame decodeFrame(std::span<const std::uint8_t> frame, const PacketDirectory& directory,
+                         std::vector<std::uint8_t>& memory);
 
-  // Valid while the decoder is. Throws nothing but std::bad_alloc.
-  DecodedFrame decode(std::span<const std::uint8_t> frame);
-
-  const PacketDirectory& directory() const { return directory_; }
-
- private:
-  PacketDirectory directory_;
-  std::vector<std::uint8_t> written_;
-};
-
-// Whether the packet's frame is `frame`. `written` is only its memory.
+// Whether the packet's frame is `frame`.
 bool writesSame(const HudPacket& packet, std::span<const std::uint8_t> frame,
-                std::vector<std::uint8_t>& written);
+                std::vector<std::uint8_t>& memory);
 
 }  // namespace varno
