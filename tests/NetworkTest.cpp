@@ -353,11 +353,11 @@ TEST_F(Network, SendsWhatItLends) {
     packet.setTimeZoneId(std::string(length, '}'));
     for (const auto& row : rows) {
       SCOPED_TRACE(std::to_string(length) + " bytes, row " + std::to_string(&row - rows));
-      LendingNetwork network;
-      network.answer = row.answer;
-      EXPECT_EQ(network.sendPacket(packet), row.isSent);
-      EXPECT_EQ(network.lent, frameOf(packet));
-      EXPECT_EQ(network.take(), std::vector<Bytes>(row.isHandedOver ? 1 : 0, frameOf(packet)));
+      LendingNetwork lending;
+      lending.answer = row.answer;
+      EXPECT_EQ(lending.sendPacket(packet), row.isSent);
+      EXPECT_EQ(lending.lent, frameOf(packet));
+      EXPECT_EQ(lending.take(), std::vector<Bytes>(row.isHandedOver ? 1 : 0, frameOf(packet)));
       EXPECT_EQ(log.take(), row.lines);
     }
   }

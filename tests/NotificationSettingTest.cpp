@@ -37,6 +37,22 @@ TEST(NotificationSetting, PackageNameSetIsSharedAndMayBeNull) {
   EXPECT_THAT(*packet.packageNameSet(), ElementsAre("f"));
 }
 
+TEST(NotificationSetting, NamesMayComeInAnyOrder) {
+  HudOutputStream stream;
+  stream.writeBoolean(true);
+  stream.writeLong(0);  // color and icon
+  stream.writeInt(401);
+  StringSet names;
+  for (int turn = 0; turn < 400; ++turn) {
+    const std::string name = std::to_string(turn * 7919 % 300);
+    names.insert(name);
+    stream.writeUTF(name);
+  }
+  Setting packet;
+  EXPECT_FALSE(parse(packet, stream.toNSData()));  // one is missing
+  EXPECT_EQ(*packet.packageNameSet(), names);
+}
+
 TEST(NotificationSetting, DefaultTable) {
   const struct {
     std::uint32_t color;

@@ -141,14 +141,7 @@ class PayloadReader {
   void operator()(const char*, std::same_as<float> auto& value) { value = stream_.readFloat(); }
   void operator()(const char*, std::same_as<double> auto& value) { value = stream_.readDouble(); }
   void operator()(const char*, std::same_as<HudString> auto& value) { stream_.readUTF(value); }
-  void operator()(const char*, std::same_as<StringSet> auto& value) {
-    value.clear();
-    for (std::int32_t left = stream_.readInt(); left > 0; --left) {
-      HudString text = stream_.readUTF();
-      if (!text) throw InvalidArgumentException("A set of strings holds no absent string");
-      value.insert(value.end(), *std::move(text));  // the place is right where names are sorted
-    }
-  }
+  void operator()(const char*, std::same_as<StringSet> auto& value) { readSet(value); }
   template <FieldEnumeration Enumeration>
   void operator()(const char* name, Enumeration& value) {
     std::underlying_type_t<Enumeration> integer{};
@@ -202,6 +195,8 @@ class PayloadReader {
   }
 
  private:
+  VARNO_EXPORT void readSet(StringSet& set);
+
   HudInputStream& stream_;
   int nesting_ = 0;
 };
