@@ -86,10 +86,7 @@ class Explainer {
 
   // For its marks or length; where reading it anyhow stopped is told, too.
   void refuse(const std::string& reason) {
-    if (!result_.reason.empty() && result_.verdict == Verdict::kDropped) {
-      FrameSpan& last = result_.spans[result_.spans.size() - (end_ < frame_.size() ? 2 : 1)];
-      last.remarks.push_back(result_.reason);
-    }
+    if (result_.verdict == Verdict::kDropped) result_.remarks.push_back(result_.reason);
     result_.verdict = Verdict::kRefused;
     result_.reason = reason;
     result_.fields.clear();
@@ -114,7 +111,7 @@ class Explainer {
         result_.verdict = Verdict::kRefused;
         result_.reason = exceptionText(exception);
         addRest(begin_ + offset, name);
-        result_.spans.back().remarks.push_back("frame ends before " + std::string(name));
+        result_.remarks.push_back("frame ends before " + std::string(name));
         return;
       }
       add(begin_ + offset, static_cast<std::size_t>(stream.offset()) - offset, name).value =

@@ -49,9 +49,11 @@ struct Explanation {
   // is there"; of a refused frame the exception, as "InvalidArgumentException: RawPacket should be
   // greater than 4.". Empty for a delivered one.
   std::string reason;
+  // Where reading a refused frame anyhow stopped, and why: sentences.
+  std::vector<std::string> remarks;
   bool isExact = false;  // whether the packet, written, is the frame again
 
-  // The reason and every remark, each once, a remark with its span's name where it does not say it.
+  // The reason and every remark, each once; those of a field behind its name.
   VARNO_EXPORT std::vector<std::string> sentences() const;
 
   // The spans as a table of five columns with a heading, then a line for each sentence and the

@@ -82,12 +82,11 @@ std::vector<std::string> Explanation::sentences() const {
       all.push_back(std::move(sentence));
   };
   if (!reason.empty()) add(reason);
+  for (const std::string& remark : remarks) add(remark);
   for (const FrameSpan& span : spans) {
-    const bool hasName = !isMark(span) && span.name != "unread" && span.name != "payload";
-    for (const std::string& remark : span.remarks) {
-      const bool isNamed = !hasName || remark.find(span.name) != std::string::npos;
-      add(isNamed ? remark : span.name + ": " + remark);
-    }
+    const bool isField = span.name != "unread" && span.name != "payload";
+    for (const std::string& remark : span.remarks)
+      add(isField ? span.name + ": " + remark : remark);
   }
   return all;
 }

@@ -32,13 +32,7 @@ class TrackedIterator {
     *reached_ = ++at_;
     return *this;
   }
-  TrackedIterator operator++(int) {
-    TrackedIterator before = *this;
-    ++*this;
-    return before;
-  }
   bool operator==(const TrackedIterator& other) const { return at_ == other.at_; }
-  bool operator!=(const TrackedIterator& other) const { return at_ != other.at_; }
 
  private:
   const char* at_;
@@ -93,7 +87,7 @@ class TreeBuilder : public nlohmann::json_sax<nlohmann::json> {
   // Where the value or key begins that the parser has just read.
   std::size_t takeColumn() {
     while (next_ < line_.size() &&
-           std::string_view(" \t\r\n,:").find(line_[next_]) != std::string_view::npos) {
+           std::string_view(" \t\r\n,:]}").find(line_[next_]) != std::string_view::npos) {
       ++next_;
     }
     const std::size_t column = next_ + 1;

@@ -1,4 +1,5 @@
-#include <VarnoNetwork/VarnoNetwork.h>
+#include "tests/traffic/TrafficSupport.h"
+
 #include <VarnoTraffic/VarnoTraffic.h>
 
 #include <cstdint>
@@ -15,8 +16,9 @@
 #include <utility>
 #include <vector>
 
-// Writes the inputs that the searches begin with: of every packet type the frame with its defaults
-// and one with every field changed; a capture with a record of every kind; logs with dumps.
+// Writes the inputs that the searches begin with: of every packet type the frame with its defaults,
+// one with every field changed, and one with random fields; their lines of text and of JSON; a
+// capture with a record of every kind; logs with dumps.
 
 namespace varno::fuzz {
 namespace {
@@ -47,6 +49,9 @@ class Directory {
     std::filesystem::create_directories(path_);
   }
 
+  void write(std::string_view name, std::string_view text) const {
+    write(name, {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
+  }
   void write(std::string_view name, std::span<const std::uint8_t> bytes) const {
     std::ofstream file(path_ / name, std::ios::binary);
     for (const std::uint8_t byte : bytes) file.put(static_cast<char>(byte));
@@ -98,18 +103,38 @@ void writeSeeds(const std::filesystem::path& root) {
   const Directory receive(root / "receive");
   const Directory roundTrip(root / "roundtrip");
   const Directory cutter(root / "cutter");
+  const Directory explain(root / "explain");
+  const Directory notation(root / "notation");
+  const PacketRegistration<test::EveryFieldPacket> everyField;
+  NotationPrinter text(Secrets::kShown);
+  JsonPrinter json(Secrets::kShown);
   Bytes stream;
   const auto add = [&](const std::string& name, Bytes frame) {
     receive.write(name, frame);
     roundTrip.write(name, std::span(frame).subspan(1, frame.size() - 2));
+    explain.write(name, frame);
+    std::string line;
+    const TrafficRecord record{.time = 1'500'000'000'000'000'001,
+                               .direction = Direction::kToPhone,
+                               .bytes = frame,
+                               .note = "a \\ note"};
+    text.append(line, record);
+    notation.write(name + "-text", line);
+    line.clear();
+    json.append(line, record);
+    notation.write(name + "-json", line);
     stream.insert(stream.end(), frame.begin(), frame.end());
   };
+  test::Random random(1);
+  test::RandomFiller randomFiller(random);
   for (const PacketType type : PacketCatalogue::packetTypes()) {
     const std::string name(type.name());
     const auto packet = type.make();
     add(name, frameOf(*packet));
     fill(*packet);
     add(name + "-filled", frameOf(*packet));
+    packet->editFields(randomFiller);
+    add(name + "-random", frameOf(*packet));
   }
   // The version event's writer leaves out a separator that its reader asks for.
   HudVersionEventPacket version;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <numeric>
+#include <utility>
 #include <vector>
 
 namespace varno {
@@ -14,20 +15,25 @@ char lower(char letter) {
   return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
 }
 
-// How many letters have to be put in, taken out or replaced.
+// How many letters have to be put in, taken out, replaced, or swapped with the next one.
 std::size_t editDistance(std::string_view left, std::string_view right) {
-  std::vector<std::size_t> row(right.size() + 1);
-  std::iota(row.begin(), row.end(), std::size_t{0});
+  std::vector<std::size_t> before;  // the rows of the last letter of `left`, and of the one before
+  std::vector<std::size_t> last(right.size() + 1);
+  std::iota(last.begin(), last.end(), std::size_t{0});
   for (std::size_t at = 0; at < left.size(); ++at) {
-    std::size_t diagonal = row[0];
-    row[0] = at + 1;
+    std::vector<std::size_t> row{at + 1};
     for (std::size_t to = 0; to < right.size(); ++to) {
-      const std::size_t replaced = diagonal + (lower(left[at]) == lower(right[to]) ? 0 : 1);
-      diagonal = row[to + 1];
-      row[to + 1] = std::min({replaced, row[to] + 1, diagonal + 1});
+      const bool isSame = lower(left[at]) == lower(right[to]);
+      std::size_t least = std::min({last[to] + (isSame ? 0 : 1), last[to + 1] + 1, row[to] + 1});
+      if (at > 0 && to > 0 && lower(left[at]) == lower(right[to - 1]) &&
+          lower(left[at - 1]) == lower(right[to])) {
+        least = std::min(least, before[to - 1] + 1);
+      }
+      row.push_back(least);
     }
+    before = std::exchange(last, std::move(row));
   }
-  return row.back();
+  return last.back();
 }
 
 }  // namespace
