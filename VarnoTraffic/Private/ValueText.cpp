@@ -140,14 +140,15 @@ void appendHexByte(std::string& text, std::uint8_t byte) {
 
 void appendHex(std::string& text, std::span<const std::uint8_t> bytes, std::string_view separator,
                const std::vector<bool>& hidden) {
-  text.reserve(text.size() + bytes.size() * (2 + separator.size()));
+  if (bytes.empty()) return;
+  const std::size_t begin = text.size();
+  text.resize(begin + bytes.size() * (2 + separator.size()) - separator.size());
+  char* out = text.data() + begin;
   for (std::size_t at = 0; at < bytes.size(); ++at) {
-    if (at > 0) text += separator;
-    if (!hidden.empty() && hidden[at]) {
-      text += kHiddenByte;
-    } else {
-      appendHexByte(text, bytes[at]);
-    }
+    if (at > 0) out = std::copy(separator.begin(), separator.end(), out);
+    const bool isHidden = !hidden.empty() && hidden[at];
+    *out++ = isHidden ? kHiddenByte[0] : kDigits[bytes[at] >> 4];
+    *out++ = isHidden ? kHiddenByte[1] : kDigits[bytes[at] & 0x0F];
   }
 }
 
