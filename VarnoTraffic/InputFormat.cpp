@@ -4,6 +4,7 @@
 #include <VarnoNetwork/Network/PacketCatalogue.h>
 #include <VarnoTraffic/Private/DumpLine.h>
 #include <VarnoTraffic/Private/HexDigits.h>
+#include <VarnoTraffic/Private/NotationParser.h>
 #include <VarnoTraffic/Private/Readers.h>
 
 #include <algorithm>
@@ -86,11 +87,8 @@ void skipBlanks(std::string_view& text) {
 }
 
 bool beginsWithTime(std::string_view line) {
-  if (!line.starts_with('(')) return false;
-  line.remove_prefix(1);
-  if (takeWord(line, isDigit).empty() || !line.starts_with('.')) return false;
-  line.remove_prefix(1);
-  return !takeWord(line, isDigit).empty() && line.starts_with(')');
+  const std::size_t end = line.find(')');
+  return line.starts_with('(') && end != std::string_view::npos && timeIn(line.substr(1, end - 1));
 }
 
 bool isTextLine(std::string_view line) {
@@ -131,11 +129,10 @@ std::unique_ptr<RecordReader> makeReader(InputBuffer input, InputFormat format) 
       throw InvalidArgumentException(
           "This is a capture file of the older format, pcap, which tells no direction; convert it "
           "by editcap -F pcapng OLD NEW");
-    case InputFormat::kJsonLines:
+    case InputFormat::kJsonLines: return makeJsonLineReader(std::move(input));
     case InputFormat::kTextLines: break;
   }
-  throw InvalidArgumentException("Input of the form '" + std::string(inputFormatText(format)) +
-                                 "' is not read");
+  return makeTextLineReader(std::move(input));
 }
 
 }  // namespace

@@ -43,7 +43,7 @@ void JsonPrinter::State::appendBytes(std::string& text, const TrafficRecord& rec
     if (mayHide) hidden = explanation.secretBytes();
     if (hasProblems) problems = explanation.sentences();
   }
-  if (isFrame || !record.bytes.empty()) {
+  if (isFrame || (!record.bytes.empty() && mayHaveBytes(record.kind))) {
     text += isFrame ? ",\"frame\":\"" : ",\"bytes\":\"";
     appendHex(text, record.bytes, "", hidden);
     text += '"';

@@ -55,7 +55,7 @@ void NotationPrinter::State::appendFrame(std::string& text, const TrafficRecord&
 void NotationPrinter::State::appendBytes(std::string& text, const TrafficRecord& record,
                                          std::string_view word) {
   text += word;
-  if (record.bytes.empty()) return;
+  if (record.bytes.empty() || !mayHaveBytes(record.kind)) return;
   text += ' ';
   const bool isChecked = !showsSecrets && record.bytes.front() == STX;
   appendHex(text, record.bytes, " ",

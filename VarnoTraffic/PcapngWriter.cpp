@@ -1,6 +1,5 @@
 #include <VarnoTraffic/PcapngWriter.h>
 
-#include <VarnoNetwork/Network/HudException.h>
 #include <VarnoNetwork/Version.h>
 #include <VarnoTraffic/Private/Pcapng.h>
 
@@ -76,10 +75,7 @@ PcapngWriter::PcapngWriter(std::ostream& output) : output_(output) {
 PcapngWriter::~PcapngWriter() = default;
 
 bool PcapngWriter::write(const TrafficRecord& record) {
-  if (!record.bytes.empty() && !mayHaveBytes(record.kind)) {
-    throw InvalidArgumentException("A record of kind '" + std::string(recordKindText(record.kind)) +
-                                   "' has no bytes");
-  }
+  refuseStrayBytes(record);
   if (!isGood_) return false;
   block_.clear();  // of what an earlier call threw on the way
   const std::uint32_t interface = record.direction == Direction::kToPhone ? 1 : 0;

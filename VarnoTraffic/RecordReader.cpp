@@ -1,5 +1,7 @@
 #include <VarnoTraffic/RecordReader.h>
 
+#include <VarnoNetwork/Network/HudException.h>
+
 namespace varno {
 
 std::string ReadWarning::text() const {
@@ -14,5 +16,11 @@ void RecordReader::warn(const ReadWarning& warning) {
 }
 
 RecordWriter::~RecordWriter() = default;
+
+void RecordWriter::refuseStrayBytes(const TrafficRecord& record) {
+  if (record.bytes.empty() || mayHaveBytes(record.kind)) return;
+  throw InvalidArgumentException("A record of kind '" + std::string(recordKindText(record.kind)) +
+                                 "' has no bytes");
+}
 
 }  // namespace varno

@@ -70,6 +70,10 @@ class VARNO_EXPORT RecordWriter {
 
   // Has the output's stream hand on what it holds. False once the stream has failed.
   virtual bool flush() = 0;
+
+ protected:
+  // Throws the exception of `write`.
+  static void refuseStrayBytes(const TrafficRecord& record);
 };
 
 }  // namespace varno

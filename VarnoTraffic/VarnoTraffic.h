@@ -6,6 +6,7 @@
 #include <VarnoTraffic/FrameCutter.h>
 #include <VarnoTraffic/InputFormat.h>
 #include <VarnoTraffic/JsonLines.h>
+#include <VarnoTraffic/LineWriter.h>
 #include <VarnoTraffic/Lint.h>
 #include <VarnoTraffic/Notation.h>
 #include <VarnoTraffic/PacketDirectory.h>

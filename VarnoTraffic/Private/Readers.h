@@ -13,5 +13,7 @@ std::unique_ptr<RecordReader> makePcapngReader(InputBuffer input);
 std::unique_ptr<RecordReader> makeWireReader(InputBuffer input);
 std::unique_ptr<RecordReader> makeHexTextReader(InputBuffer input);
 std::unique_ptr<RecordReader> makeHexDumpReader(InputBuffer input);
+std::unique_ptr<RecordReader> makeTextLineReader(InputBuffer input);
+std::unique_ptr<RecordReader> makeJsonLineReader(InputBuffer input);
 
 }  // namespace varno

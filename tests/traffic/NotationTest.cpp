@@ -191,5 +191,41 @@ TEST(NotationTest, SaysWhatItExpected) {
   EXPECT_EQ(error.pointTo("\xC3\xA9\t\x1Bx"), "\xC3\xA9..x\n    ^");
 }
 
+// Whole inputs, with a record of every kind and lines that are none.
+TEST(NotationTest, ReadsAndWritesLines) {
+  std::vector<TrafficRecord> records;
+  for (const RecordKind kind : kRecordKinds) {
+    TrafficRecord record{std::int64_t{-1}, Direction::kToDisplay, kind, {}, " a #: \\n\nnote "};
+    if (mayHaveBytes(kind)) record.bytes = kKeepAlive;
+    records.push_back(record);
+    records.push_back({.kind = kind});
+  }
+  const auto check = [&](auto printer, const char* bad, const char* warning) {
+    std::stringstream lines;
+    lines << "\xEF\xBB\xBF# a comment\n\n";
+    LineWriter writer(lines, std::move(printer));
+    for (const TrafficRecord& record : records) ASSERT_TRUE(writer.write(record));
+    lines << bad << "\r\n";
+    ASSERT_TRUE(writer.write(records.front()));
+    EXPECT_EQ(thrownBy([&] { writer.write({.kind = RecordKind::kNote, .bytes = {1}}); }),
+              "InvalidArgumentException: A record of kind 'note' has no bytes");
+
+    std::string warned;
+    const auto reader = openRecords(lines);
+    reader->setOnWarning([&](const ReadWarning& told) { warned += told.text(); });
+    TrafficRecord record;
+    for (const TrafficRecord& expected : records) {
+      ASSERT_TRUE(reader->next(record)) << warned;
+      EXPECT_EQ(record, expected);
+    }
+    EXPECT_TRUE(reader->next(record));
+    EXPECT_FALSE(reader->next(record));
+    EXPECT_EQ(warned, warning);
+  };
+  check(NotationPrinter(), "noise F", "in line 21: column 7: found \"F\", expected two hex digits");
+  check(JsonPrinter(), "{\"kind\":1}",
+        "in line 21: column 9: found \"1\", expected a text in quotes");
+}
+
 }  // namespace
 }  // namespace varno::test
