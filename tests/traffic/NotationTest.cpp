@@ -35,7 +35,7 @@ TEST(NotationTest, ReadsBackWhatItPrints) {
       ASSERT_EQ(notationOf(*again, Secrets::kShown), line);
 
       // Damaged and whole.
-      TrafficRecord record{.time = static_cast<std::int64_t>(random()) * -random(),
+      TrafficRecord record{.time = -static_cast<std::int64_t>(random()) * static_cast<std::int64_t>(random()),
                            .direction = Direction::kToPhone,
                            .bytes = frame,
                            .note = randomText(random)};
