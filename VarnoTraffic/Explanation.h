@@ -53,8 +53,9 @@ struct Explanation {
   std::vector<std::string> remarks;
   bool isExact = false;  // whether the packet, written, is the frame again
 
-  // The reason and every remark, each once; those of a field behind its name.
-  VARNO_EXPORT std::vector<std::string> sentences() const;
+  // The reason and every remark, each once; those of a field behind its name. With secrets hidden,
+  // none tells what stands in a secret span.
+  VARNO_EXPORT std::vector<std::string> sentences(Secrets secrets = Secrets::kHidden) const;
 
   // The spans as a table of five columns with a heading, then a line for each sentence and the
   // verdict. In one long span, bytes are left out ("..").

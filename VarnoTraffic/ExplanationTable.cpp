@@ -1,4 +1,5 @@
 #include <VarnoTraffic/Explanation.h>
+#include <VarnoTraffic/Private/FieldExplainer.h>
 #include <VarnoTraffic/Private/ValueText.h>
 
 #include <algorithm>
@@ -75,18 +76,32 @@ std::string_view verdictText(Verdict verdict) noexcept {
   return "refused";
 }
 
-std::vector<std::string> Explanation::sentences() const {
+std::vector<std::string> Explanation::sentences(Secrets secrets) const {
   std::vector<std::string> all;
   const auto add = [&](std::string sentence) {
     if (std::find(all.begin(), all.end(), sentence) == all.end())
       all.push_back(std::move(sentence));
   };
-  if (!reason.empty()) add(reason);
-  for (const std::string& remark : remarks) add(remark);
+  const auto isHidden = [&](const FrameSpan& span) {
+    return span.isSecret && secrets == Secrets::kHidden;
+  };
+  // Where the payload ended may be in a secret: then what was read there is not told.
+  const bool isCut = !isExact && std::any_of(spans.begin(), spans.end(), isHidden);
+  const auto addWhole = [&](const std::string& sentence) {
+    const bool mayTell = !isCut || !sentence.starts_with(kPayloadEnds);
+    add(mayTell ? sentence : sentence.substr(0, sentence.find(':')));
+  };
+  if (!reason.empty()) addWhole(reason);
+  for (const std::string& remark : remarks) addWhole(remark);
   for (const FrameSpan& span : spans) {
     const bool isField = span.name != "unread" && span.name != "payload";
-    for (const std::string& remark : span.remarks)
-      add(isField ? span.name + ": " + remark : remark);
+    for (const std::string& remark : span.remarks) {
+      if (isHidden(span)) {
+        add(span.name + ": something is unusual in this secret");
+      } else {
+        add(isField ? span.name + ": " + remark : remark);
+      }
+    }
   }
   return all;
 }
@@ -98,7 +113,7 @@ std::string Explanation::table(Secrets secrets) const {
   }
   std::string text;
   appendRows(text, rows);
-  for (const std::string& sentence : sentences()) text += sentence + '\n';
+  for (const std::string& sentence : sentences(secrets)) text += sentence + '\n';
   text.append(verdictText(verdict));
   if (!typeName.empty()) text += ": " + typeName;
   return text += '\n';

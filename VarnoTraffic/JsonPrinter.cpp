@@ -41,7 +41,8 @@ void JsonPrinter::State::appendBytes(std::string& text, const TrafficRecord& rec
   if (hasProblems || mayHide) {
     const Explanation explanation = explainFrame(record.bytes, directory);
     if (mayHide) hidden = explanation.secretBytes();
-    if (hasProblems) problems = explanation.sentences();
+    if (hasProblems)
+      problems = explanation.sentences(showsSecrets ? Secrets::kShown : Secrets::kHidden);
   }
   if (isFrame || (!record.bytes.empty() && mayHaveBytes(record.kind))) {
     text += isFrame ? ",\"frame\":\"" : ",\"bytes\":\"";

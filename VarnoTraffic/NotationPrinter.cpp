@@ -47,7 +47,8 @@ void NotationPrinter::State::appendFrame(std::string& text, const TrafficRecord&
     remark += verdictText(explanation.verdict);
   }
   const char* separator = decoded.packet != nullptr ? "; " : ": ";
-  for (const std::string& sentence : explanation.sentences()) {
+  for (const std::string& sentence :
+       explanation.sentences(showsSecrets ? Secrets::kShown : Secrets::kHidden)) {
     remark += std::exchange(separator, "; ") + sentence;
   }
 }

@@ -157,20 +157,21 @@ const PacketDirectory::Entry* PacketDirectory::nearest(
 
 // What fits best counts: the name, then the name without its endings, then a beginning.
 std::vector<const PacketDirectory::Entry*> PacketDirectory::named(std::string_view word) const {
-  std::vector<const Entry*> found[3];
-  if (word.empty()) return {};
-  for (const Entry& entry : entries_) {
-    const std::string_view name = entry.type.name();
-    if (name == word) found[0].push_back(&entry);
-    if (withoutEnding(name, kPacketEnding) == word || withoutFamily(name) == word) {
-      found[1].push_back(&entry);
+  std::vector<const Entry*> found;
+  const auto take = [&](auto isNamed) {
+    for (const Entry& entry : entries_) {
+      if (isNamed(entry.type.name())) found.push_back(&entry);
     }
-    if (name.starts_with(word)) found[2].push_back(&entry);
+    return !found.empty();
+  };
+  if (word.empty() || take([&](std::string_view name) { return name == word; }) ||
+      take([&](std::string_view name) {
+        return withoutEnding(name, kPacketEnding) == word || withoutFamily(name) == word;
+      })) {
+    return found;
   }
-  for (const std::vector<const Entry*>& entries : found) {
-    if (!entries.empty()) return entries;
-  }
-  return {};
+  take([&](std::string_view name) { return name.starts_with(word); });
+  return found;
 }
 
 }  // namespace varno

@@ -75,7 +75,7 @@ std::string FieldExplainer::explainFailure(std::string_view what, bool isOutOfBo
   } else {
     // What is left of the payload, though the reading may have stopped before its end.
     const std::vector<std::uint8_t> left = unstuffed(body_.subspan(begin_));
-    reason = "payload ends inside " + path_ + ": ";
+    reason = std::string(kPayloadEnds) + path_ + ": ";
     if (type_ == Type::kText && left.size() >= kCountOfText) {
       reason += counted(numberIn(left, kCountOfText), "byte") + " announced, " +
                 isThere(left.size() - kCountOfText);

@@ -14,6 +14,10 @@
 
 namespace varno {
 
+// Begins the reason of a payload that is too short; the field's path and ": " follow, and then what
+// was read of the field.
+inline constexpr std::string_view kPayloadEnds = "payload ends inside ";
+
 // Reads a packet's fields from a frame's body and notes for each of them a span.
 class FieldExplainer : public UniformFieldVisitor<FieldExplainer, FieldEditor> {
  public:

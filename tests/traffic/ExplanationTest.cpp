@@ -110,6 +110,8 @@ TEST(ExplanationTest, HidesSecrets) {
        "02 7D 7F 10 00 00 01 41 ** ** ** 00 00 00 04 03"},
       {"80 00 42 42 42 42 42 03", "", "02 7D 7F 10 00 00 01 41 ** ** ** ** ** ** ** 03"},
       {"00 7D 7E 42 42 03", "", "02 7D 7F 10 00 00 01 41 ** ** ** ** ** 03"},
+      {"80 00 42 42 42 42 42 7D 41 03", "",
+       "02 7D 7F 10 00 00 01 41 ** ** ** ** ** ** ** ** ** 03"},
       {"00 7D 7E 42 42", "", "02 7D 7F 10 00 00 01 41 ** ** ** ** **"},
   };
   for (const auto& [tail, line, frame] : kCases) {
@@ -119,11 +121,13 @@ TEST(ExplanationTest, HidesSecrets) {
     const std::string expected = *line != '\0' ? line : "raw " + std::string(frame);
     EXPECT_EQ(text.substr(0, text.find(" #: ")), expected);
     EXPECT_EQ(text.find('B'), std::string::npos) << text;
+    EXPECT_EQ(text.find("7D 41"), std::string::npos) << text;
     std::string json;
     JsonPrinter().append(json, record);
     std::string digits = frame;
     std::erase(digits, ' ');
     EXPECT_NE(json.find(digits), std::string::npos) << json;
+    EXPECT_EQ(text.find("16962"), std::string::npos) << text;  // 42 42
     EXPECT_EQ(explainFrame(record.bytes, PacketDirectory()).table().find("42"), std::string::npos);
   }
 }
