@@ -54,11 +54,11 @@ VARNO_EXPORT bool mayHaveBytes(RecordKind kind) noexcept;
 // One thing that passed over a link or happened to it. The bytes of the records of one direction,
 // put together, are what passed in that direction, byte for byte. A value.
 struct TrafficRecord {
-  std::optional<std::int64_t> time;    // nanoseconds since the epoch; none where it is not known
-  std::optional<Direction> direction;  // none where it is not known, or where both are meant
+  std::optional<std::int64_t> time = {};  // nanoseconds since the epoch; none where it is not known
+  std::optional<Direction> direction = {};  // none where it is not known, or where both are meant
   RecordKind kind = RecordKind::kFrame;
-  std::vector<std::uint8_t> bytes;  // as on the wire, with their stuffing
-  std::string note;                 // for people, in UTF-8; empty for none
+  std::vector<std::uint8_t> bytes = {};  // as on the wire, with their stuffing
+  std::string note = {};                 // for people, in UTF-8; empty for none
 
   bool operator==(const TrafficRecord&) const = default;
 };

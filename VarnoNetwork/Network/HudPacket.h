@@ -39,8 +39,9 @@ class VARNO_EXPORT HudPacket : public IHudPacket {
   virtual std::string_view typeName() const;
 
   // The packet as text for logs: "WifiStationStatusEventPacket[...]". Everything in it is shown in
-  // clear, passwords and keys included; see `loggable`. The default shows the fields by their names,
-  // as "%@[a : %d b : %@]", those of a record likewise, and at most five elements of a set or list.
+  // clear, passwords and keys included; see `loggable`. The default shows the fields by their
+  // names, as "%@[a : %d b : %@]", those of a record likewise, and at most five elements of a set
+  // or list.
   virtual std::string description() const;
 
   // What stands between the fields there: a blank, or a type's own kFieldSeparator.

@@ -35,10 +35,11 @@ TEST(NotationTest, ReadsBackWhatItPrints) {
       ASSERT_EQ(notationOf(*again, Secrets::kShown), line);
 
       // Damaged and whole.
-      TrafficRecord record{.time = -static_cast<std::int64_t>(random()) * static_cast<std::int64_t>(random()),
-                           .direction = Direction::kToPhone,
-                           .bytes = frame,
-                           .note = randomText(random)};
+      TrafficRecord record{
+          .time = -static_cast<std::int64_t>(random()) * static_cast<std::int64_t>(random()),
+          .direction = Direction::kToPhone,
+          .bytes = frame,
+          .note = randomText(random)};
       if (round % 4 == 3)
         record.bytes[random() % frame.size()] ^= Bytes{1, 2, 4, 127}[random() % 4];
       if (round % 10 == 9) record.bytes.resize(random() % frame.size());
