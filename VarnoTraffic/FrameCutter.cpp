@@ -4,6 +4,7 @@
 #include <VarnoNetwork/Network/Wire.h>
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 namespace varno {
@@ -23,7 +24,9 @@ std::size_t markIn(ByteSpan bytes, std::size_t from) {
 }
 
 std::size_t startIn(ByteSpan bytes) {
-  return static_cast<std::size_t>(std::find(bytes.begin(), bytes.end(), STX) - bytes.begin());
+  const void* const found = std::memchr(bytes.data(), STX, bytes.size());
+  if (found == nullptr) return bytes.size();
+  return static_cast<std::size_t>(static_cast<const std::uint8_t*>(found) - bytes.data());
 }
 
 ByteSpan take(ByteSpan& bytes, std::size_t count) {

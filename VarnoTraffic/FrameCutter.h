@@ -73,9 +73,9 @@ class VARNO_EXPORT FrameCutter {
  private:
   enum class State : std::uint8_t { kOutside, kInFrame, kInLongFrame };
 
-  void store(std::span<const std::uint8_t> part);
-  Piece giveOut(RecordKind kind, std::span<const std::uint8_t> bytes);
-  Piece giveOutStored(RecordKind kind);
+  VARNO_INTERNAL void store(std::span<const std::uint8_t> part);
+  VARNO_INTERNAL Piece giveOut(RecordKind kind, std::span<const std::uint8_t> bytes);
+  VARNO_INTERNAL Piece giveOutStored(RecordKind kind);
 
   std::size_t maxFrameBytes_;
   State state_ = State::kOutside;

@@ -2,7 +2,6 @@
 #include <VarnoTraffic/Private/DumpLine.h>
 #include <VarnoTraffic/Private/Readers.h>
 
-#include <algorithm>
 #include <deque>
 #include <utility>
 #include <vector>
@@ -73,10 +72,10 @@ class HexDumpReader : public CutReader {
   }
 
   void finish(const DumpLabel& label) {
-    const auto dump = std::ranges::find(open_, label.name, &Dump::name);
     hasDumps_ = true;
-    if (dump == open_.end()) return tell("A dump ends that did not begin");
-    close(static_cast<std::size_t>(dump - open_.begin()));
+    const std::size_t index = indexOf(label.name);
+    if (index == open_.size()) return tell("A dump ends that did not begin");
+    close(index);
   }
 
   void readRow(const DumpRow& row) {
@@ -110,10 +109,16 @@ class HexDumpReader : public CutReader {
     open_.push_back(std::move(dump));
   }
 
+  // The first dump of the name; how many there are where there is none.
+  std::size_t indexOf(std::string_view name) const {
+    std::size_t index = 0;
+    while (index < open_.size() && open_[index].name != name) ++index;
+    return index;
+  }
+
   // A dump that nothing named ends where the next begins.
   void closeUnnamed() {
-    const auto unnamed = std::ranges::find(open_, std::string_view(), &Dump::name);
-    if (unnamed != open_.end()) close(static_cast<std::size_t>(unnamed - open_.begin()));
+    if (const std::size_t index = indexOf({}); index < open_.size()) close(index);
   }
 
   void close(std::size_t index) {
@@ -122,7 +127,7 @@ class HexDumpReader : public CutReader {
     open_.erase(dump);
   }
 
-  std::string name(std::size_t index) const { return open_[index].name; }
+  const std::string& name(std::size_t index) const { return open_[index].name; }
   void tell(const std::string& reason) { warn({line_, true, reason}); }
 
   InputBuffer input_;

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <iterator>
 #include <string>
+#include <vector>
 
 namespace varno {
 namespace {
@@ -30,7 +31,8 @@ bool isControl(char character) {
 bool isPcap(std::string_view text) {
   constexpr std::string_view kNumbers[] = {"\xA1\xB2\xC3\xD4", "\xD4\xC3\xB2\xA1",
                                            "\xA1\xB2\x3C\x4D", "\x4D\x3C\xB2\xA1"};
-  return std::ranges::any_of(kNumbers, [&](auto number) { return text.starts_with(number); });
+  return std::any_of(std::begin(kNumbers), std::end(kNumbers),
+                     [&](std::string_view number) { return text.starts_with(number); });
 }
 
 // The first line that is neither blank nor a comment, from its first character that is no blank.
@@ -68,9 +70,10 @@ bool isHexText(std::string_view line) {
 }
 
 std::string_view takeWord(std::string_view& text, bool (*isPart)(char)) {
-  const auto end = std::ranges::find_if_not(text, isPart);
-  const std::string_view word = text.substr(0, static_cast<std::size_t>(end - text.begin()));
-  text.remove_prefix(word.size());
+  std::size_t length = 0;
+  while (length < text.size() && isPart(text[length])) ++length;
+  const std::string_view word = text.substr(0, length);
+  text.remove_prefix(length);
   return word;
 }
 
@@ -96,9 +99,9 @@ bool isTextLine(std::string_view line) {
   const std::string_view name = takeWord(line, isNamePart);
   if (name.empty()) return false;
   const bool isRaw = name == "raw" || recordKindFromText(name);
-  const bool isType = std::ranges::any_of(PacketCatalogue::packetTypes(), [&](PacketType type) {
-    return type.name().starts_with(name);
-  });
+  const std::vector<PacketType> types = PacketCatalogue::packetTypes();
+  const bool isType = std::any_of(types.begin(), types.end(),
+                                  [&](PacketType type) { return type.name().starts_with(name); });
   if (!isRaw && !isType) return false;
   skipBlanks(line);
   if (line.empty() || line.starts_with('#')) return true;
@@ -108,7 +111,7 @@ bool isTextLine(std::string_view line) {
 
 // Whether no more of the input can change what it is recognized as.
 bool isDecided(std::string_view text) {
-  if (text.size() >= kMostLookedAt || std::ranges::any_of(text, isControl)) return true;
+  if (text.size() >= kMostLookedAt || std::any_of(text.begin(), text.end(), isControl)) return true;
   const std::string_view line = decidingLine(text);
   const char* const end = line.data() + line.size();
   return !line.empty() &&
@@ -146,7 +149,7 @@ InputFormat recognizeInput(std::span<const std::uint8_t> beginning) {
       charactersOf(beginning.first(std::min(beginning.size(), kMostLookedAt)));
   if (text.starts_with("\x0A\x0D\x0D\x0A")) return InputFormat::kPcapng;
   if (isPcap(text)) return InputFormat::kPcap;
-  if (text.empty() || std::ranges::any_of(text, isControl)) return InputFormat::kWire;
+  if (text.empty() || std::any_of(text.begin(), text.end(), isControl)) return InputFormat::kWire;
   const std::string_view line = decidingLine(text);
   if (dumpRowIn(line) || dumpLabelIn(line)) return InputFormat::kHexDump;
   if (line.starts_with('{')) return InputFormat::kJsonLines;

@@ -186,9 +186,10 @@ void PcapngReader::readInterface(ByteSpan block) {
   while (const auto option = options.next()) {
     const ByteSpan value = option->value;
     if (option->code == pcapng::kInterfaceName) {
-      if (std::ranges::equal(value, pcapng::kToDisplayName)) {
+      const std::string_view name(reinterpret_cast<const char*>(value.data()), value.size());
+      if (name == pcapng::kToDisplayName) {
         interface.direction = Direction::kToDisplay;
-      } else if (std::ranges::equal(value, pcapng::kToPhoneName)) {
+      } else if (name == pcapng::kToPhoneName) {
         interface.direction = Direction::kToPhone;
       }
     } else if (option->code == pcapng::kTimeResolution && value.size() == 1) {

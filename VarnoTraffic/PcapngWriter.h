@@ -34,13 +34,13 @@ class VARNO_EXPORT PcapngWriter : public RecordWriter {
   bool flush() override;
 
  private:
-  void beginBlock(std::uint32_t type);
-  void appendNumber(std::uint64_t value, std::size_t bytes);
-  void appendPadded(std::string_view bytes);
-  void appendOption(std::uint16_t code, std::string_view value);
-  void endBlock();
-  void appendInterface(std::string_view name);
-  bool writeOut();
+  VARNO_INTERNAL void beginBlock(std::uint32_t type);
+  VARNO_INTERNAL void appendNumber(std::uint64_t value, std::size_t bytes);
+  VARNO_INTERNAL void appendPadded(std::string_view bytes);
+  VARNO_INTERNAL void appendOption(std::uint16_t code, std::string_view value);
+  VARNO_INTERNAL void endBlock();
+  VARNO_INTERNAL void appendInterface(std::string_view name);
+  VARNO_INTERNAL bool writeOut();
 
   std::ostream& output_;
   bool isGood_ = true;

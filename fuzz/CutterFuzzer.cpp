@@ -39,7 +39,8 @@ Cut cut(ByteSpan stream, const std::vector<std::size_t>& sizes, std::size_t maxF
   std::size_t at = 0;
   const auto take = [&](const FrameCutter::Piece& piece) {
     require(!piece.bytes.empty() && piece.bytes.size() <= stream.size() - at, "size of a piece");
-    require(std::ranges::equal(piece.bytes, stream.subspan(at, piece.bytes.size())),
+    require(std::equal(piece.bytes.begin(), piece.bytes.end(),
+                       stream.begin() + static_cast<std::ptrdiff_t>(at)),
             "the pieces are the stream");
     if (isWhole(piece.kind)) result.starts.push_back(at);
     at += piece.bytes.size();

@@ -11,7 +11,7 @@ namespace varno::fuzz {
 namespace {
 
 bool areSound(const ReadResult& result) {
-  return std::ranges::all_of(result.records, [](const TrafficRecord& record) {
+  return std::all_of(result.records.begin(), result.records.end(), [](const TrafficRecord& record) {
     const auto& bytes = record.bytes;
     return !bytes.empty() && (record.kind != RecordKind::kFrame ||
                               (bytes.size() >= 5 && bytes.front() == 2 && bytes.back() == 3));
@@ -70,7 +70,8 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const TrafficRecord expected{{}, Direction::kToPhone, RecordKind::kFrame, frame, {}};
   // An unfinished dump of the log may take a row for its own.
   const bool isMixed = log.find("Dump start") != std::string::npos;
-  require(isMixed || std::ranges::count(found.records, expected) > 0, "a dump in a log is found");
+  require(isMixed || std::count(found.records.begin(), found.records.end(), expected) > 0,
+          "a dump in a log is found");
 
   try {
     std::istringstream stream(log);
