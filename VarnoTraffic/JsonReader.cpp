@@ -198,7 +198,7 @@ std::vector<std::uint8_t> frameIn(FieldValue& root, const PacketDirectory& direc
   const std::shared_ptr<HudPacket> packet = entry->type.make();
   if (fields != nullptr) {
     if (fields->kind != Kind::kRecord) throwUnexpected(fields->column, fields->text, "an object");
-    fillFields(*packet, *fields, true);
+    fillFields(*packet, *fields, frame == nullptr);  // a frame tells its secrets itself
   }
   if (frame == nullptr) return frameOf(*packet);
   std::vector<std::uint8_t> memory;

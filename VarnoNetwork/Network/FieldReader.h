@@ -66,7 +66,7 @@ class FieldReader : public UniformFieldVisitor<FieldReader, FieldEditor> {
       PayloadReader::throwElementWithoutBytes();
     }
     list.elementBegin = stream_.offset();
-    return list.left-- > 0;
+    return list.left > 0 && list.left-- > 0;
   }
   void endList() override {
     if (lists_.back().isOnWire && witness_ != nullptr) witness_->endList();
