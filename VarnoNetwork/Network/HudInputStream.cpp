@@ -119,10 +119,11 @@ void HudInputStream::readUTF(HudString& into) {
   }
   std::string text(length, '\0');
   auto* bytes = reinterpret_cast<std::uint8_t*>(text.data());
-  const auto [taken, written] = stuffing::unstuffTo(bytes, length, next(), left());
-  offset_ += taken;
-  read(bytes + written, length - written);
-  if (utf8::isValid(bytes, length)) {
+  const stuffing::Unstuffed part = stuffing::unstuffTo(bytes, length, next(), left());
+  offset_ += part.taken;
+  read(bytes + part.written, length - part.written);
+  const std::size_t judged = part.isAscii ? part.written : 0;
+  if (utf8::isValid(bytes + judged, length - judged)) {
     into = std::move(text);
   } else {
     into.reset();

@@ -57,7 +57,7 @@ void HudOutputStream::writeText(std::string_view text) {
   // The wire's bytes are the text's own; only their type differs.
   const auto* bytes = reinterpret_cast<const std::uint8_t*>(text.data());
   const std::size_t length = text.size();
-  if (length <= kStagingBytes / 4 && writePlain(bytes, length)) return;
+  if (length <= kStagingBytes / 4) return writeShortText(bytes, length);
   const std::size_t start = heldBytes();
   const auto count = static_cast<std::uint16_t>(length);  // modulo 65,536
   writeBigEndian(count);
@@ -71,19 +71,25 @@ void HudOutputStream::writeText(std::string_view text) {
   }
 }
 
-// Fast path for short text in which nothing needs care: says whether it could write it.
-bool HudOutputStream::writePlain(const std::uint8_t* bytes, std::size_t length) {
+// Writes text that fits into the staging area, however much of it is escaped.
+void HudOutputStream::writeShortText(const std::uint8_t* bytes, std::size_t length) {
+  const std::size_t mostBytes = 2 * (sizeof(std::uint16_t) + length) + 2 * stuffing::kBlock;
+  if (!fits(mostBytes)) flush();
   const auto count = static_cast<std::uint16_t>(length);
-  if (!fits(sizeof count + length)) flush();
-  std::uint8_t* end = staging_ + staged_;
-  if (stuffing::hasEscapes(count) ||
-      !stuffing::copyPlain<stuffing::UnescapedAscii>(end + sizeof count, bytes, length)) {
-    return false;
+  std::uint8_t* const text = staging_ + staged_ + sizeof count;
+  if (!stuffing::hasEscapes(count) &&
+      stuffing::copyPlain<stuffing::UnescapedAscii>(text, bytes, length)) {
+    // Fast path: nothing needs care.
+    const std::uint16_t wire = bytes16::bigEndian(count);
+    std::memcpy(staging_ + staged_, &wire, sizeof wire);
+    staged_ += sizeof wire + length;
+  } else if (utf8::isValid(bytes, length)) {
+    writeBigEndian(count);
+    staged_ += stuffing::stuffTo<stuffing::Unescaped>(staging_ + staged_, mostBytes, bytes, length)
+                   .written;
+  } else {
+    writeBigEndian(std::uint16_t{0});
   }
-  const std::uint16_t wire = bytes16::bigEndian(count);
-  std::memcpy(end, &wire, sizeof wire);
-  staged_ += sizeof count + length;
-  return true;
 }
 
 template <class Unsigned>

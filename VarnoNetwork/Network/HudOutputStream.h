@@ -103,7 +103,7 @@ class VARNO_EXPORT HudOutputStream {
   void appendByte(std::uint8_t byte) noexcept { staged_ += stuffByte(staging_ + staged_, byte); }
 
   void writeText(std::string_view text);
-  bool writePlain(const std::uint8_t* bytes, std::size_t length);
+  void writeShortText(const std::uint8_t* bytes, std::size_t length);
   template <class Unsigned>
   VARNO_INTERNAL void writeBigEndian(Unsigned value);
   template <class Rule>

@@ -16,6 +16,9 @@ using Signed16 = std::int8_t __attribute__((vector_size(16)));
 using Halves8 = std::uint16_t __attribute__((vector_size(16)));
 using Words2 = std::uint64_t __attribute__((vector_size(16)));
 
+// At -Os g++ would call functions of two instructions.
+#define VARNO_ALWAYS_INLINE [[gnu::always_inline]] inline
+
 inline constexpr std::size_t kBytes = sizeof(Bytes16);
 inline constexpr bool kLowestFirst = std::endian::native == std::endian::little;
 
@@ -40,7 +43,7 @@ constexpr Unsigned bigEndian(Unsigned value) noexcept {
   if constexpr (sizeof value == 8) return __builtin_bswap64(value);
 }
 
-inline Bytes16 load(const std::uint8_t* bytes) noexcept {
+VARNO_ALWAYS_INLINE Bytes16 load(const std::uint8_t* bytes) noexcept {
   Bytes16 block;
   std::memcpy(&block, bytes, kBytes);
   return block;
@@ -67,17 +70,21 @@ inline Bytes16 loadPart(const std::uint8_t* bytes, std::size_t length) noexcept 
   return reinterpret_cast<Bytes16>(Words2{first, second});
 }
 
-inline void store(std::uint8_t* to, Bytes16 block) noexcept { std::memcpy(to, &block, kBytes); }
+VARNO_ALWAYS_INLINE void store(std::uint8_t* to, Bytes16 block) noexcept {
+  std::memcpy(to, &block, kBytes);
+}
 
-inline Bytes16 highest(Bytes16 left, Bytes16 right) noexcept { return left > right ? left : right; }
+VARNO_ALWAYS_INLINE Bytes16 highest(Bytes16 left, Bytes16 right) noexcept {
+  return left > right ? left : right;
+}
 
 // The flags of a comparison: FF for a byte where it holds, 00 where it does not.
 template <class Comparison>
-Bytes16 flags(Comparison comparison) noexcept {
+VARNO_ALWAYS_INLINE Bytes16 flags(Comparison comparison) noexcept {
   return reinterpret_cast<Bytes16>(comparison);
 }
 
-inline bool any(Bytes16 flags) noexcept {
+VARNO_ALWAYS_INLINE bool any(Bytes16 flags) noexcept {
   const auto words = reinterpret_cast<Words2>(flags);
   return (words[0] | words[1]) != 0;
 }
@@ -85,7 +92,7 @@ inline bool any(Bytes16 flags) noexcept {
 // The places of the flags in sixteen bytes, to walk through from the first to the last.
 class Places {
  public:
-  explicit Places(Bytes16 flags) noexcept {
+  VARNO_ALWAYS_INLINE explicit Places(Bytes16 flags) noexcept {
     // Halves each byte: of two neighbors the outer halves fall away, and the inner ones are one
     // byte. That leaves a bit for each flag at every fourth place.
     const Bytes8 halves = __builtin_convertvector(reinterpret_cast<Halves8>(flags) >> 4, Bytes8);
@@ -97,13 +104,13 @@ class Places {
     left_ &= kOneOfFour;
   }
 
-  bool areLeft() const noexcept { return left_ != 0; }
-  std::size_t first() const noexcept {
+  VARNO_ALWAYS_INLINE bool areLeft() const noexcept { return left_ != 0; }
+  VARNO_ALWAYS_INLINE std::size_t first() const noexcept {
     return static_cast<std::size_t>(std::countr_zero(left_)) / 4;
   }
-  void dropFirst() noexcept { left_ &= left_ - 1; }
+  VARNO_ALWAYS_INLINE void dropFirst() noexcept { left_ &= left_ - 1; }
   // Drops the first, and the place behind it where it is one.
-  void dropFirstAndNext() noexcept {
+  VARNO_ALWAYS_INLINE void dropFirstAndNext() noexcept {
     const std::uint64_t first = left_ & -left_;
     left_ &= ~(first | first << 4);
   }

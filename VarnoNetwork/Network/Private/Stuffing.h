@@ -19,10 +19,10 @@ inline constexpr std::size_t kPart = bytes16::kBytes;
 inline constexpr std::size_t kBlock = 4 * kPart;
 
 // The flags of the escape marks.
-inline Bytes16 marks(Bytes16 part) noexcept { return bytes16::flags(part == ESCAPE); }
+VARNO_ALWAYS_INLINE Bytes16 marks(Bytes16 part) noexcept { return bytes16::flags(part == ESCAPE); }
 
 // The flags of the bytes to escape.
-inline Bytes16 escapes(Bytes16 part) noexcept {
+VARNO_ALWAYS_INLINE Bytes16 escapes(Bytes16 part) noexcept {
   static_assert((STX | 1) == ETX);
   return bytes16::flags((part | 1) == ETX) | marks(part);
 }
@@ -33,13 +33,13 @@ inline Bytes16 escapes(Bytes16 part) noexcept {
 // Plain on the wire: bytes that stand for themselves.
 struct Unmarked {
   static constexpr std::uint8_t kLimit = 0xFF;
-  static Bytes16 rank(Bytes16 part) noexcept { return marks(part); }
+  VARNO_ALWAYS_INLINE static Bytes16 rank(Bytes16 part) noexcept { return marks(part); }
 };
 
 // Plain to send: bytes that go out as they are.
 struct Unescaped {
   static constexpr std::uint8_t kLimit = 0xFF;
-  static Bytes16 rank(Bytes16 part) noexcept { return escapes(part); }
+  VARNO_ALWAYS_INLINE static Bytes16 rank(Bytes16 part) noexcept { return escapes(part); }
 };
 
 // Plain in either direction, and as text: ASCII that goes out as it is.
@@ -47,16 +47,16 @@ struct UnescapedAscii {
   // XORed with 7D and lowered by one, the three escaped values become 7D, 7E and FF, and what is
   // not ASCII 7F to FE. All other bytes become less than 7D.
   static constexpr std::uint8_t kLimit = ESCAPE;
-  static Bytes16 rank(Bytes16 part) noexcept { return (part ^ ESCAPE) - 1; }
+  VARNO_ALWAYS_INLINE static Bytes16 rank(Bytes16 part) noexcept { return (part ^ ESCAPE) - 1; }
 };
 
 template <class Rule>
-bool isPlain(Bytes16 rank) noexcept {
+VARNO_ALWAYS_INLINE bool isPlain(Bytes16 rank) noexcept {
   return !bytes16::any(bytes16::flags(rank >= Rule::kLimit));
 }
 
 template <class Rule>
-bool isPlainBlock(const std::uint8_t* block) noexcept {
+VARNO_ALWAYS_INLINE bool isPlainBlock(const std::uint8_t* block) noexcept {
   using bytes16::highest;
   using bytes16::load;
   return isPlain<Rule>(
@@ -79,9 +79,7 @@ inline bool isAsciiBlock(const std::uint8_t* block) noexcept {
 }
 
 inline void copyBlock(std::uint8_t* to, const std::uint8_t* block) noexcept {
-  for (std::size_t at = 0; at < kBlock; at += kPart) {
-    bytes16::store(to + at, bytes16::load(block + at));
-  }
+  std::memcpy(to, block, kBlock);
 }
 
 // Whether all bytes are plain. With kCopies they are copied, too, if they are; there must be room
@@ -180,41 +178,47 @@ Taken stuffTo(std::uint8_t* to, std::size_t room, const std::uint8_t* bytes,
 inline Taken unstuffPart(std::uint8_t* to, const std::uint8_t* wire) noexcept {
   const Bytes16 part = bytes16::load(wire);
   bytes16::store(to, part);
-  Taken result{kPart, kPart};
+  std::size_t written = kPart;
   // The byte behind a mark is none itself, whatever it is.
   for (bytes16::Places places(marks(part)); places.areLeft(); places.dropFirstAndNext()) {
     const std::size_t at = places.first();
-    std::uint8_t* const byte = to + at - (kPart - result.written);
+    std::uint8_t* const byte = to + at - (kPart - written);
     *byte = wire[at + 1] ^ ESCAPE;
+    if (at + 1 == kPart) return {kPart + 1, written};
     bytes16::store(byte + 1, bytes16::load(wire + at + 2));  // what follows moves to the front
-    if (at + 1 == kPart) {
-      ++result.taken;
-    } else {
-      --result.written;
-    }
+    --written;
   }
-  return result;
+  return {kPart, written};
 }
+
+struct Unstuffed : Taken {
+  bool isAscii;  // what was written
+};
 
 // Copies bytes from the wire without their stuffing, while two blocks are left on both sides. What
 // lies behind the bytes that it wrote is left with any value.
-inline Taken unstuffTo(std::uint8_t* to, std::size_t room, const std::uint8_t* wire,
-                       std::size_t length) noexcept {
-  Taken done{0, 0};
-  while (room - done.written >= 2 * kBlock && length - done.taken >= 2 * kBlock) {
-    if (isPlainBlock<Unmarked>(wire + done.taken)) {
-      copyBlock(to + done.written, wire + done.taken);
-      done.taken += kBlock;
-      done.written += kBlock;
+inline Unstuffed unstuffTo(std::uint8_t* to, std::size_t room, const std::uint8_t* wire,
+                           std::size_t length) noexcept {
+  std::size_t taken = 0;
+  std::size_t written = 0;
+  bool isAscii = true;
+  while (room - written >= 2 * kBlock && length - taken >= 2 * kBlock) {
+    if (isPlainBlock<UnescapedAscii>(wire + taken)) {
+      copyBlock(to + written, wire + taken);
+      taken += kBlock;
+      written += kBlock;
       continue;
     }
+    // Pairs may reach beyond the block, by a byte for each part. A pair of ASCII stands for ASCII.
+    isAscii = isAscii && isAsciiBlock(wire + taken) &&
+              !bytes16::any(bytes16::load(wire + taken + kBlock) & 0x80);
     for (std::size_t at = 0; at < kBlock; at += kPart) {
-      const Taken more = unstuffPart(to + done.written, wire + done.taken);
-      done.taken += more.taken;
-      done.written += more.written;
+      const Taken more = unstuffPart(to + written, wire + taken);
+      taken += more.taken;
+      written += more.written;
     }
   }
-  return done;
+  return {{taken, written}, isAscii};
 }
 
 // The same for the eight bytes of a word, in any order.

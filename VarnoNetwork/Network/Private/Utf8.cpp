@@ -19,7 +19,7 @@ struct Neighbors {
   Bytes16 before3;
 };
 
-Neighbors loadAt(const std::uint8_t* bytes) noexcept {
+VARNO_ALWAYS_INLINE Neighbors loadAt(const std::uint8_t* bytes) noexcept {
   return {bytes16::load(bytes), bytes16::load(bytes - 1), bytes16::load(bytes - 2),
           bytes16::load(bytes - 3)};
 }
@@ -40,18 +40,22 @@ Neighbors atFront(Bytes16 byte) noexcept {
 constexpr std::int8_t turned(std::uint8_t byte) noexcept {
   return static_cast<std::int8_t>(byte ^ 0x80);
 }
-Signed16 turned(Bytes16 block) noexcept { return reinterpret_cast<Signed16>(block ^ 0x80); }
+VARNO_ALWAYS_INLINE Signed16 turned(Bytes16 block) noexcept {
+  return reinterpret_cast<Signed16>(block ^ 0x80);
+}
 
-Bytes16 isContinuation(Bytes16 byte) noexcept {
+VARNO_ALWAYS_INLINE Bytes16 isContinuation(Bytes16 byte) noexcept {
   return flags(reinterpret_cast<Signed16>(byte) < static_cast<std::int8_t>(0xC0));
 }
 
 // Flags what is wrong in text without characters of four bytes and without the leads C0, C1 and E0,
 // whose second bytes have rules of their own.
-Bytes16 wrongInCommonText(const Neighbors& of) noexcept {
+VARNO_ALWAYS_INLINE Bytes16 wrongInCommonText(const Neighbors& of) noexcept {
   const Bytes16 mustContinue =
       flags(turned(of.before1) >= turned(0xC0)) | flags(turned(of.before2) >= turned(0xE0));
-  const Bytes16 surrogate = flags(of.before1 == 0xED) & flags(turned(of.byte) >= turned(0xA0));
+  // Signed, ASCII is above A0 as well; but then it is misplaced anyway.
+  const Bytes16 surrogate =
+      flags(of.before1 == 0xED) & flags(reinterpret_cast<Signed16>(of.byte) >= std::int8_t{-0x60});
   return (mustContinue ^ isContinuation(of.byte)) | surrogate;
 }
 
@@ -90,9 +94,9 @@ bool isBlockRight(const std::uint8_t* block) noexcept {
 
 // Whether neither the block nor the three bytes before it hold anything beyond ASCII.
 bool isAscii(const std::uint8_t* block) noexcept {
-  Bytes16 all = bytes16::load(block - 3);
-  for (std::size_t at = 0; at < kBlock; at += bytes16::kBytes) all |= bytes16::load(block + at);
-  return !bytes16::any(all & 0x80);
+  using bytes16::load;
+  const Bytes16 all = (load(block) | load(block + 16)) | (load(block + 32) | load(block + 48));
+  return !bytes16::any((all | load(block - 3)) & 0x80);
 }
 
 // Whether a character goes on behind the end.
@@ -108,8 +112,15 @@ bool isValid(const std::uint8_t* bytes, std::size_t length) noexcept {
     return !bytes16::any(wrong(atFront(bytes16::loadPart(bytes, length))));
   Bytes16 isWrong = wrong(atFront(bytes16::load(bytes)));
   std::size_t at = bytes16::kBytes;
-  for (; length - at >= kBlock; at += kBlock) {
-    if (!isAscii(bytes + at) && !isBlockRight(bytes + at)) return false;
+  while (length - at >= kBlock) {
+    if (isAscii(bytes + at)) {
+      at += kBlock;
+      continue;
+    }
+    // Where one block is not ASCII, those behind it are probably not either.
+    for (int blocks = 0; blocks < 4 && length - at >= kBlock; ++blocks, at += kBlock) {
+      if (!isBlockRight(bytes + at)) return false;
+    }
   }
   for (; length - at >= bytes16::kBytes; at += bytes16::kBytes)
     isWrong |= wrong(loadAt(bytes + at));
