@@ -21,12 +21,12 @@ std::size_t unmarkedLength(const std::uint8_t* bytes, std::size_t length) noexce
   return static_cast<std::size_t>(static_cast<const std::uint8_t*>(mark) - bytes);
 }
 
-// Keeps the memory of a string that is there.
+// Uses the memory of a string that is there again, where that is enough.
 void assign(HudString& to, std::string_view text) {
-  if (to) {
+  if (to && to->capacity() >= text.size()) {
     to->assign(text);
   } else {
-    to.emplace(text);
+    to = std::string(text);
   }
 }
 

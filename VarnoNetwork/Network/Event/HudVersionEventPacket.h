@@ -3,6 +3,7 @@
 #include <VarnoNetwork/Network/EventPacket.h>
 #include <VarnoNetwork/Network/TypedPacket.h>
 
+#include <string>
 #include <utility>
 
 namespace varno {
