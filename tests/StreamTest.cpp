@@ -172,6 +172,14 @@ TEST(Stream, ReadStoresWhatComesBeforeItsFailure) {
   EXPECT_EQ(in.available(), 2);
 }
 
+TEST(Stream, FailedTextLeavesWhatWasThere) {
+  for (const char* wire : {"00", "00 05 41 42", "00 02 41 7D", "00 02 7D 7F"}) {
+    HudString text = "kept";
+    EXPECT_EQ(thrownBy([&] { In(bytes(wire)).readUTF(text); }), kOutOfBounds) << wire;
+    EXPECT_EQ(text, "kept") << wire;
+  }
+}
+
 TEST(Stream, OwnsOrBorrowsItsBytes) {
   Bytes source = bytes("41 42 43");
   In copying(source);
@@ -266,7 +274,7 @@ TEST(Stream, TextMustBeUtf8) {
     EXPECT_EQ(in.offset(), wire.size());
   };
   for (const char* filler : {"a", "}", "\u00E9"}) {
-    for (const int around : {0, 1, 7, 63, 64, 65}) {
+    for (const int around : {0, 1, 7, 12, 13, 14, 15, 16, 17, 63, 64, 65}) {
       std::string padding;
       for (int at = 0; at < around; ++at) padding += filler;
       for (const char* sample : valid) expectText(sample, padding, true);
