@@ -40,7 +40,7 @@ rm -rf $work/seeds
 "${start[@]}" $work/fuzz/fuzz_seeds $work/seeds
 
 for target in "${targets[@]}"; do
-  mkdir -p "$work/found/$target" "$work/seeds/$target" "$work/artifacts"
+  mkdir -p "$work/found/$target" "$work/seeds/$target" "$work/artifacts" "fuzz/corpus/$target"
 done
 
 fuzz() { # TARGET ARGUMENT...: all output goes to the target's log
