@@ -233,7 +233,7 @@ class Explainer {
         if (byte != ESCAPE) {
           if (mustEscape(byte)) span.remarks.push_back(hexText(byte) + " stands here unstuffed");
         } else if (++at == span.wire.size()) {
-          span.remarks.push_back("7D at the end, its second byte is missing");
+          span.remarks.emplace_back("7D at the end, its second byte is missing");
         } else if (const auto plain = static_cast<std::uint8_t>(span.wire[at] ^ ESCAPE);
                    !mustEscape(plain)) {
           span.remarks.push_back("7D " + hexText(span.wire[at]) + " stands for " + hexText(plain) +

@@ -14,7 +14,7 @@ struct NotationPrinter::State {
       : showsSecrets(secrets == Secrets::kShown), directory(std::move(types)) {}
 
   void appendFrame(std::string& text, const TrafficRecord& record);
-  void appendBytes(std::string& text, const TrafficRecord& record, std::string_view word);
+  void appendBytes(std::string& text, const TrafficRecord& record, std::string_view word) const;
   void appendPacket(std::string& text, const HudPacket& packet, FieldPrinting printing) const {
     text += packet.typeName();
     FieldPrinter printer(text, printing);
@@ -54,7 +54,7 @@ void NotationPrinter::State::appendFrame(std::string& text, const TrafficRecord&
 }
 
 void NotationPrinter::State::appendBytes(std::string& text, const TrafficRecord& record,
-                                         std::string_view word) {
+                                         std::string_view word) const {
   text += word;
   if (record.bytes.empty() || !mayHaveBytes(record.kind)) return;
   text += ' ';

@@ -46,7 +46,7 @@ std::shared_ptr<HudPacket> takePacket(NotationParser& parser, const PacketDirect
                     std::move(nearest));
   }
   FieldValue values = parser.takeFields();
-  const std::shared_ptr<HudPacket> packet = entry->type.make();
+  std::shared_ptr<HudPacket> packet = entry->type.make();
   fillFields(*packet, values, false);
   return packet;
 }

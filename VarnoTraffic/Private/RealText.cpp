@@ -103,7 +103,8 @@ bool readAny(std::string_view text, Real& value) {
     return true;
   }
   // Only what is written as a number: the standard functions take other words, too.
-  if (text.starts_with('+') || text.find_first_not_of("+-.0123456789eE") != text.npos) return false;
+  if (text.starts_with('+') || text.find_first_not_of("+-.0123456789eE") != std::string_view::npos)
+    return false;
   return readFinite(text, value);
 }
 
