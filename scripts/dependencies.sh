@@ -17,6 +17,7 @@ declare -A groups=(
   [package]="dpkg-dev file"
   [install]="clang pkg-config"
   [captures]="tshark"
+  [dissector]="tshark python3 lua5.2 lua5.4"
   [docs]="doxygen git"
   [abi]="abigail-tools binutils xz-utils"
   [s390x]="g++-s390x-linux-gnu qemu-user"

@@ -16,6 +16,7 @@ stages=(
   "cppcheck     | cppcheck                     | scripts/cppcheck.sh"
   "release      | build test                   | preset release"
   "captures     | build test captures          | scripts/check-captures.sh"
+  "dissector    | build test dissector         | scripts/check-dissector.sh"
   "install      | build install package        | scripts/check-install.sh"
   "docs         | build docs                   | scripts/check-docs.sh"
   "tidy         | build test bench sanitizers tidy | scripts/tidy.sh"

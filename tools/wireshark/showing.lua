@@ -1,0 +1,269 @@
+
+-- Showing: hands what was read to Wireshark.
+
+local varno = Proto("varno", "Varno packets between a phone and a head-up display")
+varno.prefs.show_secrets = Pref.bool("Show secrets", false,
+  "Show passwords and keys. The bytes of a packet show them in any case.")
+
+local families = { [1] = "notification", [2] = "command", [3] = "event" }
+local header = {
+  ProtoField.uint8("varno.command", "command", base.DEC, families),
+  ProtoField.uint8("varno.param1", "param1"),
+  ProtoField.uint8("varno.param2", "param2"),
+}
+local general = {
+  type = ProtoField.string("varno.type", "Type"),
+  direction = ProtoField.string("varno.direction", "Direction", base.NONE,
+    "> from the phone to the display, < from the display to the phone"),
+  count = ProtoField.int32("varno.count", "Count", base.DEC, nil, nil, "Of a set or list"),
+  secret = ProtoField.string("varno.secret", "Secret", base.NONE,
+    "In place of a password or key, and of what may be a part of one"),
+  payload = ProtoField.bytes("varno.payload", "Payload", base.NONE,
+    "Of a packet whose type is not known, and bytes that are no frame"),
+  unread = ProtoField.bytes("varno.unread", "Unread", base.NONE,
+    "What stands behind the last field"),
+}
+
+local constructors = {
+  bool = ProtoField.bool,
+  uint8 = ProtoField.uint8, uint16 = ProtoField.uint16, uint32 = ProtoField.uint32,
+  uint64 = ProtoField.uint64, int16 = ProtoField.int16, int32 = ProtoField.int32,
+  int64 = ProtoField.int64, float = ProtoField.float, double = ProtoField.double,
+  text = ProtoField.string, set = ProtoField.string,
+}
+
+-- The ProtoField of each field that has a value.
+local protoFieldOf = {}
+
+local function register(list, field, name, filter)
+  local kind = field[2]
+  if kind == "record" then
+    for _, part in ipairs(field[3]) do
+      register(list, part, part[1], filter .. "." .. part[1])
+    end
+  elseif kind == "list" then
+    register(list, field[3], name, filter)
+  else
+    -- A filter name has no other characters; an application's fields may.
+    filter = filter:gsub("[^%w_.-]", "_")
+    protoFieldOf[field] = constructors[kind](filter, name)
+    table.insert(list, protoFieldOf[field])
+  end
+end
+
+local protoFields = {}
+for _, protoField in ipairs(header) do
+  table.insert(protoFields, protoField)
+end
+for _, protoField in pairs(general) do
+  table.insert(protoFields, protoField)
+end
+for _, packetType in ipairs(types) do
+  for _, field in ipairs(packetType.fields) do
+    register(protoFields, field, field[1], "varno." .. packetType.filter .. "." .. field[1])
+  end
+end
+varno.fields = protoFields
+
+local function newExpert(name, text, group, severity)
+  return ProtoExpert.new("varno.expert." .. name, text, expert.group[group],
+    expert.severity[severity])
+end
+local experts = {
+  truncated = newExpert("truncated", "Payload ends inside a field", "MALFORMED", "ERROR"),
+  refused = newExpert("refused", "Frame or payload is refused", "MALFORMED", "ERROR"),
+  unknown = newExpert("unknown", "Unknown identifiers", "UNDECODED", "WARN"),
+  escape = newExpert("escape", "7D at the end, its second byte is missing", "MALFORMED", "ERROR"),
+  mark = newExpert("mark", "A frame mark stands unstuffed in the frame", "PROTOCOL", "WARN"),
+  stuffing = newExpert("stuffing", "Stuffing that is not needed", "PROTOCOL", "NOTE"),
+  unread = newExpert("unread", "Bytes behind the last field", "PROTOCOL", "NOTE"),
+  utf8 = newExpert("utf8", "Text is not valid UTF-8", "PROTOCOL", "WARN"),
+  value = newExpert("value", "Unusual value", "PROTOCOL", "NOTE"),
+  noise = newExpert("noise", "Noise: bytes outside any frame", "MALFORMED", "WARN"),
+  torn = newExpert("torn", "Torn: a frame that was cut off", "MALFORMED", "ERROR"),
+  short = newExpert("short", "Short: less than the shortest frame", "MALFORMED", "ERROR"),
+  long = newExpert("long", "Long: a frame longer than its receiver keeps", "MALFORMED", "ERROR"),
+  fault = newExpert("fault", "Fault: put in on purpose", "PROTOCOL", "NOTE"),
+}
+local expertList = {}
+for _, one in pairs(experts) do
+  table.insert(expertList, one)
+end
+varno.experts = expertList
+
+local HIDDEN = "***"
+local MOST_TEXT = 40 -- bytes of a text in the info column
+local MOST_INFO = 200
+
+local function hexEscaped(bytes)
+  return (bytes:gsub(".", function(byte)
+    return string.format("\\x%02X", byte:byte())
+  end))
+end
+
+-- Without what a line of text does not show, or what changes its direction.
+local function quoted(text)
+  if #text > MOST_TEXT then
+    text = text:sub(1, validLength(text:sub(1, MOST_TEXT))) .. ".."
+  end
+  text = text:gsub('["\\]', "\\%0"):gsub("%c", hexEscaped):gsub("\194[\128-\159]", hexEscaped)
+  text = text:gsub("\226\128[\168-\174]", hexEscaped):gsub("\226\129[\166-\169]", hexEscaped)
+  return '"' .. text .. '"'
+end
+
+local valueTexts = {
+  bool = function(_, node) return tostring(node.number ~= 0) end,
+  float = function(range) return string.format("%.7g", range:float()) end,
+  double = function(range) return string.format("%.15g", range:float()) end,
+  int64 = function(range) return tostring(range:int64()) end,
+  uint64 = function(range) return tostring(range:uint64()) end,
+  int16 = function(range) return tostring(range:int()) end,
+  int32 = function(range) return tostring(range:int()) end,
+}
+
+local function valueText(range, node)
+  local kind = node.field[2]
+  if node.text then
+    return quoted(node.text)
+  elseif kind == "text" then
+    return "null"
+  end
+  local textOf = valueTexts[kind]
+  return textOf and textOf(range, node) or tostring(range:uint())
+end
+
+-- View: { bytes, info, hidesRest, isHidden }: the Tvb of the body; parts of the info column; whether
+-- everything behind the first secret is hidden, as of a packet that is not sound; whether that is so
+-- by now.
+local showNode
+
+local function showParts(view, tree, node, label)
+  local length = node.length or view.bytes:len() - node.offset
+  local subtree
+  if node.number then
+    subtree = tree:add(general.count, view.bytes(node.offset, COUNT_BYTES))
+    label = string.format("%s: %s", label, counted(math.max(node.number, 0),
+      node.field[2] == "set" and "text" or "element"))
+    subtree:set_len(length)
+  elseif length > 0 then
+    subtree = tree:add(view.bytes(node.offset, length), label)
+  else
+    return tree -- a record without fields
+  end
+  subtree:set_text(label)
+  for _, part in ipairs(node.parts) do
+    showNode(view, subtree, part)
+  end
+  return subtree
+end
+
+local function showLeaf(view, tree, node, label)
+  local field = node.field
+  local range = view.bytes(node.offset, node.length)
+  local item
+  local isHidden = view.isHidden or field.secret and not varno.prefs.show_secrets
+  view.isHidden = isHidden and view.hidesRest or view.isHidden
+  if isHidden then
+    item = tree:add(general.secret, range, HIDDEN)
+    item:set_text(label .. ": " .. HIDDEN)
+  elseif field[2] ~= "text" and field[2] ~= "set" then
+    item = tree:add(protoFieldOf[field], range)
+  elseif not node.text then
+    item = tree:add(range, label .. ": absent")
+  else
+    -- Wireshark's texts end at their first zero, so its picture stands for it.
+    item = tree:add(protoFieldOf[field], range, (node.text:gsub("\0", "\226\144\128")))
+  end
+  table.insert(view.info, node.path .. "=" .. (isHidden and HIDDEN or valueText(range, node)))
+  return item
+end
+
+function showNode(view, tree, node)
+  local label = node.path:match("[^.]*$")
+  if node.parts then
+    node.item = showParts(view, tree, node, label)
+  elseif not node.isOpen then
+    node.item = showLeaf(view, tree, node, label)
+  elseif node.offset < view.bytes:len() then
+    node.item = tree:add(view.bytes(node.offset), label .. ": incomplete")
+  end
+end
+
+-- Bytes that no field has. Where a secret may be among them, they are not shown as a value.
+local function showRest(view, tree, protoField, offset)
+  if offset >= view.bytes:len() then
+    return
+  end
+  local range = view.bytes(offset)
+  if view.isHidden then
+    tree:add(general.secret, range, HIDDEN)
+  else
+    tree:add(protoField, range)
+  end
+end
+
+local function showProblem(tree, tvb, problem)
+  local item = problem.node and problem.node.item
+  if problem.wire then
+    item = tree:add(tvb(problem.wire, 1), problem.text)
+  end
+  item = item or tree
+  item:add_proto_expert_info(experts[problem.expert], problem.text)
+end
+
+-- Shows a frame, or a piece that is none, and returns its text for the info column. kind: of the
+-- piece, an expert's name; nil for a frame. direction: nil where it is not known.
+local function showFrame(tvb, tree, kind, direction)
+  local raw = tvb:raw()
+  local root = tree:add(varno, tvb())
+  local item = direction and root:add(general.direction, direction)
+  if item then
+    item:set_generated()
+  end
+  local prefix = (direction and direction .. " " or "") .. (kind and kind .. " " or "")
+  if kind then
+    root:add_proto_expert_info(experts[kind])
+  end
+  if kind and raw:sub(1, 1) ~= STX then
+    root:add(general.payload, tvb())
+    return prefix .. counted(#raw, "byte")
+  end
+
+  local frame = readFrame(raw)
+  local isSound = #frame.problems == 0 and not kind
+  local view = { info = {}, hidesRest = not isSound }
+  if #frame.body > 0 then
+    view.bytes = ByteArray.new(frame.body, true):tvb("Without stuffing")
+    for at = 1, math.min(3, #frame.body) do
+      root:add(header[at], view.bytes(at - 1, 1))
+    end
+  end
+  local name = frame.type and frame.type.name or "unknown"
+  if frame.type then
+    root:add(general.type, view.bytes(0, 3), name):set_generated()
+    root:append_text(", " .. name)
+    for _, node in ipairs(frame.nodes) do
+      showNode(view, root, node)
+    end
+  end
+  if frame.offset and frame.type.irregular and #frame.nodes == 0 then
+    showRest(view, root, general.payload, 3)
+  elseif frame.offset and not (frame.nodes[#frame.nodes] or {}).isOpen then
+    showRest(view, root, general.unread, frame.offset)
+  elseif not frame.offset and view.bytes then
+    showRest(view, root, general.payload, 3)
+  end
+  for _, problem in ipairs(frame.problems) do
+    showProblem(root, tvb, problem)
+  end
+
+  local text = prefix .. name
+  for _, part in ipairs(view.info) do
+    if #text + #part > MOST_INFO then
+      text = text .. " .."
+      break
+    end
+    text = text .. " " .. part
+  end
+  return text .. (frame.problems[1] and " [" .. frame.problems[1].text .. "]" or "")
+end
