@@ -65,7 +65,7 @@ class FieldDescriber : public UniformFieldVisitor<FieldDescriber, FieldEditor> {
   void onField(const FieldInfo& field, Value&) {
     if (!isTold(field)) return;
     begin(field, kindOf<Value>());
-    text += field.isSecret ? ", secret = true },\n" : " },\n";
+    text += " },\n";
   }
 
   void beginRecord(const FieldInfo& field, std::string_view /*typeName*/) override {
@@ -90,6 +90,7 @@ class FieldDescriber : public UniformFieldVisitor<FieldDescriber, FieldEditor> {
     const bool isElement = field.index != FieldInfo::kNoIndex;
     text.append(indentation(), ' ').append("{ ").append(quoted(isElement ? "" : field.name));
     text.append(", ").append(quoted(kind));
+    if (field.isSecret) text += ", secret = true";
   }
   void open(const FieldInfo& field, std::string_view kind, std::string_view end) {
     if (nesting_ == kMostNesting) throw InvalidArgumentException("Records are nested too deep");

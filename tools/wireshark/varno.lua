@@ -727,9 +727,16 @@ local function valueText(range, node)
 end
 
 -- View: { bytes, info, hidesRest, isHidden }: the Tvb of the body; parts of the info column; whether
--- everything behind the first secret is hidden, as of a packet that is not sound; whether that is so
--- by now.
+-- everything behind the first secret is hidden, as of a packet that is not sound, where it may be a
+-- part of the secret; whether that is so by now.
 local showNode
+
+local function showHidden(view, tree, node, label, range)
+  local item = tree:add(general.secret, range, HIDDEN)
+  item:set_text(label .. ": " .. HIDDEN)
+  table.insert(view.info, node.path .. "=" .. HIDDEN)
+  return item
+end
 
 local function showParts(view, tree, node, label)
   local length = node.length or view.bytes:len() - node.offset
@@ -755,12 +762,7 @@ local function showLeaf(view, tree, node, label)
   local field = node.field
   local range = view.bytes(node.offset, node.length)
   local item
-  local isHidden = view.isHidden or field.secret and not varno.prefs.show_secrets
-  view.isHidden = isHidden and view.hidesRest or view.isHidden
-  if isHidden then
-    item = tree:add(general.secret, range, HIDDEN)
-    item:set_text(label .. ": " .. HIDDEN)
-  elseif field[2] ~= "text" and field[2] ~= "set" then
+  if field[2] ~= "text" and field[2] ~= "set" then
     item = tree:add(protoFieldOf[field], range)
   elseif not node.text then
     item = tree:add(range, label .. ": absent")
@@ -768,18 +770,25 @@ local function showLeaf(view, tree, node, label)
     -- Wireshark's texts end at their first zero, so its picture stands for it.
     item = tree:add(protoFieldOf[field], range, (node.text:gsub("\0", "\226\144\128")))
   end
-  table.insert(view.info, node.path .. "=" .. (isHidden and HIDDEN or valueText(range, node)))
+  table.insert(view.info, node.path .. "=" .. valueText(range, node))
   return item
 end
 
 function showNode(view, tree, node)
   local label = node.path:match("[^.]*$")
-  if node.parts then
+  local isHidden = node.field[2] ~= "record"
+    and (view.isHidden or node.field.secret and not varno.prefs.show_secrets)
+  view.isHidden = view.isHidden or isHidden and view.hidesRest
+  if node.isOpen and (isHidden or not node.parts) then
+    if node.offset < view.bytes:len() then
+      node.item = tree:add(view.bytes(node.offset), label .. ": incomplete")
+    end
+  elseif isHidden then
+    node.item = showHidden(view, tree, node, label, view.bytes(node.offset, node.length))
+  elseif node.parts then
     node.item = showParts(view, tree, node, label)
-  elseif not node.isOpen then
+  else
     node.item = showLeaf(view, tree, node, label)
-  elseif node.offset < view.bytes:len() then
-    node.item = tree:add(view.bytes(node.offset), label .. ": incomplete")
   end
 end
 

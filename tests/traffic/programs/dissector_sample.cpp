@@ -19,6 +19,17 @@ namespace {
 
 constexpr int kRounds = 20;
 
+// Each is wrong in a way of its own, but for the last.
+const std::string kTexts[] = {"a\x80",
+                              "\xC1\xBF",
+                              "\xE0\x9F\xBF",
+                              "\xED\xA0\x80",
+                              "\xF0\x8F\xBF\xBF",
+                              "\xF4\x90\x80\x80",
+                              "\xF5\x80\x80\x80",
+                              "\xE1\x80",
+                              "\xED\x9F\xBF\xF4\x8F\xBF\xBF"};
+
 // Half of the damaged frames still have their marks, so that something is read of them.
 Bytes damaged(Bytes frame, Random& random) {
   const std::size_t at = 1 + random() % (frame.size() - 2);
@@ -72,10 +83,16 @@ bool writeCapture(const std::string& path, std::uint32_t seed) {
       tell(frame);
     }
   }
-  DisplayNotificationSettingCommandPacket big;  // longer than a packet of a capture may be
-  for (char name = 'a'; name < 'p'; ++name) big.addPackageName(std::string(30'000, name));
   TrafficRecord record;
   record.direction = Direction::kToDisplay;
+  for (const std::string& text : kTexts) {
+    record.bytes = {STX, 1, 4, 0, 0, static_cast<std::uint8_t>(text.size())};
+    record.bytes.insert(record.bytes.end(), text.begin(), text.end());
+    record.bytes.insert(record.bytes.end(), {0, 0, 0, 0, ETX});
+    tell(record);
+  }
+  DisplayNotificationSettingCommandPacket big;  // longer than a packet of a capture may be
+  for (char name = 'a'; name < 'p'; ++name) big.addPackageName(std::string(30'000, name));
   record.bytes = frameOf(big);
   tell(record);
   record.note = "why";
