@@ -23,6 +23,10 @@ struct NamelessEventPacket : IdentifiedPacket<NamelessEventPacket, EventPacket, 
   static constexpr std::string_view kTypeName = "NamelessEventPacket";
 };
 
+struct FamilylessPacket : TypedPacket<FamilylessPacket, HudPacket, 1, 0> {
+  static constexpr std::string_view kTypeName = "FamilylessPacket";
+};
+
 // What a type leaves open fails, behind what was written by then.
 TEST(Packet, AbstractBasesFail) {
   const std::pair<std::unique_ptr<HudPacket>, const char*> rows[] = {
@@ -40,6 +44,9 @@ TEST(Packet, AbstractBasesFail) {
     EXPECT_EQ(thrownBy([&] { packet.appendPayload(stream); }), kNotYetImplemented);
     EXPECT_EQ(thrownBy([&] { parse(packet, {}); }), kNotYetImplemented);
   }
+  HudOutputStream stream;
+  EXPECT_EQ(thrownBy([&] { FamilylessPacket().serialize(stream); }), kNotYetImplemented);
+  EXPECT_EQ(hex(stream.toNSData()), "02");
   const HudPacket& packet = *rows[0].first;
   EXPECT_EQ(thrownBy([&] { packet.getCommand(); }), kNotYetImplemented);
   EXPECT_EQ(thrownBy([&] { packet.getParam1(); }), kNotYetImplemented);

@@ -22,12 +22,22 @@ class IdentifiedPacket : public Base {
 
  protected:
   // The same frame as the base's, with its identifiers known and no virtual call. A class derived
-  // from Derived may override what is called here, so it is left to the base.
+  // from Derived may override what is called here, so it is left to the base; as is an identifier
+  // that fails, which has to leave behind it what comes before it in the frame.
   void appendFrame(HudOutputStream& stream) const override {
     if (typeid(*this) != typeid(Derived)) return Base::appendFrame(stream);
     const auto& packet = static_cast<const Derived&>(*this);
-    stream.writeHead(packet.Derived::getCommand(), packet.Derived::getParam1(),
-                     packet.Derived::getParam2());
+    std::uint8_t command = 0;
+    std::uint8_t param1 = 0;
+    std::uint8_t param2 = 0;
+    try {
+      command = packet.Derived::getCommand();
+      param1 = packet.Derived::getParam1();
+      param2 = packet.Derived::getParam2();
+    } catch (...) {
+      return Base::appendFrame(stream);
+    }
+    stream.writeHead(command, param1, param2);
     packet.Derived::appendPayload(stream);
     stream.directWrite(ETX);
   }
