@@ -1,0 +1,108 @@
+#include "tools/varno/Failure.h"
+#include "tools/varno/FileBuffers.h"
+#include "tools/varno/Formats.h"
+#include "tools/varno/RecordFilter.h"
+#include "tools/varno/RecordSource.h"
+#include "tools/varno/Subcommand.h"
+
+#include <filesystem>
+#include <memory>
+#include <ostream>
+#include <string>
+#include <system_error>
+
+namespace varno::tool {
+namespace {
+
+struct Arguments {
+  std::string input;
+  std::string output;
+  std::string from;
+  std::string to;
+  bool showsSecrets = false;
+  RecordFilter filter;
+};
+
+InputFormat outputFormat(const Arguments& arguments) {
+  if (!arguments.to.empty()) return formatNamed(arguments.to);
+  if (const auto format = formatOfName(arguments.output)) return *format;
+  throw Failure(kUsage, "the ending of '" + shown(arguments.output) +
+                            "' tells no format: give --to, or one of " + formatEndings());
+}
+
+// Opening the output empties it, and with it the input where both are one file.
+void refuseSameFile(const Arguments& arguments) {
+  std::error_code ignored;
+  if (arguments.output != "-" &&
+      std::filesystem::equivalent(arguments.input, arguments.output, ignored)) {
+    throw Failure(kUsage, "'" + shown(arguments.output) + "' is the input, too");
+  }
+}
+
+// False where something in the input could not be read.
+bool copyRecords(const Arguments& arguments, std::optional<InputFormat> from, InputFormat to,
+                 OutputFile& output) {
+  RecordSource source(arguments.input, from, output);
+  std::ostream stream(&output);
+  stream.exceptions(std::ios::badbit);
+  const auto writer =
+      makeWriter(to, stream, arguments.showsSecrets ? Secrets::kShown : Secrets::kHidden);
+  std::optional<Direction> written;
+  TrafficRecord record;
+  while (source.next(record)) {
+    if (!arguments.filter.takes(record)) continue;
+    if (isOneStream(to) && record.direction && !record.bytes.empty()) {
+      if (written.value_or(*record.direction) != *record.direction) {
+        throw Failure(kUsage,
+                      "bytes alone do not tell both directions apart: choose one by --direction");
+      }
+      written = record.direction;
+    }
+    writer->write(record);
+  }
+  writer->flush();
+  return source.isWhole();
+}
+
+int run(Arguments& arguments) {
+  arguments.filter.prepare();
+  const InputFormat format = outputFormat(arguments);
+  refuseSameFile(arguments);
+  const auto from =
+      arguments.from.empty() ? std::nullopt : std::optional(formatNamed(arguments.from));
+  // The input first: where it cannot be opened, no output is made.
+  InputFile(arguments.input);
+  OutputFile output(arguments.output);
+  try {
+    const bool isWhole = copyRecords(arguments, from, format, output);
+    output.close();
+    return isWhole ? kSuccess : kUnreadable;
+  } catch (...) {
+    output.remove();
+    throw;
+  }
+}
+
+}  // namespace
+
+Run defineConvert(CLI::App& app) {
+  const auto arguments = std::make_shared<Arguments>();
+  app.add_option("IN", arguments->input, "Any recorded traffic; - is standard input")
+      ->required()
+      ->type_name("");
+  app.add_option("OUT", arguments->output,
+                 "Told by its ending: " + formatEndings() + "; - is standard output")
+      ->required()
+      ->type_name("");
+  app.add_option("--from", arguments->from, "What the input is, if its first bytes mislead")
+      ->check(CLI::IsMember(formatNames()))
+      ->type_name("FORMAT");
+  app.add_option("--to", arguments->to, "What the output is to be")
+      ->check(CLI::IsMember(formatNames()))
+      ->type_name("FORMAT");
+  app.add_flag("--secrets", arguments->showsSecrets, "Passwords and keys in text and JSON, too");
+  arguments->filter.define(app);
+  return [arguments] { return run(*arguments); };
+}
+
+}  // namespace varno::tool

@@ -1,0 +1,24 @@
+#include "tools/varno/Failure.h"
+
+#include <VarnoNetwork/Network/HudLog.h>
+
+#include <array>
+#include <iostream>
+
+namespace varno::tool {
+
+std::span<const ExitCodeText> exitCodes() {
+  static constexpr std::array kTexts = {
+      ExitCodeText{kSuccess, "All is well"},
+      ExitCodeText{kUsage, "The command line is wrong"},
+      ExitCodeText{kUnreadable, "An input, or a part of one, is not what it is to be"},
+      ExitCodeText{kSystem, "The output could not be written, or memory ran out"},
+  };
+  return kTexts;
+}
+
+void tell(const std::string& message) { std::cerr << "varno: " + message + "\n"; }
+
+std::string shown(const std::string& text) { return HudLog::printableLine(text); }
+
+}  // namespace varno::tool

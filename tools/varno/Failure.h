@@ -1,0 +1,45 @@
+#pragma once
+
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+namespace varno::tool {
+
+// What the program ends with.
+enum ExitCode : int {
+  kSuccess = 0,
+  kUsage = 1,       // the command line
+  kUnreadable = 2,  // something in an input that is not what it is to be; the rest was worked on
+  kSystem = 5,      // what is written is not all there, or memory ran out
+};
+
+// What they mean, for people: those that some subcommand ends with.
+struct ExitCodeText {
+  ExitCode code;
+  std::string_view meaning;
+};
+std::span<const ExitCodeText> exitCodes();
+
+// Ends the subcommand with a message for people.
+class Failure : public std::runtime_error {
+ public:
+  Failure(ExitCode code, const std::string& message) : std::runtime_error(message), code_(code) {}
+
+  ExitCode code() const noexcept { return code_; }
+
+ private:
+  ExitCode code_;
+};
+
+// Nobody reads what is written any more, as behind `| head`: the program ends without a word.
+class ReaderIsGone : public std::exception {};
+
+// "varno: message" on standard error.
+void tell(const std::string& message);
+
+// A file's name, or another text that was given, so that it drives no terminal.
+std::string shown(const std::string& text);
+
+}  // namespace varno::tool

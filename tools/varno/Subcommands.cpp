@@ -1,0 +1,35 @@
+#include "tools/varno/Subcommand.h"
+
+#include <array>
+
+namespace varno::tool {
+namespace {
+
+constexpr std::array kSubcommands = {
+    Subcommand{"types", "Show the packet types: identifiers, fields, defaults",
+               "varno types\n"
+               "varno types SystemTime --json\n",
+               defineTypes},
+    Subcommand{"encode", "Turn packets into frames",
+               "varno encode 'SystemTime timeInMillis=125 timeZoneId=GMT'\n"
+               "varno encode --raw <packets.txt >frames.bin\n",
+               defineEncode},
+    Subcommand{"decode", "Show what recorded traffic says, and what is wrong in it",
+               "varno decode --bad app.log\n"
+               "echo '02 7D 7E 7D 7F 7D 7D 03' | varno decode --explain\n",
+               defineDecode},
+    Subcommand{"convert", "Turn one form of recorded traffic into another",
+               "varno convert app.log app.pcapng\n"
+               "varno convert drive.pcapng - --to json\n",
+               defineConvert},
+    Subcommand{"completion", "Print the shell's completion of this command",
+               "source <(varno completion bash)\n"
+               "varno completion zsh >~/.zfunc/_varno\n",
+               defineCompletion},
+};
+
+}  // namespace
+
+std::span<const Subcommand> subcommands() { return kSubcommands; }
+
+}  // namespace varno::tool

@@ -1,0 +1,107 @@
+#include "tools/varno/Failure.h"
+#include "tools/varno/FileBuffers.h"
+#include "tools/varno/Subcommand.h"
+
+#include <VarnoNetwork/Network/HudLog.h>
+#include <VarnoNetwork/Version.h>
+
+#include <csignal>
+#include <exception>
+#include <iostream>
+#include <map>
+#include <new>
+#include <string>
+
+namespace varno::tool {
+namespace {
+
+constexpr std::string_view kAbout = "Packets between a phone and a head-up display.";
+
+std::string exitCodesText() {
+  std::string text = "Exit status:\n";
+  for (const ExitCodeText& code : exitCodes()) {
+    text += "  " + std::to_string(code.code) + "  " + std::string(code.meaning) + "\n";
+  }
+  return text;
+}
+
+std::string versionText() {
+  return "varno " + std::to_string(VARNO_NETWORK_VERSION_MAJOR) + "." +
+         std::to_string(VARNO_NETWORK_VERSION_MINOR) + "." +
+         std::to_string(VARNO_NETWORK_VERSION_PATCH);
+}
+
+std::string examplesText(const Subcommand& subcommand) {
+  std::string text = "Examples:\n";
+  std::string_view rest = subcommand.examples;
+  while (!rest.empty()) {
+    const std::size_t end = rest.find('\n') + 1;
+    text.append("  ").append(rest.substr(0, end));
+    rest.remove_prefix(end);
+  }
+  return text;
+}
+
+int parseAndRun(int argc, const char* const* argv) {
+  CLI::App app{std::string(kAbout), "varno"};
+  app.footer(exitCodesText());
+  app.set_version_flag("--version", versionText());
+  bool wantsManual = false;
+  app.add_flag("--man", wantsManual, "Print the manual page")->group("");
+  app.get_formatter()->column_width(32);
+  std::map<const CLI::App*, Run> runs;
+  for (const Subcommand& subcommand : subcommands()) {
+    CLI::App* const sub =
+        app.add_subcommand(std::string(subcommand.name), std::string(subcommand.summary));
+    sub->footer(examplesText(subcommand));
+    runs[sub] = subcommand.define(*sub);
+  }
+  app.require_subcommand(0, 1);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    std::ostringstream out;
+    std::ostringstream problem;
+    const int code = app.exit(error, out, problem);
+    print(out.str());
+    std::cerr << problem.str();
+    return code == 0 ? kSuccess : kUsage;
+  }
+  if (wantsManual) {
+    print(manualPage(app));
+    return kSuccess;
+  }
+  const auto chosen = app.get_subcommands();
+  if (chosen.empty()) {
+    std::cerr << app.help();
+    return kUsage;
+  }
+  return runs.at(chosen.front())();
+}
+
+int run(int argc, const char* const* argv) {
+  try {
+    return parseAndRun(argc, argv);
+  } catch (const ReaderIsGone&) {
+    return kSuccess;
+  } catch (const Failure& failure) {
+    tell(failure.what());
+    return failure.code();
+  } catch (const std::bad_alloc&) {
+    tell("out of memory");
+  } catch (const std::exception& exception) {
+    tell(exception.what());
+  }
+  return kSystem;
+}
+
+}  // namespace
+}  // namespace varno::tool
+
+int main(int argc, char** argv) {
+  // A pipe that nobody reads is told by the write to it.
+  std::signal(SIGPIPE, SIG_IGN);
+  // What the library would log of a frame, the output says of it.
+  varno::HudLog::setSink([](std::string_view) {});
+  return varno::tool::run(argc, argv);
+}
