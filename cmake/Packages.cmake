@@ -1,5 +1,5 @@
 # Debian packages, by `cpack` in a build directory of the preset `package`: of each library the
-# runtime, and what is needed to build against it.
+# runtime, and what is needed to build against it; and the command.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_CONTACT "VarnoNetwork developers" CACHE STRING "Maintainer of the packages")
 set(CPACK_STRIP_FILES ON)
@@ -44,6 +44,22 @@ foreach(library IN LISTS libraries)
   set(CPACK_DEBIAN_${name}_PACKAGE_SECTION libdevel)
   list(JOIN developmentNeeds ", " CPACK_DEBIAN_${name}_PACKAGE_DEPENDS)
 endforeach()
+
+# The command, which is linked to the shared libraries where there are any.
+if(TARGET varno)
+  list(APPEND CPACK_COMPONENTS_ALL varno)
+  set(CPACK_COMPONENT_VARNO_DESCRIPTION "Head-up display packets at the shell")
+  set(CPACK_DEBIAN_VARNO_PACKAGE_NAME varno)
+  set(CPACK_DEBIAN_VARNO_PACKAGE_SECTION utils)
+  set(CPACK_DEBIAN_VARNO_PACKAGE_SHLIBDEPS ON)
+  if(TARGET VarnoTraffic-shared)
+    foreach(library IN ITEMS VarnoNetwork VarnoTraffic)
+      string(TOLOWER lib${library}${PROJECT_VERSION_MAJOR} package)
+      list(APPEND commandNeeds "${package} (= ${PROJECT_VERSION})")
+    endforeach()
+    list(JOIN commandNeeds ", " CPACK_DEBIAN_VARNO_PACKAGE_DEPENDS)
+  endif()
+endif()
 
 # Each package's copyright file, in the form that machines read, from the text of the license.
 file(READ ${PROJECT_SOURCE_DIR}/LICENSE licenseText)

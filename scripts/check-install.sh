@@ -49,6 +49,12 @@ consume() { # WAY KIND CMAKE-ARGUMENT...
   run "$1" "$2" "${programs[@]}"
 }
 
+runCommand() { # WAY PROGRAM: the command has to work where it was installed
+  [[ $("$2" --version) == "varno "* ]] || fail "$1: varno does not tell its version"
+  [[ $("$2" encode KeepAlive) == "02 7D 7F 0F 00 03" ]] || fail "$1: varno does not encode"
+  echo "ok: $1, varno"
+}
+
 consumeInstalled() { # WAY CMAKE-ARGUMENT...
   local kind list
   for kind in static shared; do
@@ -86,6 +92,7 @@ mv "$work/first" "$work/other/moved"
 if grep -rI --files-with-matches -e "$work" -e "$PWD" "$work/other/moved"; then
   fail "these installed files name a directory of the build"
 fi
+runCommand "moved" "$work/other/moved/bin/varno"
 consumeInstalled "moved" -DCMAKE_PREFIX_PATH="$work/other/moved"
 cmp LICENSE "$work/other/moved/share/licenses/VarnoNetwork/LICENSE"
 
@@ -150,7 +157,8 @@ for package in "${packages[@]}"; do
 done
 "${apt[@]}" install ./build/package/*.deb >"$work/log" 2>&1 || fail "$(cat "$work/log")"
 consumeInstalled "Debian packages"
+runCommand "Debian packages" varno
 "${apt[@]}" purge "${packages[@]}" >"$work/log" 2>&1 || fail "$(cat "$work/log")"
 packages=()
-left=$(find /usr -name '*Varno*')
+left=$(find /usr -name '*Varno*' -o -path '*/bin/varno')
 [[ -z $left ]] || fail "removing the packages left $left"

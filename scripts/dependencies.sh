@@ -4,7 +4,7 @@
 set -euo pipefail
 
 declare -A groups=(
-  [build]="cmake ninja-build g++ nlohmann-json3-dev"
+  [build]="cmake ninja-build g++ nlohmann-json3-dev libcli11-dev"
   [test]="googletest"
   [sanitizers]="clang libclang-rt-dev llvm"
   [libcxx]="clang libc++-dev libc++abi-dev"
@@ -16,7 +16,7 @@ declare -A groups=(
   [instructions]="valgrind"
   [package]="dpkg-dev file"
   [install]="clang pkg-config"
-  [captures]="tshark"
+  [captures]="tshark time"
   [dissector]="tshark python3 lua5.2 lua5.4"
   [docs]="doxygen git"
   [abi]="abigail-tools binutils xz-utils"

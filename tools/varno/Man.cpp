@@ -66,14 +66,15 @@ std::string optionText(const CLI::Option& option) {
 std::string optionsText(const CLI::App& app, bool isPositional) {
   std::string text;
   for (const CLI::Option* const option : app.get_options()) {
-    if (option->get_positional() != isPositional || option->get_group().empty()) continue;
+    const bool isHelp = option == app.get_help_ptr();
+    if (option->get_positional() != isPositional || isHelp) continue;
     text += optionText(*option);
   }
   return text;
 }
 
 std::string examplesText(std::string_view examples) {
-  return ".PP\n.nf\n" + escaped(examples) + ".fi\n";
+  return ".PP\nExamples:\n.PP\n.RS 7\n.nf\n" + escaped(examples) + ".fi\n.RE\n";
 }
 
 }  // namespace

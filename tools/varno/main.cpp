@@ -60,12 +60,12 @@ int parseAndRun(int argc, const char* const* argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    std::ostringstream out;
-    std::ostringstream problem;
-    const int code = app.exit(error, out, problem);
-    print(out.str());
-    std::cerr << problem.str();
-    return code == 0 ? kSuccess : kUsage;
+    std::ostringstream text;
+    if (app.exit(error, text, text) == 0) {
+      print(text.str());  // what was asked for: the help, or the version
+      return kSuccess;
+    }
+    throw Failure(kUsage, shown(error.what()) + "; --help tells more");
   }
   if (wantsManual) {
     print(manualPage(app));
