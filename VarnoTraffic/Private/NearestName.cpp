@@ -43,7 +43,7 @@ std::string_view nearestName(std::string_view word, std::span<const std::string_
   std::string_view nearest;
   std::size_t least = word.size() / 2 + 1;  // from here on it is another word
   for (const std::string_view name : names) {
-    const auto [shorter, longer] = std::minmax(word.size(), name.size());
+    const auto [shorter, longer] = std::minmax({word.size(), name.size()});
     if (longer - shorter >= least) continue;  // so many letters have to be put in
     const std::size_t distance = editDistance(word, name);
     if (distance >= least) continue;
