@@ -65,7 +65,7 @@ local function showRecord(tvb, pinfo, tree)
   if before then
     tvb = ByteArray.new(before .. tvb:raw(), true):tvb("Whole record")
   end
-  local kind
+  local kind = false
   for _, flag in ipairs(pieceFlags) do
     kind = kind or flag[2]() and flag[1]
   end
@@ -99,7 +99,7 @@ local function showStream(tvb, pinfo, tree)
       local isEnded = mark and stream:sub(mark, mark) == ETX
       stop = not mark and #stream or isEnded and mark or mark - 1
       kind = not isEnded and (#stream - from < MOST_FRAME and "torn" or "long")
-        or stop - from + 1 < SHORTEST_FRAME and "short" or nil
+        or stop - from + 1 < SHORTEST_FRAME and "short"
     end
     local direction = kind ~= "noise" and frameDirection(stream:sub(from, stop)) or nil
     tellInfo(pinfo, showFrame(tvb(from - 1, stop - from + 1):tvb(), tree, kind, direction))

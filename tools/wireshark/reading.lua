@@ -1,13 +1,11 @@
 
 -- Reading: from a frame's bytes to its fields, and to what is wrong with it.
 
--- Ends the reading of a payload.
+-- Ends the reading of a payload with a problem.
 local function fail(expert, text)
   error({ expert = expert, text = text }, 0)
 end
 
--- Reader: { body, offset, problems }. Node: a field as it was read, { field, path, offset, length },
--- with `number` (a boolean's byte, a count), `text` (nil where absent) or `parts` (nodes).
 local sizes = {
   bool = 1, uint8 = 1, int16 = 2, uint16 = 2, int32 = 4, uint32 = 4, int64 = 8, uint64 = 8,
   float = 4, double = 8,
@@ -52,6 +50,10 @@ local function textAt(body, offset)
   return stop, body:sub(from + 1, stop), length
 end
 
+-- By kind of field: function(reader, node).
+--   reader  body, offset (where it stands), problems
+--   node    a field as it was read: field, path, offset, length; number (a boolean's byte, a count),
+--           text (nil where absent), parts (nodes); isOpen while it is not read to its end
 local readers = {}
 
 local function readNode(reader, nodes, field, path)
@@ -209,38 +211,6 @@ local function unknownId(ids)
       nearest[3])
   end
   return text
-end
-
--- What in the body is not stuffed as it should be, each once.
-local function checkStuffing(wire, problems)
-  local seen = {}
-  local function add(expert, at, text)
-    if not seen[text] then
-      seen[text] = true
-      table.insert(problems, { expert = expert, text = text, wire = at }) -- STX makes up for 1
-    end
-  end
-  local at = wire:find("[\2\3}]")
-  while at do
-    local byte = wire:byte(at)
-    if byte ~= 0x7D then
-      add("mark", at, string.format("%02X stands here unstuffed", byte))
-    elseif at == #wire then
-      add("escape", at, "7D at the end, its second byte is missing")
-    else
-      at = at + 1
-      local plain = unstuffedOf[wire:sub(at, at)]
-      if not plain:find("[\2\3}]") then
-        add("stuffing", at - 1, string.format("7D %02X stands for %02X, which needs no stuffing",
-          wire:byte(at), plain:byte()))
-      end
-    end
-    at = wire:find("[\2\3}]", at + 1)
-  end
-end
-
-local function endsInEscape(wire)
-  return wire:gsub("}.", ""):sub(-1) == "}"
 end
 
 local headerNames = { "command", "param1", "param2" }

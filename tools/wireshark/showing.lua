@@ -220,53 +220,24 @@ local function showProblem(tree, tvb, problem)
   item:add_proto_expert_info(experts[problem.expert], problem.text)
 end
 
--- Shows a frame, or a piece that is none, and returns its text for the info column. kind: of the
--- piece, an expert's name; nil for a frame. direction: nil where it is not known.
-local function showFrame(tvb, tree, kind, direction)
-  local raw = tvb:raw()
-  local root = tree:add(varno, tvb())
-  local item = direction and root:add(general.direction, direction)
-  if item then
-    item:set_generated()
-  end
-  local prefix = (direction and direction .. " " or "") .. (kind and kind .. " " or "")
-  if kind then
-    root:add_proto_expert_info(experts[kind])
-  end
-  if kind and raw:sub(1, 1) ~= STX then
-    root:add(general.payload, tvb())
-    return prefix .. counted(#raw, "byte")
-  end
-
-  local frame = readFrame(raw)
-  local isSound = #frame.problems == 0 and not kind
-  local view = { info = {}, hidesRest = not isSound }
-  if #frame.body > 0 then
-    view.bytes = ByteArray.new(frame.body, true):tvb("Without stuffing")
-    for at = 1, math.min(3, #frame.body) do
-      root:add(header[at], view.bytes(at - 1, 1))
-    end
-  end
-  local name = frame.type and frame.type.name or "unknown"
+local function showFields(view, root, frame)
   if frame.type then
-    root:add(general.type, view.bytes(0, 3), name):set_generated()
-    root:append_text(", " .. name)
-    for _, node in ipairs(frame.nodes) do
-      showNode(view, root, node)
-    end
+    root:add(general.type, view.bytes(0, 3), frame.type.name):set_generated()
+    root:append_text(", " .. frame.type.name)
   end
-  if frame.offset and frame.type.irregular and #frame.nodes == 0 then
+  for _, node in ipairs(frame.nodes) do
+    showNode(view, root, node)
+  end
+  local last = frame.nodes[#frame.nodes]
+  if not frame.offset or frame.type.irregular and not last then
     showRest(view, root, general.payload, 3)
-  elseif frame.offset and not (frame.nodes[#frame.nodes] or {}).isOpen then
+  elseif not last or not last.isOpen then
     showRest(view, root, general.unread, frame.offset)
-  elseif not frame.offset and view.bytes then
-    showRest(view, root, general.payload, 3)
   end
-  for _, problem in ipairs(frame.problems) do
-    showProblem(root, tvb, problem)
-  end
+end
 
-  local text = prefix .. name
+local function infoText(view, frame)
+  local text = frame.type and frame.type.name or "unknown"
   for _, part in ipairs(view.info) do
     if #text + #part > MOST_INFO then
       text = text .. " .."
@@ -274,5 +245,42 @@ local function showFrame(tvb, tree, kind, direction)
     end
     text = text .. " " .. part
   end
-  return text .. (frame.problems[1] and " [" .. frame.problems[1].text .. "]" or "")
+  local problem = frame.problems[1]
+  return problem and text .. " [" .. problem.text .. "]" or text
+end
+
+-- Shows a frame, or a piece that is none, and returns its text for the info column. kind: of the
+-- piece, an expert's name; false for a frame. direction: nil where it is not known.
+local function showFrame(tvb, tree, kind, direction)
+  local raw = tvb:raw()
+  local root = tree:add(varno, tvb())
+  local prefix = ""
+  if direction then
+    root:add(general.direction, direction):set_generated()
+    prefix = direction .. " "
+  end
+  if kind then
+    root:add_proto_expert_info(experts[kind])
+    prefix = prefix .. kind .. " "
+    if raw:sub(1, 1) ~= STX then
+      root:add(general.payload, tvb())
+      return prefix .. counted(#raw, "byte")
+    end
+  end
+
+  local frame = readFrame(raw)
+  local view = { info = {}, hidesRest = kind or #frame.problems > 0 }
+  if frame.body == "" then
+    root:add(general.payload, tvb())
+  else
+    view.bytes = ByteArray.new(frame.body, true):tvb("Without stuffing")
+    for at = 1, math.min(3, #frame.body) do
+      root:add(header[at], view.bytes(at - 1, 1))
+    end
+    showFields(view, root, frame)
+  end
+  for _, problem in ipairs(frame.problems) do
+    showProblem(root, tvb, problem)
+  end
+  return prefix .. infoText(view, frame)
 end

@@ -240,6 +240,38 @@ local function unstuff(wire)
   return (wire:gsub("}(.?)", unstuffedOf))
 end
 
+-- What in the body is not stuffed as it should be, each once.
+local function checkStuffing(wire, problems)
+  local seen = {}
+  local function add(expert, at, text)
+    if not seen[text] then
+      seen[text] = true
+      table.insert(problems, { expert = expert, text = text, wire = at }) -- STX makes up for 1
+    end
+  end
+  local at = wire:find("[\2\3}]")
+  while at do
+    local byte = wire:byte(at)
+    if byte ~= 0x7D then
+      add("mark", at, string.format("%02X stands here unstuffed", byte))
+    elseif at == #wire then
+      add("escape", at, "7D at the end, its second byte is missing")
+    else
+      at = at + 1
+      local plain = unstuffedOf[wire:sub(at, at)]
+      if not plain:find("[\2\3}]") then
+        add("stuffing", at - 1, string.format("7D %02X stands for %02X, which needs no stuffing",
+          wire:byte(at), plain:byte()))
+      end
+    end
+    at = wire:find("[\2\3}]", at + 1)
+  end
+end
+
+local function endsInEscape(wire)
+  return wire:gsub("}.", ""):sub(-1) == "}"
+end
+
 local function counted(count, noun)
   return string.format("%d %s%s", count, noun, count == 1 and "" or "s")
 end
@@ -293,13 +325,11 @@ end
 
 -- Reading: from a frame's bytes to its fields, and to what is wrong with it.
 
--- Ends the reading of a payload.
+-- Ends the reading of a payload with a problem.
 local function fail(expert, text)
   error({ expert = expert, text = text }, 0)
 end
 
--- Reader: { body, offset, problems }. Node: a field as it was read, { field, path, offset, length },
--- with `number` (a boolean's byte, a count), `text` (nil where absent) or `parts` (nodes).
 local sizes = {
   bool = 1, uint8 = 1, int16 = 2, uint16 = 2, int32 = 4, uint32 = 4, int64 = 8, uint64 = 8,
   float = 4, double = 8,
@@ -344,6 +374,10 @@ local function textAt(body, offset)
   return stop, body:sub(from + 1, stop), length
 end
 
+-- By kind of field: function(reader, node).
+--   reader  body, offset (where it stands), problems
+--   node    a field as it was read: field, path, offset, length; number (a boolean's byte, a count),
+--           text (nil where absent), parts (nodes); isOpen while it is not read to its end
 local readers = {}
 
 local function readNode(reader, nodes, field, path)
@@ -501,38 +535,6 @@ local function unknownId(ids)
       nearest[3])
   end
   return text
-end
-
--- What in the body is not stuffed as it should be, each once.
-local function checkStuffing(wire, problems)
-  local seen = {}
-  local function add(expert, at, text)
-    if not seen[text] then
-      seen[text] = true
-      table.insert(problems, { expert = expert, text = text, wire = at }) -- STX makes up for 1
-    end
-  end
-  local at = wire:find("[\2\3}]")
-  while at do
-    local byte = wire:byte(at)
-    if byte ~= 0x7D then
-      add("mark", at, string.format("%02X stands here unstuffed", byte))
-    elseif at == #wire then
-      add("escape", at, "7D at the end, its second byte is missing")
-    else
-      at = at + 1
-      local plain = unstuffedOf[wire:sub(at, at)]
-      if not plain:find("[\2\3}]") then
-        add("stuffing", at - 1, string.format("7D %02X stands for %02X, which needs no stuffing",
-          wire:byte(at), plain:byte()))
-      end
-    end
-    at = wire:find("[\2\3}]", at + 1)
-  end
-end
-
-local function endsInEscape(wire)
-  return wire:gsub("}.", ""):sub(-1) == "}"
 end
 
 local headerNames = { "command", "param1", "param2" }
@@ -814,53 +816,24 @@ local function showProblem(tree, tvb, problem)
   item:add_proto_expert_info(experts[problem.expert], problem.text)
 end
 
--- Shows a frame, or a piece that is none, and returns its text for the info column. kind: of the
--- piece, an expert's name; nil for a frame. direction: nil where it is not known.
-local function showFrame(tvb, tree, kind, direction)
-  local raw = tvb:raw()
-  local root = tree:add(varno, tvb())
-  local item = direction and root:add(general.direction, direction)
-  if item then
-    item:set_generated()
-  end
-  local prefix = (direction and direction .. " " or "") .. (kind and kind .. " " or "")
-  if kind then
-    root:add_proto_expert_info(experts[kind])
-  end
-  if kind and raw:sub(1, 1) ~= STX then
-    root:add(general.payload, tvb())
-    return prefix .. counted(#raw, "byte")
-  end
-
-  local frame = readFrame(raw)
-  local isSound = #frame.problems == 0 and not kind
-  local view = { info = {}, hidesRest = not isSound }
-  if #frame.body > 0 then
-    view.bytes = ByteArray.new(frame.body, true):tvb("Without stuffing")
-    for at = 1, math.min(3, #frame.body) do
-      root:add(header[at], view.bytes(at - 1, 1))
-    end
-  end
-  local name = frame.type and frame.type.name or "unknown"
+local function showFields(view, root, frame)
   if frame.type then
-    root:add(general.type, view.bytes(0, 3), name):set_generated()
-    root:append_text(", " .. name)
-    for _, node in ipairs(frame.nodes) do
-      showNode(view, root, node)
-    end
+    root:add(general.type, view.bytes(0, 3), frame.type.name):set_generated()
+    root:append_text(", " .. frame.type.name)
   end
-  if frame.offset and frame.type.irregular and #frame.nodes == 0 then
+  for _, node in ipairs(frame.nodes) do
+    showNode(view, root, node)
+  end
+  local last = frame.nodes[#frame.nodes]
+  if not frame.offset or frame.type.irregular and not last then
     showRest(view, root, general.payload, 3)
-  elseif frame.offset and not (frame.nodes[#frame.nodes] or {}).isOpen then
+  elseif not last or not last.isOpen then
     showRest(view, root, general.unread, frame.offset)
-  elseif not frame.offset and view.bytes then
-    showRest(view, root, general.payload, 3)
   end
-  for _, problem in ipairs(frame.problems) do
-    showProblem(root, tvb, problem)
-  end
+end
 
-  local text = prefix .. name
+local function infoText(view, frame)
+  local text = frame.type and frame.type.name or "unknown"
   for _, part in ipairs(view.info) do
     if #text + #part > MOST_INFO then
       text = text .. " .."
@@ -868,7 +841,44 @@ local function showFrame(tvb, tree, kind, direction)
     end
     text = text .. " " .. part
   end
-  return text .. (frame.problems[1] and " [" .. frame.problems[1].text .. "]" or "")
+  local problem = frame.problems[1]
+  return problem and text .. " [" .. problem.text .. "]" or text
+end
+
+-- Shows a frame, or a piece that is none, and returns its text for the info column. kind: of the
+-- piece, an expert's name; false for a frame. direction: nil where it is not known.
+local function showFrame(tvb, tree, kind, direction)
+  local raw = tvb:raw()
+  local root = tree:add(varno, tvb())
+  local prefix = ""
+  if direction then
+    root:add(general.direction, direction):set_generated()
+    prefix = direction .. " "
+  end
+  if kind then
+    root:add_proto_expert_info(experts[kind])
+    prefix = prefix .. kind .. " "
+    if raw:sub(1, 1) ~= STX then
+      root:add(general.payload, tvb())
+      return prefix .. counted(#raw, "byte")
+    end
+  end
+
+  local frame = readFrame(raw)
+  local view = { info = {}, hidesRest = kind or #frame.problems > 0 }
+  if frame.body == "" then
+    root:add(general.payload, tvb())
+  else
+    view.bytes = ByteArray.new(frame.body, true):tvb("Without stuffing")
+    for at = 1, math.min(3, #frame.body) do
+      root:add(header[at], view.bytes(at - 1, 1))
+    end
+    showFields(view, root, frame)
+  end
+  for _, problem in ipairs(frame.problems) do
+    showProblem(root, tvb, problem)
+  end
+  return prefix .. infoText(view, frame)
 end
 
 -- Attaching: to captures of link type USER0, one record a packet, and to streams over TCP.
@@ -937,7 +947,7 @@ local function showRecord(tvb, pinfo, tree)
   if before then
     tvb = ByteArray.new(before .. tvb:raw(), true):tvb("Whole record")
   end
-  local kind
+  local kind = false
   for _, flag in ipairs(pieceFlags) do
     kind = kind or flag[2]() and flag[1]
   end
@@ -971,7 +981,7 @@ local function showStream(tvb, pinfo, tree)
       local isEnded = mark and stream:sub(mark, mark) == ETX
       stop = not mark and #stream or isEnded and mark or mark - 1
       kind = not isEnded and (#stream - from < MOST_FRAME and "torn" or "long")
-        or stop - from + 1 < SHORTEST_FRAME and "short" or nil
+        or stop - from + 1 < SHORTEST_FRAME and "short"
     end
     local direction = kind ~= "noise" and frameDirection(stream:sub(from, stop)) or nil
     tellInfo(pinfo, showFrame(tvb(from - 1, stop - from + 1):tvb(), tree, kind, direction))

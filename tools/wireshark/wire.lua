@@ -17,6 +17,38 @@ local function unstuff(wire)
   return (wire:gsub("}(.?)", unstuffedOf))
 end
 
+-- What in the body is not stuffed as it should be, each once.
+local function checkStuffing(wire, problems)
+  local seen = {}
+  local function add(expert, at, text)
+    if not seen[text] then
+      seen[text] = true
+      table.insert(problems, { expert = expert, text = text, wire = at }) -- STX makes up for 1
+    end
+  end
+  local at = wire:find("[\2\3}]")
+  while at do
+    local byte = wire:byte(at)
+    if byte ~= 0x7D then
+      add("mark", at, string.format("%02X stands here unstuffed", byte))
+    elseif at == #wire then
+      add("escape", at, "7D at the end, its second byte is missing")
+    else
+      at = at + 1
+      local plain = unstuffedOf[wire:sub(at, at)]
+      if not plain:find("[\2\3}]") then
+        add("stuffing", at - 1, string.format("7D %02X stands for %02X, which needs no stuffing",
+          wire:byte(at), plain:byte()))
+      end
+    end
+    at = wire:find("[\2\3}]", at + 1)
+  end
+end
+
+local function endsInEscape(wire)
+  return wire:gsub("}.", ""):sub(-1) == "}"
+end
+
 local function counted(count, noun)
   return string.format("%d %s%s", count, noun, count == 1 and "" or "s")
 end
