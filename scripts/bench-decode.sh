@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Measures `varno decode` with a capture of mixed packets, and tshark, which gets the dissector, with
-# the same: megabytes of the capture a second, and the most memory. The best of three runs counts, of
-# tshark the only one.
+# the same: megabytes of the capture a second of processor time, and the most memory. The best of
+# three runs counts, of tshark the only one.
 #   scripts/bench-decode.sh [MEGABYTES]   of the capture; 100 unless told
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -33,19 +33,19 @@ LC_ALL=C awk -v count=$((megabytes * 1000000 / 77)) 'BEGIN {
 bytes=$(stat --format=%s "$work/mixed.pcapng")
 echo "a capture of $((bytes / 1000000)) MB, $($varno decode "$work/mixed.pcapng" 2>&1 >/dev/null | cut -d ' ' -f 2-)"
 
-measure() { # NAME RUNS COMMAND...: sets `seconds` to the shortest time
-  local name=$1 runs=$2 run memory
+measure() { # NAME RUNS COMMAND...: sets `seconds` to the least time on the processor
+  local name=$1 runs=$2 run least
   shift 2
-  seconds=
   for ((run = 0; run < runs; ++run)); do
-    command time --format '%e %M' --output "$work/time" "$@" >"$work/out" 2>/dev/null
-    read -r elapsed memory <"$work/time"
-    seconds=$(awk -v a="${seconds:-$elapsed}" -v b="$elapsed" 'BEGIN { print b < a ? b : a }')
-  done
-  awk -v name="$name" -v bytes="$bytes" -v seconds="$seconds" -v memory="$memory" 'BEGIN {
-    printf "%-22s %8.2f s %8.1f MB/s %8.1f MB of memory\n", name, seconds, bytes / 1e6 / seconds,
-           memory / 1024
-  }'
+    command time --format '%U %S %e %M' "$@" 2>"$work/errors" >"$work/out" || true
+    tail -n 1 "$work/errors"
+  done | awk '{ print $1 + $2, $3, $4 }' | sort --numeric-sort >"$work/times"
+  read -r least <"$work/times"
+  seconds=${least%% *}
+  awk -v name="$name" -v bytes="$bytes" '{
+    printf "%-20s %8.1f MB/s: %.2f s of processor time, %.2f s in all, %.1f MB of memory\n", name,
+           bytes / 1e6 / $1, $1, $2, $3 / 1024
+  }' <<<"$least"
 }
 
 measure 'varno decode' 3 $varno decode "$work/mixed.pcapng"
