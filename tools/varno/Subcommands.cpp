@@ -22,6 +22,10 @@ constexpr std::array kSubcommands = {
                "varno convert app.log app.pcapng\n"
                "varno convert drive.pcapng - --to json\n",
                defineConvert},
+    Subcommand{"wireshark", "Print the dissector for Wireshark and tshark",
+               "varno wireshark >~/.local/lib/wireshark/plugins/varno.lua\n"
+               "varno wireshark >varno.lua; tshark -X lua_script:varno.lua -r drive.pcapng\n",
+               defineWireshark},
     Subcommand{"completion", "Print the shell's completion of this command",
                "source <(varno completion bash)\n"
                "varno completion zsh >~/.zfunc/_varno\n",
