@@ -317,6 +317,29 @@ TEST_F(MainThreadTest, WaitsCanBeCanceled) {
   EXPECT_TRUE(listener->take().empty());
 }
 
+// As it does where the log line about a slow wait goes by the main thread.
+TEST_F(MainThreadTest, AWaitInsideAWaitLeavesItCancelable) {
+  const LogCapture log;
+  OwnMainThread running([](const MainThread::Task& task) { task(); });
+  MainThread::setSlowWaitLimit(std::chrono::milliseconds(1));
+  for (const bool isLate : {false, true}) {
+    WaitCancellation cancellation;
+    const WaitCancellation::Scope scope(cancellation);
+    const auto cancel = [&](bool isNow) {
+      if (isNow) cancellation.cancel();
+    };
+    MainThread::Task kept;
+    OwnMainThread idle([&kept](MainThread::Task task) { kept = std::move(task); });
+    const auto describe = [&] {
+      running.runAndWait([&] { cancel(!isLate); });
+      cancel(isLate);
+      return std::string();
+    };
+    EXPECT_EQ(thrownBy([&] { idle.runAndWait([] { ADD_FAILURE(); }, describe); }), kCanceled);
+  }
+  MainThread::setSlowWaitLimit(std::chrono::milliseconds(5000));
+}
+
 TEST_F(MainThreadTest, TellsOfASlowWaitOnce) {
   using std::chrono::milliseconds;
   LogCapture log;

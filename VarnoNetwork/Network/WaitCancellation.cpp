@@ -8,18 +8,18 @@
 
 namespace varno {
 
-// A scope, in the list of all scopes of the process. Threads are told apart by their ids: a scope
-// does not outlive its thread, so no later thread has the id meanwhile. A thread_local pointer
-// would do as well, but where a library is loaded late, a thread's first use of one allocates, and
-// ends the process when it cannot.
+// A scope in the list of all scopes of the process. Threads are told apart by their ids: a scope
+// does not outlive its thread, so no later thread can have the id meanwhile. Not a thread_local
+// pointer: in a library that is loaded late, a thread's first use of one allocates, and ends the
+// process if that fails.
 struct WaitCancellation::Scope::Entry {
   const std::shared_ptr<std::atomic<bool>> isCanceled;
   const std::thread::id thread = std::this_thread::get_id();
   WaitTicket* ticket = nullptr;  // what the thread waits for
   Entry* next = nullptr;
 
-  // Guards the list and its entries. Taken before a ticket's mutex. Takes no memory, and is never
-  // destroyed: a thread may still wait while the program's static objects go.
+  // Guards the list and its entries. Taken before a ticket's mutex. Needs no memory from the heap,
+  // and is never destroyed: a thread may still wait while static objects are destroyed.
   static std::mutex& mutex() noexcept {
     alignas(std::mutex) static std::byte storage[sizeof(std::mutex)];
     static std::mutex& mutex = *new (storage) std::mutex;
@@ -72,6 +72,7 @@ CancelableWait::CancelableWait(WaitTicket& ticket) noexcept {
   using Entry = WaitCancellation::Scope::Entry;
   const std::lock_guard lock(Entry::mutex());
   Entry::forEachOfThisThread([&](Entry& entry) {
+    if (entry.ticket != nullptr) outer_ = entry.ticket;
     entry.ticket = &ticket;
     if (*entry.isCanceled) ticket.cancel();
   });
@@ -80,7 +81,10 @@ CancelableWait::CancelableWait(WaitTicket& ticket) noexcept {
 CancelableWait::~CancelableWait() {
   using Entry = WaitCancellation::Scope::Entry;
   const std::lock_guard lock(Entry::mutex());
-  Entry::forEachOfThisThread([](Entry& entry) { entry.ticket = nullptr; });
+  Entry::forEachOfThisThread([this](Entry& entry) {
+    entry.ticket = outer_;
+    if (outer_ != nullptr && *entry.isCanceled) outer_->cancel();
+  });
 }
 
 bool CancelableWait::isCanceled() noexcept {

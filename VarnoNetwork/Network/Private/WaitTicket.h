@@ -9,8 +9,8 @@
 
 namespace varno {
 
-// What a thread that waits shares with the task that it has posted. It outlives both, so a task may
-// come late; the waiting thread's own data is used only while that thread is still there.
+// Shared by a waiting thread and the task that it has posted. It outlives both, so a task may run
+// late; the waiting thread's own data is used only while that thread waits.
 class WaitTicket {
  public:
   enum class State { kQueued, kRunning, kDone, kRefused, kCanceled };
@@ -18,7 +18,7 @@ class WaitTicket {
   // task: outlives the wait.
   explicit WaitTicket(const std::function<void()>& task) : task_(task) {}
 
-  // Runs the task, unless it has been run already, or nobody waits for it any more.
+  // Runs the task, unless it has already run or nobody waits for it any more.
   void run() {
     {
       const std::lock_guard lock(mutex_);
@@ -41,8 +41,8 @@ class WaitTicket {
   bool refuse() noexcept { return end(State::kRefused); }
   bool cancel() noexcept { return end(State::kCanceled); }
 
-  // Returns when the wait has ended, with how. When it has not after `limit`, calls onSlow once,
-  // with whether the task is running; not with a limit of 0.
+  // Waits for the end and returns how it ended. If that takes longer than `limit`, calls onSlow
+  // once, with whether the task is running. A limit of 0 means no limit.
   template <class OnSlow>
   State wait(std::chrono::milliseconds limit, OnSlow onSlow) {
     std::unique_lock lock(mutex_);
@@ -80,7 +80,9 @@ class WaitTicket {
   std::condition_variable ended_;
 };
 
-// Lets the cancellations of the calling thread reach a ticket while it lives.
+// Lets the cancellations of the calling thread reach a ticket while it lives. Waits nest: the log
+// line about a slow wait may itself wait for the main thread. The ticket of the outer wait is then
+// reached again when the inner one has ended.
 class CancelableWait {
  public:
   explicit CancelableWait(WaitTicket& ticket) noexcept;
@@ -90,6 +92,9 @@ class CancelableWait {
 
   // Whether a wait of the calling thread would be canceled at once.
   static bool isCanceled() noexcept;
+
+ private:
+  WaitTicket* outer_ = nullptr;
 };
 
 }  // namespace varno
