@@ -5,7 +5,7 @@
 #include <type_traits>
 #include <vector>
 
-// What a packet's list of fields gives as text.
+// Descriptions of packets, made from their lists of fields.
 
 namespace varno {
 namespace {
@@ -49,7 +49,7 @@ class Description : public UniformFieldVisitor<Description, FieldVisitor> {
     partsBefore_.pop_back();
   }
 
-  // Whether the field's value is to follow.
+  // Writes what stands before the field's value; says whether the value follows.
   bool begin(const FieldInfo& field) {
     if (hiddenDepth_ > 0) return false;
     const std::size_t before = partsBefore_.back()++;

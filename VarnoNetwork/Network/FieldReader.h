@@ -10,26 +10,27 @@
 
 namespace varno {
 
-// Reads a packet's fields from its payload, value for value and failure for failure as its
-// parsePayload does, and tells where it stands:
+// Reads a packet's fields from its payload, with the same values and failures as its parsePayload,
+// and tells how far it got:
 //
 //   HudInputStream stream(payload);
 //   FieldReader reader(stream);
 //   packet.editFields(reader);  // throws where the payload is not usable; reader.path() says where
 //
-// Slower than parsePayload, and of no use where a type overrides that: the fields of an irregular
-// payload have no place of their own. Takes the stream and the witness for its own life.
+// Slower than parsePayload. Does not fit a type that overrides parsePayload: the fields of such a
+// payload have no place of their own. The stream and the witness must outlive the reader.
 class FieldReader : public UniformFieldVisitor<FieldReader, FieldEditor> {
  public:
-  // witness: is shown each field once it was read, and a list's announced size (0 for a negative
-  // one) before its elements; begin() and end() then tell which bytes that took. None if null.
+  // witness: receives each field after it was read, and the size that a list announces (0 if
+  // negative) before the list's elements. During these calls begin() and end() tell which bytes
+  // were read. May be null.
   explicit FieldReader(HudInputStream& stream, FieldVisitor* witness = nullptr)
       : stream_(stream), witness_(witness) {}
 
   // The field that was read last, or whose reading failed; empty before the first.
   const std::string& path() const { return path_; }
 
-  // Its bytes, as offsets of the stream. Of a list, those of its count.
+  // The bytes of that field, as offsets in the stream; for a list, the bytes of its count.
   std::uint64_t begin() const { return begin_; }
   std::uint64_t end() const { return stream_.offset(); }
 

@@ -22,7 +22,7 @@ concept FieldLeaf = std::same_as<Type, bool> || std::same_as<Type, std::uint8_t>
     std::same_as<Type, float> || std::same_as<Type, double> || std::same_as<Type, HudString> ||
     std::same_as<Type, StringSet>;
 
-// An enumeration with a fixed underlying type, so that it may hold whatever number a peer sends.
+// An enumeration with a fixed underlying type, so that it can hold any number that a peer sends.
 template <class Type>
 concept FieldEnumeration = std::is_enum_v<Type> && requires {
   Type{std::underlying_type_t<Type>{}};
@@ -30,7 +30,7 @@ concept FieldEnumeration = std::is_enum_v<Type> && requires {
 
 struct FieldListProbe;
 
-// A record that packets share with the application, with a field list of its own.
+// A record: a class with a type name and a list of fields.
 template <class Type>
 concept FieldRecord = std::default_initializable<Type> &&
     requires(Type& record, FieldListProbe& visit) {
@@ -56,7 +56,7 @@ inline constexpr bool kIsFieldType<std::vector<Element>> = kIsFieldType<Element>
 template <class Type>
 concept FieldType = detail::kIsFieldType<Type>;
 
-// Stops the compilation with the list of the types that are allowed, once for each other type.
+// Stops the compilation with the list of allowed types, once for each type that is not allowed.
 template <class Type>
 struct RefusedFieldType {
   static_assert(FieldType<Type>,

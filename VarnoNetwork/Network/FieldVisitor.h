@@ -15,12 +15,12 @@ namespace varno {
 
 using StringSet = std::set<std::string>;
 
-// What a visitor is told of a field besides its value. Valid during the call alone, and with it
+// What a visitor is told about a field besides its value. Valid only during the call; so is
 // `parent`.
 struct FieldInfo {
   static constexpr std::size_t kNoIndex = std::numeric_limits<std::size_t>::max();
 
-  // The field's name in its list of fields; an element of a list has the list's.
+  // The field's name in its list of fields; an element of a list has the name of the list.
   std::string_view name;
   // False for a field that the payload does not carry in a place of its own.
   bool isOnWire = true;
@@ -33,7 +33,7 @@ struct FieldInfo {
   // The place of a list's element in the list, from 0.
   std::size_t index = kNoIndex;
 
-  // The way to the field from the packet: "ssid", "soundDevice.name", "wheels[2].pressure".
+  // The path from the packet to the field: "ssid", "soundDevice.name", "wheels[2].pressure".
   VARNO_EXPORT std::string path() const;
 };
 
@@ -66,8 +66,8 @@ class BasicFieldVisitor {
   virtual void beginRecord(const FieldInfo& /*field*/, std::string_view /*typeName*/) {}
   virtual void endRecord() {}
 
-  // The elements of a list come between these two, each with its index. An editor may lower
-  // `size`: the list then loses the elements behind.
+  // The elements of a list come between these two, each with its index. An editor may lower `size`:
+  // the elements beyond it are removed.
   virtual void beginList(const FieldInfo& /*field*/, Field<std::size_t> /*size*/) {}
   virtual void endList() {}
 };
@@ -76,7 +76,8 @@ using FieldVisitor = BasicFieldVisitor<true>;
 
 class FieldEditor : public BasicFieldVisitor<false> {
  public:
-  // Asked behind each list's last element: whether the list gets one more, which is visited next.
+  // Called after the last element of a list: says whether to append one more, which is visited
+  // next.
   virtual bool wantsElement(const FieldInfo& /*list*/, std::size_t /*index*/) { return false; }
 };
 

@@ -7,9 +7,9 @@
 
 namespace varno {
 
-// A failure with a name, which tells its kind, and a reason, which is also its what().
-// The base of everything that this library throws of its own accord; memory that runs out is
-// std::bad_alloc, and what a listener throws stays what it is.
+// A failure with a name (its kind) and a reason (also its what()). The base of all exceptions that
+// the library itself throws, except std::bad_alloc when memory runs out. What a listener throws is
+// passed on unchanged.
 class VARNO_EXPORT HudException : public std::runtime_error {
  public:
   // name: a string literal, or other text that outlives every copy of the exception.
@@ -31,7 +31,8 @@ class VARNO_EXPORT InternalInconsistencyException : public HudException {
   ~InternalInconsistencyException() override;
 };
 
-// A received frame is malformed. Named "InvalidArgumentException".
+// An argument cannot be used: a received frame is malformed, a payload holds what a field cannot
+// take, or a handler is null. Named "InvalidArgumentException".
 class VARNO_EXPORT InvalidArgumentException : public HudException {
  public:
   explicit InvalidArgumentException(const std::string& reason);
@@ -45,7 +46,7 @@ class VARNO_EXPORT IndexOutOfBoundsException : public HudException {
   ~IndexOutOfBoundsException() override;
 };
 
-// A listener changed the set of listeners that was being walked. Named
+// The listeners of a packet type were changed while a packet was being delivered to them. Named
 // "CollectionMutatedException".
 class VARNO_EXPORT CollectionMutatedException : public HudException {
  public:
@@ -67,8 +68,8 @@ class VARNO_EXPORT WaitCanceledException : public HudException {
   ~WaitCanceledException() override;
 };
 
-// The failure of an operation that a derived type must override: throws
-// InternalInconsistencyException with the reason "Not yet implemented".
+// For an operation that a derived type must override: throws InternalInconsistencyException with
+// the reason "Not yet implemented".
 [[noreturn]] VARNO_EXPORT void throwNotYetImplemented();
 
 }  // namespace varno

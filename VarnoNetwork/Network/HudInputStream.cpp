@@ -44,7 +44,7 @@ HudInputStream HudInputStream::initWithNSData(std::span<const std::uint8_t> buff
 }
 
 void HudInputStream::initWithBytes(const std::uint8_t* bytes, std::uint64_t length) {
-  // A vector of its own first: `bytes` may lie in the one that it replaces.
+  // Copied before the old vector goes: `bytes` may lie in it.
   std::vector<std::uint8_t> copy;
   if (bytes != nullptr) copy.assign(bytes, bytes + length);
   internalBuffer_ = std::move(copy);
@@ -135,7 +135,7 @@ Unsigned HudInputStream::readBigEndian() {
   if (left() >= sizeof(Unsigned)) {
     Unsigned wire = 0;
     std::memcpy(&wire, next(), sizeof wire);
-    // The bytes above a narrower value are 0, which is no mark.
+    // The unused high bytes of a narrower value are 0, which is not a mark.
     if (!stuffing::hasMark(wire)) {
       offset_ += sizeof wire;
       return bytes16::bigEndian(wire);

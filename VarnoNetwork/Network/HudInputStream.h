@@ -14,15 +14,15 @@ namespace varno {
 // A bounds-checked reader of the wire bytes that HudOutputStream writes, forward only. Every read
 // but directRead undoes the stuffing: a byte after the mark 7D is XORed with 7D, whatever it is.
 //
-// A read past the end throws IndexOutOfBoundsException. What came before the missing byte stays
-// consumed (a lone mark at the end, too), and the stream stays usable, in the middle of a field.
-// Used by one thread at a time.
+// A read past the end throws IndexOutOfBoundsException. The bytes before the missing one stay
+// consumed (also a lone mark at the end), and the stream can still be used, in the middle of a
+// field. Used by one thread at a time.
 class VARNO_EXPORT HudInputStream {
  public:
-  // A stream over a copy of the bytes. Absent bytes (a null pointer) count as none.
+  // A stream over a copy of the bytes. A null pointer counts as no bytes.
   explicit HudInputStream(std::span<const std::uint8_t> bytes);
-  // This one is the factory initWithBytes: no static function can have the name and the parameters
-  // of the member below.
+  // This constructor is the factory initWithBytes: a static function cannot have the name and the
+  // parameters of the member function below.
   HudInputStream(const std::uint8_t* bytes, std::uint64_t length);
   static HudInputStream initWithNSData(std::span<const std::uint8_t> buffer);
 
@@ -38,15 +38,14 @@ class VARNO_EXPORT HudInputStream {
   // Starts this stream over, on a copy of the bytes.
   void initWithBytes(const std::uint8_t* bytes, std::uint64_t length);
 
-  // The number of bytes that the stream was made over. Reading does not lower it: it is the total,
-  // not what is left.
+  // The number of bytes that the stream was made over: the total, not what is left to read.
   std::int64_t available() const noexcept { return static_cast<std::int64_t>(available_); }
 
   // The index of the next byte to read, counted in wire bytes.
   std::uint64_t offset() const noexcept { return offset_; }
 
-  // Fills `buffer` with `length` bytes. Those before a failure are stored. A null buffer takes
-  // none.
+  // Fills `buffer` with `length` bytes. Those before a failure are stored. Does nothing if `buffer`
+  // is null.
   void read(std::uint8_t* buffer, std::uint64_t length);
 
   // The next byte as it is, with its stuffing.
@@ -66,13 +65,13 @@ class VARNO_EXPORT HudInputStream {
   double readDouble();
   bool readBoolean() { return readByte() != 0; }  // true for every byte but 0
 
-  // A string; absent where its bytes are not valid UTF-8. A count of 0 or below yields the empty
-  // string and leaves what follows unread: so texts of 32,768 bytes or more, whose count looks
-  // negative, read as empty. The display counts on it.
+  // A string; absent if its bytes are not valid UTF-8. A count of 0 or below yields the empty
+  // string and leaves what follows unread. So text of 32,768 to 65,535 bytes, whose count is read
+  // as negative, reads as empty; this is part of the protocol.
   HudString readUTF();
 
-  // The same, into a string that is there, whose memory is used again. After a failure it holds
-  // what it held.
+  // The same, into an existing string, whose memory is reused. A failure leaves the string
+  // unchanged.
   void readUTF(HudString& into);
 
  private:

@@ -13,7 +13,7 @@ namespace {
 // Constant-initialized, so that logging allocates nothing on first use.
 union SinkSlot {
   constexpr SinkSlot() noexcept : state() {}
-  // The state stays: a thread may still log while the program's static objects go.
+  // Never destroyed: a thread may still log while static objects are destroyed.
   ~SinkSlot() {}  // NOLINT(modernize-use-equals-default): a union's would be deleted
 
   struct {
@@ -32,7 +32,7 @@ void HudLog::setSink(Sink sink) {
     const std::lock_guard lock(sinkSlot.state.mutex);
     sinkSlot.state.sink.swap(replacement);
   }
-  // The old sink goes here, outside the lock: what it owns may log while it is destroyed.
+  // The old sink is destroyed here, outside the lock: what it owns may log in its destructor.
 }
 
 void HudLog::write(std::string_view line) noexcept {
@@ -44,13 +44,13 @@ void HudLog::write(std::string_view line) noexcept {
     }
     sink ? (*sink)(line) : writeToStandardError(line);
   } catch (...) {
-    // A log that fails must not fail what it tells about.
+    // A failing log must not make its caller fail.
   }
 }
 
 void HudLog::writeToStandardError(std::string_view line) {
   const std::string text = printableLine(line) + '\n';
-  // Where standard error itself fails there is nobody left to tell.
+  // If standard error itself fails, nobody is left to tell.
   static_cast<void>(std::fwrite(text.data(), 1, text.size(), stderr));
 }
 
@@ -63,7 +63,7 @@ std::string HudLog::printableLine(std::string_view line) {
     if (length == 0) {
       const auto byte = static_cast<std::uint8_t>(line[0]);
       printable += {'\\', 'x', kDigits[byte >> 4], kDigits[byte & 0x0F]};
-      length = 1;  // the character's other bytes are none by themselves, and follow alike
+      length = 1;  // no other byte of the character is one by itself
     } else {
       if (line[0] == '\\') printable += '\\';
       printable.append(line.substr(0, length));

@@ -52,7 +52,8 @@ void logSendFailure(std::string_view reason) noexcept {
 }  // namespace
 
 struct HudNetwork::State {
-  // The type's identifiers. Leaves the type out where it has no usable ones.
+  // The type's identifiers. If asking for them throws, records the type as left out and returns
+  // none.
   std::optional<PacketIdentifiers> probe(PacketType type);
 
   const PacketTable& types() const noexcept { return *table.load(std::memory_order_acquire); }
@@ -65,7 +66,7 @@ struct HudNetwork::State {
   NetworkTallies tallies;
   DropWatch drops;
   std::mutex tablesLock;
-  // Every table there was, since another thread may just be reading one that has been replaced.
+  // All tables, replaced ones too: another thread may still be reading one.
   std::vector<std::unique_ptr<const PacketTable>> tables;
 };
 
@@ -73,7 +74,7 @@ std::optional<PacketIdentifiers> HudNetwork::State::probe(PacketType type) {
   try {
     return type.identifiers();
   } catch (const std::bad_alloc&) {
-    throw;  // which says nothing about the type
+    throw;  // not a fault of the type
   } catch (const std::exception& exception) {
     drops.leaveOut(type, exception.what());
   } catch (...) {
@@ -90,7 +91,8 @@ void HudNetwork::State::setTypes(std::unique_ptr<const PacketTable> types) {
 
 HudNetwork::HudNetwork() : state_(std::make_unique<State>()) { extractHudPacketClass(); }
 
-// The destructor of a listener may come back in, so they go before anything else does.
+// A listener's destructor may call the network, so the listeners are released before any member is
+// destroyed.
 HudNetwork::~HudNetwork() { state_->registry.close(); }
 
 std::int32_t HudNetwork::getPacktId(std::uint8_t command, std::uint8_t parma1,
@@ -188,7 +190,7 @@ void HudNetwork::registerPacketHandleDelegate(std::shared_ptr<PacketHandleDelega
   registerPacketHandleDelegate(std::move(listener), &everyType);
 }
 
-// By value, as the other one, which gives its own share away.
+// By value like the other overload, which moves its pointer on.
 // NOLINTNEXTLINE(performance-unnecessary-value-param)
 void HudNetwork::registerPacketHandleDelegate(std::shared_ptr<PacketHandleDelegate> listener,
                                               const HudPacketFilter* filter) {
@@ -196,8 +198,8 @@ void HudNetwork::registerPacketHandleDelegate(std::shared_ptr<PacketHandleDelega
   state_->registry.add(listener, state_->types(), *filter);
 }
 
-// By value: the last owner of the listener goes after the lock was released.
-// NOLINTNEXTLINE(performance-unnecessary-value-param)
+// By value, so that a listener which only the network owned is destroyed after the lock was
+// released. NOLINTNEXTLINE(performance-unnecessary-value-param)
 void HudNetwork::unregisterPacketHandleDelegate(std::shared_ptr<PacketHandleDelegate> listener) {
   state_->registry.remove(listener, state_->types());
 }

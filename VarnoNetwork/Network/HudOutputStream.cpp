@@ -61,7 +61,7 @@ void HudOutputStream::writeText(std::string_view text) {
   const std::size_t start = heldBytes();
   const auto count = static_cast<std::uint16_t>(length);  // modulo 65,536
   writeBigEndian(count);
-  // Text that is cut is judged whole before: what is cut off could be what makes it invalid.
+  // Text that will be cut is checked whole: the part that is cut off may be what makes it invalid.
   const bool written = count == length ? appendText(bytes, length) : utf8::isValid(bytes, length);
   if (!written) {
     truncate(start);
@@ -79,7 +79,7 @@ void HudOutputStream::writeShortText(const std::uint8_t* bytes, std::size_t leng
   std::uint8_t* const text = staging_ + staged_ + sizeof count;
   if (!stuffing::hasEscapes(count) &&
       stuffing::copyPlain<stuffing::UnescapedAscii>(text, bytes, length)) {
-    // Fast path: nothing needs care.
+    // Fast path: text that is ASCII and needs no escapes is copied at once.
     const std::uint16_t wire = bytes16::bigEndian(count);
     std::memcpy(staging_ + staged_, &wire, sizeof wire);
     staged_ += sizeof wire + length;
@@ -95,7 +95,7 @@ void HudOutputStream::writeShortText(const std::uint8_t* bytes, std::size_t leng
 template <class Unsigned>
 void HudOutputStream::writeBigEndian(Unsigned value) {
   if (!fits(2 * sizeof value)) flush();
-  // The bytes above a narrower value are 0, which is not escaped.
+  // The unused high bytes of a narrower value are 0, which is not escaped.
   if (stuffing::hasEscapes(value)) {
     for (std::size_t left = sizeof value; left > 0; --left) {
       appendByte(static_cast<std::uint8_t>(value >> (8 * (left - 1))));
@@ -118,8 +118,8 @@ void HudOutputStream::append(const std::uint8_t* bytes, std::size_t length) {
   staged_ += length;
 }
 
-// Appends the bytes, stuffed; by stuffing::UnescapedAscii only those before what is not ASCII.
-// Returns how many it took.
+// Appends the bytes, stuffed. With stuffing::UnescapedAscii it stops before the first part that is
+// not ASCII. Returns how many bytes it took.
 template <class Rule>
 std::size_t HudOutputStream::stuffRun(const std::uint8_t* bytes, std::size_t length) {
   constexpr std::size_t kAppended = 2048;
@@ -133,8 +133,8 @@ std::size_t HudOutputStream::stuffRun(const std::uint8_t* bytes, std::size_t len
     if (at == length || fits(2 * stuffing::kBlock)) return at;
     flush();
     if (written > taken) continue;
-    // What follows is probably as plain. It is copied once to where it stays, while it is in the
-    // processor's first cache.
+    // What follows is probably plain, too. Copy it directly to its final place, in pieces that stay
+    // in the processor's first cache.
     for (std::size_t run = kAppended; run == kAppended; at += run) {
       run = stuffing::plainBlocks<Rule>(bytes + at, std::min(length - at, kAppended));
       append(bytes + at, run);
@@ -142,8 +142,8 @@ std::size_t HudOutputStream::stuffRun(const std::uint8_t* bytes, std::size_t len
   }
 }
 
-// Appends the text, stuffed, while it checks that it is valid UTF-8; says whether it is. Text that
-// is not has then been written in part.
+// Appends the text, stuffed, and returns whether it is valid UTF-8. Invalid text may have been
+// written in part.
 bool HudOutputStream::appendText(const std::uint8_t* bytes, std::size_t length) {
   const std::size_t ascii = stuffRun<stuffing::UnescapedAscii>(bytes, length);
   if (ascii == length) return true;
@@ -152,10 +152,10 @@ bool HudOutputStream::appendText(const std::uint8_t* bytes, std::size_t length) 
   return true;
 }
 
-// Makes room for `length` bytes where they will not stay in the staging area, with some to spare
+// Reserves memory for `length` bytes that will not fit into the staging area, with some to spare
 // for escapes and for what follows, so that a frame with one long text is allocated once.
 void HudOutputStream::expect(std::size_t length) {
-  // What is stuffed into the staging area needs more room there than it takes in the end.
+  // Stuffing into the staging area needs more room there than the result takes.
   constexpr std::size_t kSpare = 2 * stuffing::kBlock;
   if (length <= kStagingBytes - kSpare && fits(length + kSpare)) return;
   const std::size_t needed = heldBytes() + length + length / 8 + 64;

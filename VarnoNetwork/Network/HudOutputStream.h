@@ -14,11 +14,11 @@
 namespace varno {
 
 // A growable buffer of wire bytes (see Wire.h): everything that is written is stuffed, except by
-// directWrite. Serves one frame; there is no rewind. No operation fails but for std::bad_alloc,
-// which leaves a part of the field written. Used by one thread at a time.
+// directWrite. Serves one frame; there is no rewind. The only failure is std::bad_alloc, which
+// leaves a part of the field written. Used by one thread at a time.
 class VARNO_EXPORT HudOutputStream {
  public:
-  // Leaves the staging area as it comes: filling it would cost more than writing a short frame.
+  // Leaves the staging area uninitialized: filling it would cost more than writing a short frame.
   HudOutputStream() noexcept {}  // NOLINT(modernize-use-equals-default)
   HudOutputStream(const HudOutputStream&) = delete;
   HudOutputStream& operator=(const HudOutputStream&) = delete;
@@ -27,8 +27,8 @@ class VARNO_EXPORT HudOutputStream {
   // The number of bytes held: after stuffing, marks included.
   std::int64_t size() const noexcept { return static_cast<std::int64_t>(heldBytes()); }
 
-  // All bytes held. The first form copies and leaves the stream usable; the second takes the bytes
-  // out, without a copy where they are many, and leaves the stream empty.
+  // All bytes held. The first form copies and leaves the stream as it is; the second takes the
+  // bytes out, without copying long content, and leaves the stream empty.
   std::vector<std::uint8_t> toNSData() const&;
   std::vector<std::uint8_t> toNSData() && {
     if (!spilled_.empty()) return takeSpilled();
@@ -51,8 +51,8 @@ class VARNO_EXPORT HudOutputStream {
     staging_[staged_++] = byte;
   }
 
-  // Appends a frame's first mark and its three identifiers. Where these are constants, as a packet
-  // type's are, the compiler makes one word of them.
+  // Appends a frame's first mark and its three identifiers. If these are constants, the compiler
+  // stores them as one word.
   void writeHead(std::uint8_t command, std::uint8_t param1, std::uint8_t param2) {
     if (!fits(7)) flush();
     std::uint8_t* const head = staging_ + staged_;
@@ -82,24 +82,23 @@ class VARNO_EXPORT HudOutputStream {
   //
   // The count is the length modulo 65,536, and only that many bytes follow. HudInputStream reads a
   // count of 32,768 or more as negative and takes it for an empty string. Both are part of the
-  // protocol: the display expects them so.
+  // protocol.
   void writeUTF(std::optional<std::string_view> text) {
     writeText(text ? *text : std::string_view());
   }
   void writeUTF(std::nullptr_t) = delete;
 
  private:
-  // Short frames do not leave the staging area. In longer ones it collects the small pieces, so
-  // that the vector, which cannot be grown without writing its new bytes twice, grows by large
-  // ones.
+  // A short frame stays in the staging area. For a longer one it collects small pieces, so that the
+  // vector grows by large ones: growing a vector writes the new bytes twice.
   static constexpr std::size_t kStagingBytes = 1024;
   static constexpr std::size_t kStagingSlack = 16;  // for what is stored behind the last byte
 
   std::size_t heldBytes() const noexcept { return spilled_.size() + staged_; }
-  // Whether the staging area has room for so many bytes, at most kStagingBytes.
+  // Whether the staging area has room for `length` bytes. length: at most kStagingBytes.
   bool fits(std::size_t length) const noexcept { return staged_ <= kStagingBytes - length; }
 
-  // Appends one byte, stuffed, where the staging area has room for two.
+  // Appends one byte, stuffed. The staging area must have room for two.
   void appendByte(std::uint8_t byte) noexcept { staged_ += stuffByte(staging_ + staged_, byte); }
 
   void writeText(std::string_view text);

@@ -55,7 +55,7 @@ void HudPacket::hexDump(std::string_view label, std::span<const std::uint8_t> by
     }
     HudLog::write(formatText("%@ Dump end", label));
   } catch (...) {
-    // Only memory can run out here, and a dump must not fail what it shows.
+    // Only memory can run out here, and a failing dump must not make its caller fail.
   }
 }
 

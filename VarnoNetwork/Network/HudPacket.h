@@ -16,8 +16,9 @@
 
 namespace varno {
 
-// The base of every packet type. Its own five operations fail with "Not yet implemented", as those
-// of its family bases do for what they leave open. Packet types are written with TypedPacket.
+// The base of every packet type. The five operations of IHudPacket throw "Not yet implemented"
+// here, and in the family bases those that they do not override. Packet types are written with
+// TypedPacket.
 //
 // A packet belongs to whoever made it; it holds no network, stream or frame. It takes no lock: one
 // thread at a time may use it. A copy has the same values, but shares what the packet holds by
@@ -51,8 +52,7 @@ class VARNO_EXPORT HudPacket : public IHudPacket {
   virtual void visitFields(FieldVisitor& visitor) const;
   virtual void editFields(FieldEditor& editor);
 
-  // Appends the packet's frame to what the stream holds. What fails on the way leaves a part of the
-  // frame there.
+  // Appends the packet's frame to the stream. An exception leaves a part of the frame there.
   void serialize(HudOutputStream& stream) const { appendFrame(stream); }
 
   // Writes the bytes to the log, eight a line, between "<label> Dump start" and "<label> Dump end".
@@ -62,16 +62,16 @@ class VARNO_EXPORT HudPacket : public IHudPacket {
   static void hexDump(std::string_view label, const std::uint8_t* buffer,
                       std::uint64_t length) noexcept;
 
-  // The wire order of a type without payload. Types with fields hide it by their own.
+  // The wire order of a type without payload. Types with fields hide it with their own.
   template <class Self, class Visit>
   static void fields(Self&, Visit&) {}
 
  protected:
-  // What serialize does: by a virtual call for each operation here, without in typed packets.
+  // Does the work of serialize. Typed packets override it to spare the virtual calls.
   virtual void appendFrame(HudOutputStream& stream) const;
 
-  // This and the families cannot be copied by themselves, which would leave the fields behind. A
-  // class derived from a packet type can still lose its own so.
+  // Protected, here and in the family bases: copying only this part of a packet would lose its
+  // fields. Copying an object of a class derived from a packet type as that packet type still does.
   HudPacket(const HudPacket&) = default;
   HudPacket& operator=(const HudPacket&) = default;
 
@@ -83,9 +83,9 @@ class VARNO_EXPORT HudPacket : public IHudPacket {
   }
 };
 
-// The packet as text that may be written to a log others see: the description, or, where the packet
-// has fields named by visit.secret, what the default description would show, with *** in their
-// place. Passed through HudLog::printableLine.
+// The packet as text for a log that others see: the description; or, if the packet has fields named
+// by visit.secret, what the default description would show, with *** in place of their values.
+// Passed through HudLog::printableLine.
 VARNO_EXPORT std::string loggable(const HudPacket& packet);
 
 // The packet's whole frame. Throws what the packet's own writing operations throw.

@@ -18,14 +18,13 @@ class HudPacketFilter {
   void setAcceptablePacketSet(PacketTypeSet types) { acceptablePacketSet_ = std::move(types); }
 
   // Adds the type, if it is one. A family base can be added but matches nothing: it does not stand
-  // for its subtypes. Always false, which says nothing about success: callers have come to expect
-  // it.
+  // for its subtypes. Always returns false, on purpose: the result says nothing about success.
   bool addFilter(std::optional<PacketType> type) {
     if (type) acceptablePacketSet_.insert(*type);
     return false;
   }
 
-  // The same for a class, whatever it is: one that is no packet type changes nothing.
+  // The same for a class. One that is no packet type changes nothing.
   template <class Type>
   bool addFilter() {
     if constexpr (PacketClass<Type>) return addFilter(PacketType::of<Type>());

@@ -13,7 +13,7 @@
 namespace varno {
 namespace {
 
-constinit std::atomic<std::int32_t> slowWaitMilliseconds = 5000;  // 0: none is told of
+constinit std::atomic<std::int32_t> slowWaitMilliseconds = 5000;  // 0: never logged
 
 void logSlowWait(std::int64_t milliseconds, bool isRunning,
                  const std::function<std::string()>& describe) noexcept {
@@ -22,7 +22,7 @@ void logSlowWait(std::int64_t milliseconds, bool isRunning,
     try {
       if (describe) task = describe();
     } catch (...) {
-      // The line is worth having without it.
+      // The line is useful without the description.
     }
     HudLog::write(formatText("waiting for the main thread : %lld ms, %@ (%@)", milliseconds, task,
                              isRunning ? "running" : "not begun"));
@@ -31,7 +31,8 @@ void logSlowWait(std::int64_t milliseconds, bool isRunning,
   }
 }
 
-// Owned by every copy of a posted task: when the last of them goes, nobody can run it any more.
+// Owned by all copies of a posted task: when the last copy is destroyed, nobody can run the task
+// any more.
 struct Claim {
   explicit Claim(std::shared_ptr<WaitTicket> claimed) : ticket(std::move(claimed)) {}
   ~Claim() { ticket->refuse(); }
@@ -57,7 +58,7 @@ void MainThread::runAndWait(const Task& task, const std::function<std::string()>
   try {
     post([claim = std::make_shared<const Claim>(ticket)] { claim->ticket->run(); });
   } catch (...) {
-    // Where the loop has begun the task all the same, its end has to be awaited.
+    // If the loop has begun the task nevertheless, wait for its end.
     if (ticket->refuse()) throw;
   }
   const CancelableWait wait(*ticket);
@@ -78,7 +79,7 @@ void MainThread::setSlowWaitLimit(std::chrono::milliseconds limit) noexcept {
 }
 
 void MainThread::setInstance(std::shared_ptr<MainThread> mainThread) {
-  // Never destroyed: a receiving thread may still deliver while the program's static objects go.
+  // Never destroyed: a receiving thread may still deliver while static objects are destroyed.
   struct Kept {
     std::mutex mutex;
     std::vector<std::shared_ptr<MainThread>> instances;

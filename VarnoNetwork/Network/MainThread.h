@@ -27,8 +27,9 @@ class VARNO_EXPORT MainThread {
   // Whether the calling thread is the main thread. Asked for every packet, so it should be quick.
   virtual bool isCurrent() const = 0;
 
-  // Has the task run on the main thread, later. Called on any thread. A loop that will not run a
-  // task destroys it, at once or when the loop ends: that is how those who wait for it learn of it.
+  // Queues the task to run on the main thread later. Called on any thread. A loop that will never
+  // run a task must destroy it, at once or when the loop ends: otherwise whoever waits for the task
+  // waits for ever.
   virtual void post(Task task) = 0;
 
   // Runs the task on the main thread and returns when it has run; on the main thread itself it is
@@ -40,8 +41,9 @@ class VARNO_EXPORT MainThread {
   // and what post() throws. After any of these the task will not run.
   void runAndWait(const Task& task, const std::function<std::string()>& describe = {});
 
-  // How long a wait may take before one line in the log tells of it: five seconds at first. Zero or
-  // less switches it off. Holds for the waits of every thread that begin later.
+  // Sets how long a wait for the main thread may take before one line in the log tells of it; five
+  // seconds by default. Zero or less switches the line off. Applies to waits that begin later, on
+  // every thread.
   static void setSlowWaitLimit(std::chrono::milliseconds limit) noexcept;
 
   // The process's instance. The reference stays valid until the process ends.
@@ -51,8 +53,8 @@ class VARNO_EXPORT MainThread {
   }
 
   // Replaces the instance for the calls that begin later; null restores the standard queue. The
-  // instance is kept until the process ends, since another thread may just have taken it. So a
-  // plug-in whose class it is stays loaded.
+  // instance is kept until the process ends, since another thread may still be using it. So a
+  // plug-in that defines its class must stay loaded.
   static void setInstance(std::shared_ptr<MainThread> mainThread);
 
  protected:
@@ -66,27 +68,28 @@ class VARNO_EXPORT MainThread {
   static std::atomic<MainThread*> current_;  // null: the standard queue
 };
 
-// A main thread as a queue of tasks that it runs when it is told to: with run() as its loop, or
-// with runPending() from a loop of another kind.
+// A main thread with a queue of tasks, which it runs by run() as its loop, or by runPending() from
+// an event loop of another kind.
 //
 // Tasks run one by one in the order in which they were posted. A task may post others, wait for
 // others (they are then called directly), call runPending() and quit the queue. What a posted task
-// throws leaves run() or runPending(): the task counts as run, those behind it stay, and the call
-// may be made again. (What a task of runAndWait throws goes to the thread that waits.)
+// throws leaves run() or runPending(): the task counts as run, those behind it stay queued, and the
+// function may be called again. (What a task of runAndWait throws goes to the thread that waits.)
 class VARNO_EXPORT MainThreadQueue : public MainThread {
  public:
   // The queue of the thread that constructs it.
   MainThreadQueue() noexcept;
 
-  // Ends as quit() does. No thread may come later; those that wait may still be leaving.
+  // Closes the queue as quit() does. No thread may use the queue afterwards; threads whose waits
+  // end by this may still be returning from them.
   ~MainThreadQueue() override;
 
   // The queue that serves as MainThread::instance() from the start. It belongs to the thread that
   // started the program (more exactly: that loaded this library).
   static MainThreadQueue& standard() noexcept;
 
-  // Declares the calling thread the main thread. Before the first frame is handled. When that
-  // thread ends, no thread is the main thread until another one calls this.
+  // Makes the calling thread the main thread. To be called before the first frame is handled. When
+  // that thread ends, no thread is the main thread until another one calls this.
   void bindToCurrentThread() noexcept;
 
   bool isCurrent() const override;
@@ -94,30 +97,30 @@ class VARNO_EXPORT MainThreadQueue : public MainThread {
   // Destroys the task at once when the queue has been closed. An empty task is ignored.
   void post(Task task) override;
 
-  // On the main thread: runs tasks as they come until quit() is called.
-  // Elsewhere: throws InternalInconsistencyException.
+  // On the main thread: runs tasks as they come until quit() is called. On other threads: throws
+  // InternalInconsistencyException.
   void run();
 
-  // On the main thread: runs the tasks that wait at the moment and returns their number. Those that
-  // come meanwhile are left for the next call, so that other things have their turn.
-  // Elsewhere: throws InternalInconsistencyException.
+  // On the main thread: runs the tasks that are queued at the moment and returns their number.
+  // Those that come meanwhile are left for the next call, so that the other event loop gets its
+  // turn. On other threads: throws InternalInconsistencyException.
   std::size_t runPending();
 
-  // On any thread: closes the queue for good. run() returns when the task that is running has; the
-  // tasks that wait are destroyed here, so that whoever waits for one, or comes later, gets
-  // MainThreadClosedException. So a program that shuts down calls this first and joins its
-  // receiving threads after it. The wake-up is not called.
+  // On any thread: closes the queue for good. run() returns when the running task has ended. The
+  // queued tasks are destroyed here, so whoever waits for one, now or later, gets
+  // MainThreadClosedException. A program that shuts down therefore calls this first and joins its
+  // receiving threads afterwards. The wake-up is not called.
   void quit();
 
-  // Sets what is called to have another event loop call runPending(). The rule: after each call of
-  // the wake-up, call runPending() once, later, on the main thread (a wake-up that sets a flag or
-  // writes to a descriptor does; reset it before runPending()). Then no task is left waiting. It is
-  // called
+  // Sets the wake-up: the function that tells another event loop to call runPending(). After each
+  // wake-up, call runPending() once, later, on the main thread; then no task is left waiting. A
+  // wake-up may set a flag or write to a descriptor, which is reset before runPending() is called.
+  // It is called
   //   by post(), when it finds the queue empty, on the thread that posts;
   //   by runPending(), when it leaves with tasks that wait: they came meanwhile, or one threw;
   //   by this function, when tasks wait already,
-  // with no lock held, and now and then without need: runPending() then returns 0. What it throws
-  // is dropped. The one before may still be running on another thread when this returns.
+  // with no lock held, and sometimes without need: runPending() then returns 0. What it throws is
+  // ignored. The previous wake-up may still be running on another thread when this returns.
   void setWakeUp(std::function<void()> wakeUp);
 
  private:

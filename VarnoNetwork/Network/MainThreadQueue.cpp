@@ -7,8 +7,8 @@
 namespace varno {
 namespace {
 
-// The serial of a thread that has been a main thread, 0 for others. Unlike a thread's id it is not
-// given again.
+// The serial number of a thread that has been a main thread; 0 for others. Unlike a thread id it is
+// never reused.
 constinit thread_local std::size_t serialOfThisThread = 0;
 constinit std::atomic<std::size_t> lastSerial = 0;
 
@@ -31,8 +31,8 @@ MainThreadQueue::MainThreadQueue() noexcept { bindToCurrentThread(); }
 MainThreadQueue::~MainThreadQueue() { quit(); }
 
 MainThreadQueue& MainThreadQueue::standard() noexcept {
-  // Takes no memory, and is never destroyed: a receiving thread may still deliver while the
-  // program's static objects go.
+  // Needs no memory from the heap, and is never destroyed: a receiving thread may still deliver
+  // while static objects are destroyed.
   alignas(MainThreadQueue) static std::byte storage[sizeof(MainThreadQueue)];
   static MainThreadQueue& queue = *new (storage) MainThreadQueue;
   return queue;
@@ -45,17 +45,18 @@ void MainThreadQueue::bindToCurrentThread() noexcept {
 }
 
 bool MainThreadQueue::isCurrent() const {
-  // The id first: where a library is loaded late, a thread's first use of a thread_local allocates,
-  // and ends the process when it cannot. So only the main thread gets that far. Relaxed, since only
-  // a thread itself can find what it has stored.
+  // The id is compared first: in a library that is loaded late, a thread's first use of a
+  // thread_local allocates, and ends the process if that fails. Only the main thread gets to the
+  // second comparison. Relaxed order is enough: only the thread that stored these values can find
+  // them equal.
   return thread_.load(std::memory_order_relaxed) == std::this_thread::get_id() &&
          serial_.load(std::memory_order_relaxed) == serialOfThisThread;
 }
 
 void MainThreadQueue::post(Task task) {
   if (!task) return;
-  // Allocated before the lock is taken, and destroyed after it was released where it is refused:
-  // what the task holds may use the queue.
+  // Allocated before the lock is taken. If the task is refused, it is destroyed after the lock was
+  // released: what the task holds may use the queue.
   std::list<Task> posted;
   posted.push_back(std::move(task));
   std::shared_ptr<const std::function<void()>> wakeUp;
@@ -64,7 +65,7 @@ void MainThreadQueue::post(Task task) {
     if (isClosed_) return;
     if (queue_.empty()) {
       wakeUp = wakeUp_;
-      changed_.notify_all();  // with the lock held, since the queue may be destroyed after it
+      changed_.notify_all();  // with the lock held: the queue may be destroyed after it
     }
     queue_.splice(queue_.end(), posted);
   }
@@ -118,7 +119,7 @@ void MainThreadQueue::requireMainThread() const {
   }
 }
 
-// Runs the task at the front, unlocked; false where there is none.
+// Runs the task at the front with the lock released; false if there is none.
 bool MainThreadQueue::runNext(std::unique_lock<std::mutex> lock) {
   if (queue_.empty()) return false;
   std::list<Task> next;

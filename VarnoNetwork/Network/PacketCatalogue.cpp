@@ -8,8 +8,8 @@
 namespace varno {
 namespace {
 
-// The packet types of the library, by packet id. The family bases are packet types too, but a
-// network would leave them out again: they have no identifiers.
+// The packet types of the library, by packet id. The family bases are missing: they have no
+// identifiers, so a network would leave them out.
 std::vector<PacketType> libraryTypes() {
   return {
       PacketType::of<InCommingCallNotificationPacket>(),
@@ -69,13 +69,13 @@ struct Registrations {
   std::vector<PacketType> types;  // a type that is registered twice stands here twice
 };
 
-// Never destroyed: registrations with static storage may end after every other static object.
+// Never destroyed: static registrations may be destroyed after every other static object.
 Registrations& registrations() {
   static Registrations& registrations = *new Registrations;
   return registrations;
 }
 
-// Whether the two are one class, where equal types may be two.
+// Whether the two are one class. Equal types may be two classes: see PacketType::isIdenticalTo.
 bool isOneClass(PacketType left, PacketType right) {
   if (left.isIdenticalTo(right)) return true;
   if (!(left == right) || left.name() != right.name()) return false;

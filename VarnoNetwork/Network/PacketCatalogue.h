@@ -28,8 +28,8 @@ class VARNO_EXPORT PacketCatalogue {
 //
 //   const varno::PacketRegistration<TirePressureEventPacket> kTirePressure;
 //
-// A network that was constructed meanwhile keeps the type for its own life, so a plug-in must stay
-// loaded for as long as a network knows a packet type of it.
+// A network that was constructed meanwhile keeps the type for its own lifetime, so a plug-in must
+// stay loaded as long as a network knows one of its packet types.
 template <PacketClass Packet>
 class PacketRegistration {
  public:

@@ -32,8 +32,8 @@ struct VARNO_EXPORT PacketDrop {
   // The field at which reading failed, as "soundDevice.name"; empty where that is not known.
   std::string field = {};
 
-  // Where the payload ends (kPayloadEnds): the index, in the frame's wire bytes and from 0 at STX,
-  // of the byte that stands where one of the field was expected.
+  // Where the payload ends (kPayloadEnds): the index in the frame, STX being 0, of the byte found
+  // where another byte of the field was expected.
   std::uint64_t position = 0;
 
   // What the type's construction threw (kTypeLeftOut), in its own words.
@@ -42,8 +42,8 @@ struct VARNO_EXPORT PacketDrop {
   // The frame, marks included; valid while the observer runs. Empty where a type was left out.
   std::span<const std::uint8_t> frame = {};
 
-  // All of it in a line, as "SystemTimeCommandPacket: the payload ends inside timeInMillis at byte
-  // 5". The cause in it is the application's own text.
+  // One line that tells all of it, such as "SystemTimeCommandPacket: the payload ends inside
+  // timeInMillis at byte 5". The cause in it is the application's own text.
   std::string description() const;
 };
 

@@ -52,8 +52,8 @@ struct PacketRouter::State {
     std::list<std::shared_ptr<Entry>> ended;
   };
 
-  // Takes the ended entries out of the list. They go when the result does: after the mutex was
-  // released, since what their handlers hold may use the router as it is destroyed.
+  // Takes the ended entries out of the list. The caller destroys them after the mutex was released:
+  // what their handlers hold may use the router in its destructor.
   std::list<std::shared_ptr<Entry>> takeEnded() noexcept {
     std::list<std::shared_ptr<Entry>> ended;
     if (walks > 0) return ended;

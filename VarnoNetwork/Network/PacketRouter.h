@@ -17,7 +17,7 @@ namespace varno {
 //   auto subscription = router->on<varno::WifiStationStatusEventPacket>(
 //       [](const varno::WifiStationStatusEventPacket& status) { ... });
 //
-// The router is registered once, for all types, and stays; what comes and goes are subscriptions.
+// The router is registered once, for all types, and stays registered; subscriptions come and go.
 //
 // Handlers run on the main thread, in the order of their subscriptions, with no lock of the router
 // held. (The network holds its listener lock meanwhile, as for every listener.) Inside a handler
@@ -40,10 +40,10 @@ class VARNO_EXPORT PacketRouter : public PacketHandleDelegate {
     Subscription& operator=(Subscription&& other) noexcept;
     ~Subscription() { end(); }
 
-    // From here on the handler is chosen for no packet. A call for which it was chosen before goes
-    // on: the handler's own, when it ends itself, or the main thread's, when another thread ends
-    // it, which then may be still about to begin. What the handler holds is released when no call
-    // of it is left.
+    // From now on no packet selects the handler. A call for which it was already selected goes on:
+    // its own call, when a handler ends its subscription; or, when this is called on another
+    // thread, a call on the main thread, which may even begin after this has returned. What the
+    // handler holds is released after its last call.
     void end() noexcept;
 
    private:

@@ -49,13 +49,13 @@ class PacketType {
   // those of the family bases fail.
   PacketIdentifiers identifiers() const { return traits_->identifiers(); }
 
-  // Whether both were made by the same `of`. Types that are equal need not be: each shared library
-  // may have an `of` of its own, and some compilers take classes of one name in the anonymous
-  // namespaces of two files for one type.
+  // Whether both were made by the same `of`. Equal types need not be identical: each shared library
+  // may have an `of` of its own, and some compilers treat classes of one name in the anonymous
+  // namespaces of two files as one type.
   bool isIdenticalTo(PacketType other) const noexcept { return traits_ == other.traits_; }
 
   friend bool operator==(PacketType left, PacketType right) noexcept {
-    // Addresses first: the comparison of type_info may be one of texts.
+    // Addresses first: comparing type_info may mean comparing texts.
     return left.traits_->type == right.traits_->type || *left.traits_->type == *right.traits_->type;
   }
   // An order for maps and sets, the same for one run of the program.

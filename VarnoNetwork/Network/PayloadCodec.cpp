@@ -19,9 +19,9 @@ void merge(StringSet& set, std::vector<std::string>& strings) {
 
 }  // namespace
 
-// Strings that come sorted join the set at its end. The others are collected until they are as many
-// as the set has: each by itself would be searched for all over the memory, which takes six times
-// as long where they are millions.
+// Strings that arrive sorted are appended at the end of the set. The others are collected until
+// there are as many as the set has, then merged in one walk. Inserting them one by one would jump
+// all over the memory, which takes several times as long for millions of strings.
 void PayloadReader::readSet(StringSet& set) {
   constexpr std::size_t kFewest = 64;
   set.clear();
@@ -38,7 +38,7 @@ void PayloadReader::readSet(StringSet& set) {
       }
     }
   } catch (const HudException&) {
-    merge(set, unsorted);  // what was read stays
+    merge(set, unsorted);  // what was read is kept
     throw;
   }
   merge(set, unsorted);

@@ -107,11 +107,12 @@ class PayloadWriter {
   HudOutputStream& stream_;
 };
 
-// Stores each value as soon as it is read, so that what a failing read leaves is what came before.
-// Takes no memory for what a count announces, only for what has arrived.
+// Stores each value as soon as it is read: when a read fails, the fields before it keep their new
+// values. Allocates memory for what has arrived, not for what a count announces.
 class PayloadReader {
  public:
-  // Records in records, which a record that may hold itself takes from the frame.
+  // The deepest nesting of records. A record type that can hold itself nests as deep as the frame
+  // says.
   static constexpr int kMostNesting = 64;
 
   explicit PayloadReader(HudInputStream& stream) : stream_(stream) {}
@@ -154,13 +155,13 @@ class PayloadReader {
     Record::fields(value, *this);
     --nesting_;
   }
-  // Filled in place, since the application may hold it too; an absent one is made first.
+  // Filled in place, since the application may hold it too; a null one is created first.
   template <FieldPointee Pointee>
   void operator()(const char* name, std::shared_ptr<Pointee>& value) {
     if (!value) value = std::make_shared<Pointee>();
     (*this)(name, *value);
   }
-  // Emptied first. Elements join the list when they are whole.
+  // Emptied first. An element is appended once it was read completely.
   template <FieldType Element>
   void operator()(const char* name, std::vector<Element>& value) {
     value.clear();
@@ -189,7 +190,7 @@ class PayloadReader {
   [[noreturn]] static void throwNestedTooDeep() {
     throw InvalidArgumentException("Records are nested too deep");
   }
-  // Only the count, which may be anything, would end such a list.
+  // Such a list would end only with its count, which may be two billion.
   [[noreturn]] static void throwElementWithoutBytes() {
     throw InvalidArgumentException("An element of a list has no bytes");
   }
@@ -285,7 +286,8 @@ class FieldPresenter {
     }
     visitor_.endList();
   }
-  // A new element joins the list once it was visited: what a visit throws leaves none half filled.
+  // A new element is appended after it was visited, so a visit that throws leaves no half-filled
+  // one.
   template <class Element>
   void presentHolder(const FieldInfo& field, std::vector<Element>& list) {
     std::size_t size = list.size();

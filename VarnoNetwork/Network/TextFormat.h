@@ -14,8 +14,8 @@
 
 namespace varno {
 
-// Formats text from a pattern with printf-like placeholders, checked against the arguments when the
-// call is compiled, and printed alike under every locale:
+// Formats text from a pattern with printf-like placeholders. The pattern is checked against the
+// arguments at compile time; the locale has no influence:
 //
 //   %@        text: a string, or "(null)" for an absent one
 //   %d        a boolean as 1 or 0, or an integer of up to 32 bits, in decimal
@@ -55,7 +55,7 @@ class FormatArgument {
 namespace format {
 
 // One placeholder of a pattern: where it begins, how long it is, what it stands for ('@', 'd', 'l'
-// for %lld, 'u' for %lu, 'X', 'f', 'c', or 0 for what is none), and its least number of digits.
+// for %lld, 'u' for %lu, 'X', 'f', 'c', or 0 if it is none), and its least number of digits.
 struct Placeholder {
   std::size_t begin = std::string_view::npos;
   std::size_t length = 0;

@@ -9,7 +9,7 @@
 
 namespace varno {
 
-// Gives `Derived` its identifiers and its type name, which it tells in `kTypeName`.
+// Gives `Derived` its identifiers and its type name, `Derived::kTypeName`.
 template <class Derived, class Base, std::uint8_t kParam1, std::uint8_t kParam2>
 class IdentifiedPacket : public Base {
  public:
@@ -21,9 +21,9 @@ class IdentifiedPacket : public Base {
   }
 
  protected:
-  // The same frame as the base's, with its identifiers known and no virtual call. A class derived
-  // from Derived may override what is called here, so it is left to the base; as is an identifier
-  // that fails, which has to leave behind it what comes before it in the frame.
+  // Writes the same frame as the base, with constant identifiers and without virtual calls. A class
+  // derived from Derived may override what is called here, so for it the base writes the frame. So
+  // does the base when an identifier throws: what precedes it has to be in the stream then.
   void appendFrame(HudOutputStream& stream) const override {
     if (typeid(*this) != typeid(Derived)) return Base::appendFrame(stream);
     const auto& packet = static_cast<const Derived&>(*this);
@@ -59,9 +59,9 @@ class FieldPacket : public Base {
     Derived::fields(derived(), visit);
   }
 
-  // False where the payload ends before its last field, or holds what a field cannot take. Fields
-  // before the failure keep what was read, the others what they held. What follows the last field
-  // is ignored. Throws nothing but std::bad_alloc.
+  // Returns false when the payload ends before its last field, or holds what a field cannot take.
+  // Fields before the failure keep the values that were read, the others are unchanged. What
+  // follows the last field is ignored. Throws only std::bad_alloc.
   bool parsePayload(HudInputStream& stream) override {
     try {
       PayloadReader visit(stream);

@@ -7,8 +7,8 @@
 
 namespace varno {
 
-// Lets the owner of a thread call off what that thread waits for, without closing the main thread
-// for others. The thread says so with a Scope:
+// Cancels what one thread waits for, without closing the main thread for others. The waiting thread
+// allows it with a Scope:
 //
 //   void Link::receive() {
 //     const varno::WaitCancellation::Scope scope(cancellation_);
@@ -25,16 +25,16 @@ class VARNO_EXPORT WaitCancellation {
   WaitCancellation(const WaitCancellation&) = delete;
   WaitCancellation& operator=(const WaitCancellation&) = delete;
 
-  // For good: the waits for the main thread inside a Scope, now and later, end with
-  // WaitCanceledException, and what they wait for is not run. A wait whose task is running already
-  // goes on until the task has returned. On any thread; waits for nothing.
+  // Permanent: all waits for the main thread inside a Scope, present and later ones, end with
+  // WaitCanceledException, and their tasks do not run. A wait whose task is already running ends
+  // when the task has returned. May be called on any thread; does not wait itself.
   void cancel() noexcept;
 
   bool isCanceled() const noexcept;
 
-  // While it lives, the calling thread's waits can be canceled. Several threads may share a
-  // cancellation, and a thread may have several: each cancels its waits. It may outlive the
-  // WaitCancellation; it is destroyed on the thread that made it.
+  // While it lives, the waits of the thread that made it can be canceled. Several threads may share
+  // a cancellation, and a thread may have several; each of them cancels its waits. A Scope may
+  // outlive the WaitCancellation. It must be destroyed on the thread that made it.
   class VARNO_EXPORT Scope {
    public:
     explicit Scope(const WaitCancellation& cancellation);

@@ -8,7 +8,7 @@
 // The frame
 //
 //   STX      02, not stuffed
-//   command  1 byte, stuffed; 02 and 03 are so themselves, so that a command's frame begins
+//   command  1 byte, stuffed. The values 02 and 03 are stuffed too: a command's frame begins
 //            02 7D 7F, an event's 02 7D 7E and a notification's 02 01
 //   param1   1 byte, stuffed
 //   param2   1 byte, stuffed

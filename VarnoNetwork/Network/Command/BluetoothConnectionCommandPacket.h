@@ -15,7 +15,7 @@ class VARNO_EXPORT BluetoothConnectionCommandPacket
   static constexpr std::string_view kTypeName = "BluetoothConnectionCommandPacket";
   static constexpr std::string_view kFieldSeparator = ", ";
 
-  // The device's Bluetooth address, as text in whatever form the display takes.
+  // The device's Bluetooth address, as text that the library does not check.
   const HudString& address() const { return address_; }
   void setAddress(HudString address) { address_ = std::move(address); }
 

@@ -14,7 +14,7 @@ class VARNO_EXPORT BluetoothPairingCommandPacket
  public:
   static constexpr std::string_view kTypeName = "BluetoothPairingCommandPacket";
 
-  // A code of the display's, as in BluetoothPairingEventPacket.
+  // A code that the display defines, as in BluetoothPairingEventPacket.
   std::int32_t pairingType() const { return pairingType_; }
   void setPairingType(std::int32_t pairingType) { pairingType_ = pairingType; }
 

@@ -34,7 +34,7 @@ DisplayNotificationSettingCommandPacket::getDefaultPackageMap() {
   const auto item = [](std::uint32_t word, const char* packageName) {
     return NotificationItem::initWithColor(color(word), packageName);
   };
-  // Never destroyed: objects with static storage may still use it when they end.
+  // Never destroyed: destructors of static objects may still use it.
   static const PackageMap& map = *new PackageMap{
       {1, item(kWhite, DEFAULT_CALL_PACKAGE_NAME)},
       {2, item(kWhite, DEFAULT_SMS_PACKAGE_NAME)},
@@ -76,7 +76,7 @@ std::string DisplayNotificationSettingCommandPacket::description() const {
   for (auto name = names.begin(); name != names.end() && shown < kDescribedNames; ++name) {
     if (shown > 0) list += ", ";
     list += *name;
-    // The dots follow the fifth name even where it is the last: they are meant so.
+    // On purpose the dots follow the fifth name even when it is the last.
     if (++shown == kDescribedNames) list += "...";
   }
   return describe(

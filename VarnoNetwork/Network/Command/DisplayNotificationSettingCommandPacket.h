@@ -29,17 +29,17 @@ class VARNO_EXPORT DisplayNotificationSettingCommandPacket
   bool enable() const { return enable_; }
   void setEnable(bool enable) { enable_ = enable; }
 
-  // A color word of the display's; 0xFFFFFFFF, that is -1, at first.
+  // A color value that the display defines; 0xFFFFFFFF (-1) by default.
   std::int32_t textColor() const { return textColor_; }
   void setTextColor(std::int32_t textColor) { textColor_ = textColor; }
 
-  // An icon of the display's, for example a key of the default table.
+  // An icon id that the display defines, for example a key of the default table.
   std::int32_t icon() const { return icon_; }
   void setIcon(std::int32_t icon) { icon_ = icon; }
 
-  // The apps. The set is shared with whoever set it or asks for it, and with copies of the packet:
-  // all see what is added, removed or parsed. May be null, which counts as empty; adding a name or
-  // parsing then makes one.
+  // The package names of the apps. The set is shared with the callers of the setter and the getter,
+  // and with copies of the packet: all see what is added, removed or parsed. May be null, which
+  // counts as empty; adding a name or parsing then creates a set.
   const std::shared_ptr<PackageNameSet>& packageNameSet() const { return packageNameSet_; }
   void setPackageNameSet(std::shared_ptr<PackageNameSet> packageNameSet) {
     packageNameSet_ = std::move(packageNameSet);
@@ -55,7 +55,7 @@ class VARNO_EXPORT DisplayNotificationSettingCommandPacket
   static const PackageMap& getDefaultPackageMap();
 
   // A packet for one row of the default table; none for an icon that has no row. The packet is not
-  // enabled: that is left to the caller.
+  // enabled; the caller does that.
   static std::optional<DisplayNotificationSettingCommandPacket> getDefaultSettingPacketWith(
       std::int32_t icon);
 

@@ -11,7 +11,7 @@ class VARNO_EXPORT DisplaySpeedColorCommandPacket
  public:
   static constexpr std::string_view kTypeName = "DisplaySpeedColorCommandPacket";
 
-  // A color word of the display's; 0xFFFFFFFF, that is -1, at first.
+  // A color value that the display defines; 0xFFFFFFFF (-1) by default.
   std::int32_t textColor() const { return textColor_; }
   void setTextColor(std::int32_t textColor) { textColor_ = textColor; }
 

@@ -15,7 +15,7 @@ class VARNO_EXPORT DisplaySpeedUnitsCommandPacket
   std::int32_t speedUnitType() const { return speedUnitType_; }
   void setSpeedUnitType(std::int32_t speedUnitType) { speedUnitType_ = speedUnitType; }
 
-  // The spelling "mp/h" is meant.
+  // "mp/h" is spelled so on purpose.
   std::string description() const override {
     return describe("%@[speedUnitType : %@]", speedUnitType_ == 0 ? "km/h" : "mp/h");
   }

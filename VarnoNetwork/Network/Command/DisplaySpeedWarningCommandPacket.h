@@ -11,7 +11,7 @@ class VARNO_EXPORT DisplaySpeedWarningCommandPacket
  public:
   static constexpr std::string_view kTypeName = "DisplaySpeedWarningCommandPacket";
 
-  // In the display's unit.
+  // In a unit that the display defines.
   std::int32_t speed() const { return speed_; }
   void setSpeed(std::int32_t speed) { speed_ = speed; }
 

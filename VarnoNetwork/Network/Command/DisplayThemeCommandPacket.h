@@ -11,7 +11,7 @@ class VARNO_EXPORT DisplayThemeCommandPacket
  public:
   static constexpr std::string_view kTypeName = "DisplayThemeCommandPacket";
 
-  // A code of the display's.
+  // A code that the display defines.
   std::int32_t theme() const { return theme_; }
   void setTheme(std::int32_t theme) { theme_ = theme; }
 

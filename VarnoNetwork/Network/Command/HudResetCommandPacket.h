@@ -11,7 +11,7 @@ class VARNO_EXPORT HudResetCommandPacket
  public:
   static constexpr std::string_view kTypeName = "HudResetCommandPacket";
 
-  // How to reset, as a code of the display's.
+  // How to reset: a code that the display defines.
   std::int32_t resetType() const { return resetType_; }
   void setResetType(std::int32_t resetType) { resetType_ = resetType; }
 

@@ -11,7 +11,7 @@ class VARNO_EXPORT KeyStoneCommandPacket
  public:
   static constexpr std::string_view kTypeName = "KeyStoneCommandPacket";
 
-  // On the display's scale.
+  // On a scale that the display defines.
   float keyStone() const { return keyStone_; }
   void setKeyStone(float keyStone) { keyStone_ = keyStone; }
 

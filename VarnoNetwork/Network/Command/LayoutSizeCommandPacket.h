@@ -11,7 +11,7 @@ class VARNO_EXPORT LayoutSizeCommandPacket
  public:
   static constexpr std::string_view kTypeName = "LayoutSizeCommandPacket";
 
-  // On the display's scale.
+  // On a scale that the display defines.
   float layoutSize() const { return layoutSize_; }
   void setLayoutSize(float layoutSize) { layoutSize_ = layoutSize; }
 

@@ -12,7 +12,7 @@ class VARNO_EXPORT MinBrightnessCommandPacket
   static constexpr std::string_view kTypeName = "MinBrightnessCommandPacket";
   static constexpr std::string_view kFieldSeparator = ", ";
 
-  // On the display's scale.
+  // On a scale that the display defines.
   std::int32_t brightness() const { return brightness_; }
   void setBrightness(std::int32_t brightness) { brightness_ = brightness; }
 

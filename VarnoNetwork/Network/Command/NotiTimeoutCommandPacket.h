@@ -11,7 +11,7 @@ class VARNO_EXPORT NotiTimeoutCommandPacket
  public:
   static constexpr std::string_view kTypeName = "NotiTimeoutCommandPacket";
 
-  // In the display's unit.
+  // In a unit that the display defines.
   std::int32_t timeout() const { return timeout_; }
   void setTimeout(std::int32_t timeout) { timeout_ = timeout; }
 

@@ -11,7 +11,7 @@ class VARNO_EXPORT SoftwareUpdateCommandPacket
  public:
   static constexpr std::string_view kTypeName = "SoftwareUpdateCommandPacket";
 
-  // In the display's unit.
+  // In a unit that the display defines.
   std::int64_t size() const { return size_; }
   void setSize(std::int64_t size) { size_ = size; }
 

@@ -12,7 +12,7 @@ class VARNO_EXPORT VarnoCastMinBrightnessCommandPacket
   static constexpr std::string_view kTypeName = "VarnoCastMinBrightnessCommandPacket";
   static constexpr std::string_view kFieldSeparator = ", ";
 
-  // On the display's scale. Starts at 0, not as in MinBrightnessCommandPacket.
+  // On a scale that the display defines. 0 by default, unlike MinBrightnessCommandPacket.
   std::int32_t brightness() const { return brightness_; }
   void setBrightness(std::int32_t brightness) { brightness_ = brightness; }
 

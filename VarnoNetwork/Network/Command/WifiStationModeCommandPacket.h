@@ -21,11 +21,11 @@ class VARNO_EXPORT WifiStationModeCommandPacket
   const HudString& password() const { return password_; }
   void setPassword(HudString password) { password_ = std::move(password); }
 
-  // A code of the display's.
+  // A code that the display defines.
   std::int32_t securityType() const { return securityType_; }
   void setSecurityType(std::int32_t securityType) { securityType_ = securityType; }
 
-  // The label "security" is meant.
+  // The label "security" differs from the field's name on purpose.
   std::string description() const override {
     return describe("%@[ssid : %@ password : %@ security : %d]", ssid_, password_, securityType_);
   }

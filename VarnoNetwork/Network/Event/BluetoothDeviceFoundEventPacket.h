@@ -15,8 +15,8 @@ class VARNO_EXPORT BluetoothDeviceFoundEventPacket
  public:
   static constexpr std::string_view kTypeName = "BluetoothDeviceFoundEventPacket";
 
-  // Shared with whoever set it or asks for it, and filled in place by a parse. May be null, which
-  // is sent as a fresh record; a parse then makes one.
+  // Shared with the callers of the setter and the getter; parsing fills it in place. May be null: a
+  // default record is then sent, and parsing creates one.
   const std::shared_ptr<BluetoothSoundDevice>& soundDevice() const { return soundDevice_; }
   void setSoundDevice(std::shared_ptr<BluetoothSoundDevice> soundDevice) {
     soundDevice_ = std::move(soundDevice);

@@ -16,7 +16,7 @@ class VARNO_EXPORT BluetoothPairingEventPacket
   static constexpr std::string_view kPayloadNote =
       "The address comes before the type, the reverse of BluetoothPairingCommandPacket.";
 
-  // A code of the display's, as in BluetoothPairingCommandPacket.
+  // A code that the display defines, as in BluetoothPairingCommandPacket.
   std::int32_t pairingType() const { return pairingType_; }
   void setPairingType(std::int32_t pairingType) { pairingType_ = pairingType; }
 

@@ -17,7 +17,7 @@ void BluetoothSoundDevice::deserialize(HudInputStream& stream) {
 }
 
 std::string BluetoothSoundDevice::description() const {
-  // The colon without blanks is meant.
+  // The last colon has no blanks around it, on purpose.
   return formatText("%@[name : %@, address : %@ isConnected:%d]", kTypeName, name_, address_,
                     isConnected_);
 }

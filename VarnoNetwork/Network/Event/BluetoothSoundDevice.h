@@ -13,8 +13,8 @@
 
 namespace varno {
 
-// One Bluetooth sound device as the display tells of it. Events hold it by shared pointer: whoever
-// set one into an event, or took one out, sees it change when that event parses.
+// One Bluetooth sound device, as the display reports it. Events hold it by shared pointer: whoever
+// passed it to an event or got it from one sees it change when that event parses.
 class VARNO_EXPORT BluetoothSoundDevice {
  public:
   static constexpr std::string_view kTypeName = "BluetoothSoundDevice";
@@ -22,7 +22,7 @@ class VARNO_EXPORT BluetoothSoundDevice {
   const HudString& name() const { return name_; }
   void setName(HudString name) { name_ = std::move(name); }
 
-  // The device's Bluetooth address, as text in whatever form the display gives it.
+  // The device's Bluetooth address, as text that the library does not check.
   const HudString& address() const { return address_; }
   void setAddress(HudString address) { address_ = std::move(address); }
 
@@ -31,7 +31,8 @@ class VARNO_EXPORT BluetoothSoundDevice {
 
   void serialize(HudOutputStream& stream) const;
 
-  // Throws IndexOutOfBoundsException where the stream ends; the fields before keep what was read.
+  // Throws IndexOutOfBoundsException when the stream ends too early; the fields before keep their
+  // new values.
   void deserialize(HudInputStream& stream);
 
   std::string description() const;

@@ -11,7 +11,7 @@ class VARNO_EXPORT BluetoothStatusEventPacket
  public:
   static constexpr std::string_view kTypeName = "BluetoothStatusEventPacket";
 
-  // A code of the display's.
+  // A code that the display defines.
   std::uint8_t statusType() const { return statusType_; }
   void setStatusType(std::uint8_t statusType) { statusType_ = statusType; }
 

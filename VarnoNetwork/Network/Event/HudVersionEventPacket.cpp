@@ -18,7 +18,7 @@ void HudVersionEventPacket::appendPayload(HudOutputStream& stream) const {
   append(modelName_);
   text += kSeparator;
   append(systemVersion_);
-  // Nothing between the versions: it is meant so, although parsePayload refuses it.
+  // On purpose nothing stands between the two versions, although parsePayload refuses the result.
   append(bleVersion_);
   stream.writeUTF(text);
 }
@@ -39,7 +39,7 @@ bool HudVersionEventPacket::parsePayload(HudInputStream& stream) {
   HudString systemVersion = text->substr(first + 1, second - first - 1);
   HudString bleVersion = text->substr(second + 1);
   text->resize(first);
-  // Nothing can fail any more: memory that runs out leaves all fields as they were.
+  // Nothing below throws, so all fields change or none.
   modelName_ = std::move(text);
   systemVersion_ = std::move(systemVersion);
   bleVersion_ = std::move(bleVersion);

@@ -20,7 +20,7 @@ class VARNO_EXPORT HudVersionEventPacket
   const HudString& modelName() const { return modelName_; }
   void setModelName(HudString modelName) { modelName_ = std::move(modelName); }
 
-  // The version of the system software. Versions are text that the library never looks into.
+  // The version of the system software. The library does not interpret versions.
   const HudString& systemVersion() const { return systemVersion_; }
   void setSystemVersion(HudString systemVersion) { systemVersion_ = std::move(systemVersion); }
 
@@ -30,8 +30,8 @@ class VARNO_EXPORT HudVersionEventPacket
 
   void appendPayload(HudOutputStream& stream) const override;
 
-  // False as well, with a line in the log, where the text has not exactly three parts. Changes all
-  // fields or none.
+  // Also returns false, and logs one line, when the text does not have exactly three parts. Changes
+  // all fields or none.
   bool parsePayload(HudInputStream& stream) override;
 
   template <class Self, class Visit>

@@ -14,7 +14,7 @@ class VARNO_EXPORT WifiStationStatusEventPacket
  public:
   static constexpr std::string_view kTypeName = "WifiStationStatusEventPacket";
 
-  // A code of the display's.
+  // A code that the display defines.
   std::int32_t eventType() const { return eventType_; }
   void setEventType(std::int32_t eventType) { eventType_ = eventType; }
 
@@ -24,7 +24,7 @@ class VARNO_EXPORT WifiStationStatusEventPacket
   const HudString& ipAddress() const { return ipAddress_; }
   void setIpAddress(HudString ipAddress) { ipAddress_ = std::move(ipAddress); }
 
-  // The label "errorCode" is meant.
+  // The label "errorCode" differs from the field's name on purpose.
   std::string description() const override {
     return describe("%@[errorCode : %d errorMessage : %@ ipAddress : %@]", eventType_,
                     errorMessage_, ipAddress_);

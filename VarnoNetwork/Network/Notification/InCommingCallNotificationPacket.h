@@ -5,7 +5,7 @@
 
 namespace varno {
 
-// Announces an incoming call. The spelling of its name is meant.
+// Announces an incoming call. Its name is spelled so on purpose.
 class VARNO_EXPORT InCommingCallNotificationPacket
     : public IdentifiedPacket<InCommingCallNotificationPacket, NotificationPacket, 1, 0> {
  public:

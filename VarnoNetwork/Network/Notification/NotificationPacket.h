@@ -8,8 +8,8 @@
 
 namespace varno {
 
-// The base of the notifications: what an app on the phone has to tell. Its kinds have
-// the same payload and differ in their category alone.
+// The base of the notifications, which come from apps on the phone. All kinds have the same
+// payload; only the category differs.
 class VARNO_EXPORT NotificationPacket : public FieldPacket<NotificationPacket, HudPacket> {
  public:
   static constexpr std::string_view kTypeName = "NotificationPacket";

@@ -5,9 +5,9 @@
 #include <cstdint>
 #include <cstring>
 
-// Sixteen bytes at a time, by the vector types that g++ and clang share for every processor: one
-// register where there is one of that size (SSE2, NEON), several smaller ones elsewhere. Said
-// outright, no optimizer has to find it in a loop: it is as fast at -Os as at -O3.
+// Sixteen bytes at a time, with the vector types that g++ and clang offer for every processor: one
+// register where the processor has one of that size (SSE2, NEON), several smaller ones elsewhere.
+// Explicit vectors do not depend on the optimizer, so they are fast at -Os, too.
 namespace varno::bytes16 {
 
 using Bytes8 = std::uint8_t __attribute__((vector_size(8)));
@@ -16,13 +16,13 @@ using Signed16 = std::int8_t __attribute__((vector_size(16)));
 using Halves8 = std::uint16_t __attribute__((vector_size(16)));
 using Words2 = std::uint64_t __attribute__((vector_size(16)));
 
-// At -Os g++ would call functions of two instructions.
+// At -Os g++ would not inline even functions of two instructions.
 #define VARNO_ALWAYS_INLINE [[gnu::always_inline]] inline
 
 inline constexpr std::size_t kBytes = sizeof(Bytes16);
 inline constexpr bool kLowestFirst = std::endian::native == std::endian::little;
 
-// Values whose first byte in memory is their lowest.
+// Loads with the first byte in memory as the lowest byte of the value.
 inline std::uint64_t loadWord(const std::uint8_t* bytes) noexcept {
   std::uint64_t word = 0;
   std::memcpy(&word, bytes, sizeof word);
@@ -34,7 +34,7 @@ inline std::uint32_t loadHalfWord(const std::uint8_t* bytes) noexcept {
   return kLowestFirst ? half : __builtin_bswap32(half);
 }
 
-// Turns a value's bytes to the wire's order, or back.
+// Changes a value to the wire's byte order, or back.
 template <class Unsigned>
 constexpr Unsigned bigEndian(Unsigned value) noexcept {
   if constexpr (!kLowestFirst) return value;
@@ -49,11 +49,11 @@ VARNO_ALWAYS_INLINE Bytes16 load(const std::uint8_t* bytes) noexcept {
   return block;
 }
 
-// Loads fewer than 16 bytes, followed by 0. Reads nothing behind them.
+// Loads fewer than 16 bytes and fills the rest with 0. Reads nothing beyond them.
 inline Bytes16 loadPart(const std::uint8_t* bytes, std::size_t length) noexcept {
   std::uint64_t first = 0;
   std::uint64_t second = 0;
-  // Two loads that overlap reach every byte; what both have is shifted out of the second.
+  // Two overlapping loads cover all bytes; the bytes that both have are shifted out of the second.
   if (length >= 8) {
     first = loadWord(bytes);
     if (length > 8) second = loadWord(bytes + length - 8) >> (8 * (16 - length));
@@ -89,12 +89,12 @@ VARNO_ALWAYS_INLINE bool any(Bytes16 flags) noexcept {
   return (words[0] | words[1]) != 0;
 }
 
-// The places of the flags in sixteen bytes, to walk through from the first to the last.
+// The positions of the flags in sixteen bytes, walked from the first to the last.
 class Places {
  public:
   VARNO_ALWAYS_INLINE explicit Places(Bytes16 flags) noexcept {
-    // Halves each byte: of two neighbors the outer halves fall away, and the inner ones are one
-    // byte. That leaves a bit for each flag at every fourth place.
+    // Packs the sixteen flags into 64 bits, four bits for each: of two neighboring bytes, the shift
+    // and the conversion keep one half of each. Masking then leaves one bit for each flag.
     const Bytes8 halves = __builtin_convertvector(reinterpret_cast<Halves8>(flags) >> 4, Bytes8);
     left_ = std::bit_cast<std::uint64_t>(halves);
     if constexpr (!kLowestFirst) {
@@ -109,7 +109,7 @@ class Places {
     return static_cast<std::size_t>(std::countr_zero(left_)) / 4;
   }
   VARNO_ALWAYS_INLINE void dropFirst() noexcept { left_ &= left_ - 1; }
-  // Drops the first, and the place behind it where it is one.
+  // Drops the first position, and the one behind it if that is flagged, too.
   VARNO_ALWAYS_INLINE void dropFirstAndNext() noexcept {
     const std::uint64_t first = left_ & -left_;
     left_ &= ~(first | first << 4);

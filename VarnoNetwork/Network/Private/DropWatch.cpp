@@ -9,7 +9,7 @@
 namespace varno {
 namespace {
 
-// Why the type's parser did not take the frame's payload.
+// Why the type's parser did not accept the frame's payload.
 PacketDrop explainPayload(PacketType type, const PacketIdentifiers& identifiers,
                           std::span<const std::uint8_t> frame) {
   PacketDrop drop{.reason = PacketDrop::Reason::kPayloadRefused,
@@ -20,7 +20,7 @@ PacketDrop explainPayload(PacketType type, const PacketIdentifiers& identifiers,
   for (int identifier = 0; identifier < 3; ++identifier) stream.readByte();
   FieldReader reader(stream);
   try {
-    // The parser has told nothing but that it failed; reading once more field by field tells where.
+    // The parser only said that it failed. Reading again, field by field, tells where.
     type.make()->editFields(reader);
   } catch (const IndexOutOfBoundsException&) {
     drop.reason = PacketDrop::Reason::kPayloadEnds;
@@ -57,7 +57,7 @@ void DropWatch::setObserver(DropObserver observer) {
     next = std::make_shared<const DropObserver>(std::move(observer));
     for (const PacketDrop& drop : leftOut_) (*next)(drop);
   }
-  // The one before goes after the lock was released: it may hold anything.
+  // The previous observer is destroyed after the lock was released: its destructor may do anything.
   const std::lock_guard lock(lock_);
   observer_.swap(next);
 }

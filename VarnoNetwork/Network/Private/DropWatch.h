@@ -12,11 +12,12 @@
 
 namespace varno {
 
-// Who is told of drops. What the observer throws leaves the functions that tell it.
+// Holds the drop observer and calls it. What the observer throws leaves the function that called
+// it.
 class DropWatch {
  public:
-  // Tells the observer of the types that were left out, then sets it for what is dropped from here
-  // on. Where it throws, the one before stays.
+  // Calls the observer for each type that was left out, then sets it for later drops. If it throws,
+  // the previous observer stays.
   void setObserver(DropObserver observer);
 
   // These count the frame, too.

@@ -53,7 +53,7 @@ void ListenerRegistry::add(const Listener& listener, const PacketTable& table,
   table.forEach([&](std::int32_t, PacketListeners& listeners) {
     if (!filter.accept(listeners.type)) return;
     joined.push_back(&listeners);
-    // All memory is taken before the first set changes, so that a failure leaves every set as it
+    // All memory is allocated before the first set changes, so a failure leaves every set as it
     // was.
     if (listeners.members.size() == listeners.members.capacity()) {
       listeners.members.reserve(2 * listeners.members.size() + 1);
@@ -72,7 +72,7 @@ void ListenerRegistry::remove(const Listener& listener, const PacketTable& table
   const Turn turn(*this);
   const std::lock_guard lock(dataLock_);
   takePending();
-  if (depth_ > 1) {  // a delivery that this thread is in the middle of may be just calling it
+  if (depth_ > 1) {  // this thread is inside a delivery, which may be calling it
     departed_.push_back({listener});
     isUnsettled_.store(true, std::memory_order_release);
   }
@@ -96,7 +96,7 @@ ListenerMap ListenerRegistry::map() const {
 
 void ListenerRegistry::setMap(const ListenerMap& map) {
   for (const auto& [type, set] : map) listenersOf(type);
-  std::list<Listeners> next;  // outlives the lock with those that are replaced before their turn
+  std::list<Listeners> next;  // declared before the lock: destroys replaced listeners after it
   {
     const std::lock_guard lock(dataLock_);
     if (isClosed_) return;
@@ -107,7 +107,7 @@ void ListenerRegistry::setMap(const ListenerMap& map) {
       std::copy_if(found->second.begin(), found->second.end(), std::back_inserter(members),
                    [](const Listener& listener) { return listener != nullptr; });
     }
-    // Nothing can fail any more: what fails above leaves every set as it was.
+    // Nothing below throws, so a failure leaves every set as it was.
     for (PacketListeners& listeners : all_) listeners.isRegistered = map.contains(listeners.type);
     pending_.swap(next);
     hasPending_ = true;
@@ -131,7 +131,7 @@ void ListenerRegistry::close() noexcept {
 }
 
 void ListenerRegistry::settle() noexcept {
-  // Again where the map was replaced while this thread had the lock.
+  // Once more if the map was replaced while this thread had the lock.
   for (bool isOutermost = true; isOutermost && isUnsettled();) {
     std::list<Listeners> released;
     if (!listenerLock_.try_lock()) return;

@@ -34,22 +34,22 @@ struct PacketListeners {
 };
 
 // Who listens to which packet type, and the delivery to them. Two locks:
-// - The listener lock is held by registration, removal and delivery for their whole run, while a
-//   delivery waits for the main thread, too. It is recursive: a listener on the delivering thread
-//   comes back in.
-// - The data lock is held for moments, never while a listener runs or is destroyed, so the listener
-//   map can be read and replaced at any time.
-// Members are changed under both and may be read under either. So one who replaces the map under
-// the data lock alone leaves the new members in `pending_`, from where the next to hold both locks
-// takes them over.
+// - The listener lock is held by registration, removal and delivery for their whole run, also while
+//   a delivery waits for the main thread. It is recursive: a listener on the delivering thread may
+//   call the registry again.
+// - The data lock is held only briefly, never while a listener runs or is destroyed, so the
+//   listener map can be read and replaced at any time.
+// `members` is changed under both locks and may be read under either. setMap takes only the data
+// lock, so it leaves the new members in `pending_`; the next thread that holds both locks takes
+// them over.
 class ListenerRegistry {
  public:
   class Delivery;
 
-  // The listeners of the type; made where it is new. Their address never changes.
+  // The listeners of the type; created if the type is new. Their address never changes.
   PacketListeners& listenersOf(PacketType type);
 
-  // The same, but null where the type is new.
+  // The same, but null if the type is new.
   const PacketListeners* find(PacketType type) const;
 
   // Adds the listener for the types in the table that the filter accepts.
@@ -61,7 +61,7 @@ class ListenerRegistry {
   ListenerMap map() const;
   void setMap(const ListenerMap& map);
 
-  // Releases all listeners while the registry is still whole, since their destructors may use it.
+  // Releases all listeners while the registry is still usable, since their destructors may use it.
   // From then on it takes no new ones.
   void close() noexcept;
 
@@ -87,9 +87,10 @@ class ListenerRegistry {
 
   bool isUnsettled() const noexcept { return isUnsettled_.load(std::memory_order_acquire); }
 
-  // Takes the pending members over, and releases what left the sets: without a lock, since a
-  // destructor may use the registry, and once no delivery is left that may be calling it. Does
-  // nothing where another thread has the listener lock, which does it when its turn ends.
+  // Takes over the pending members, and releases the listeners that left the sets: without a lock,
+  // since a destructor may use the registry, and only when no delivery may still be calling them.
+  // Does nothing while another thread has the listener lock; that thread does it when its turn
+  // ends.
   void settle() noexcept;
 
   // Under both locks.
@@ -98,7 +99,7 @@ class ListenerRegistry {
   void throwIfChanged(const PacketListeners& listeners, std::uint64_t changes) const;
 
   std::recursive_mutex listenerLock_;  // guards the following two, and `members` as said above
-  std::size_t depth_ = 0;              // turns, one inside the other
+  std::size_t depth_ = 0;              // nested turns
   std::list<Listeners> departed_;      // left the sets during the present turns
 
   mutable std::mutex dataLock_;  // guards what follows
@@ -117,8 +118,8 @@ class ListenerRegistry::Delivery {
     if (registry.isUnsettled()) registry.settle();
   }
 
-  // Calls each listener on the main thread; false where there is none. The caller keeps the packet
-  // alive, by a pointer that no listener can reach.
+  // Calls each listener on the main thread; false if there is none. The caller keeps the packet
+  // alive by a pointer that no listener can reset.
   bool deliver(const PacketListeners& listeners, const std::shared_ptr<HudPacket>& packet) {
     if (listeners.members.empty()) return false;
     MainThread& mainThread = MainThread::instance();

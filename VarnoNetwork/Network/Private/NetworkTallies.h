@@ -32,7 +32,7 @@ struct NetworkTallies {
   OwnedTally sent;
 };
 
-// Counts a frame at the end of its handling, in the tally that was named last, exceptions included.
+// Counts a frame when its handling ends, also by an exception, in the tally that was named last.
 class FrameCount {
  public:
   explicit FrameCount(Tally& tally) noexcept : tally_(&tally) {}

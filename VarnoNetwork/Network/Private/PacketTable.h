@@ -8,8 +8,8 @@ namespace varno {
 
 struct PacketListeners;
 
-// Finds what belongs to a packet id: an open-addressing hash table in one block of memory, filled
-// once and then only read.
+// Maps packet ids to the listeners of their types: an open-addressing hash table in one block of
+// memory, filled once and then only read.
 class PacketTable {
  public:
   explicit PacketTable(std::size_t count = 0) {
@@ -23,7 +23,7 @@ class PacketTable {
   // Null for an id that is not there.
   PacketListeners* find(std::int32_t id) const noexcept { return slots_[indexOf(id)].listeners; }
 
-  // There must be room: no more ids than the table was made for.
+  // No more ids than the table was made for.
   void insert(std::int32_t id, PacketListeners& listeners) noexcept {
     slots_[indexOf(id)] = {id, &listeners};
   }
@@ -41,7 +41,7 @@ class PacketTable {
     PacketListeners* listeners = nullptr;  // null in a free slot
   };
 
-  // The slot of the id, or the free one where it belongs. At least half of the slots are free.
+  // The slot of the id, or the free slot where it would go. At least half of the slots are free.
   std::size_t indexOf(std::int32_t id) const noexcept {
     const std::uint32_t hash = static_cast<std::uint32_t>(id) * 0x9E3779B1U;
     std::size_t index = hash >> shift_;

@@ -10,8 +10,8 @@ namespace varno {
 //
 // Not printable are controls, format characters (direction, joining, tags, byte order mark), line
 // and paragraph separators, private use, noncharacters, and the code points that Unicode keeps for
-// future format characters. Any other that is not assigned yet counts as printable: which ones are
-// changes every year, and a table would call new letters and emoji unprintable.
+// future format characters. Other unassigned code points count as printable: Unicode assigns more
+// every year, and a table would hide new letters and emoji.
 std::size_t printableLength(std::string_view text) noexcept;
 
 }  // namespace varno

@@ -9,8 +9,8 @@
 #include <cstring>
 #include <type_traits>
 
-// The stuffing of many bytes at once: in parts of 16 bytes, and in blocks of four parts where
-// nothing in them needs care.
+// Stuffs and unstuffs many bytes at once: in blocks of 64 bytes if a block is plain, otherwise in
+// parts of 16 bytes.
 namespace varno::stuffing {
 
 using bytes16::Bytes16;
@@ -27,25 +27,19 @@ VARNO_ALWAYS_INLINE Bytes16 escapes(Bytes16 part) noexcept {
   return bytes16::flags((part | 1) == ETX) | marks(part);
 }
 
-// Rules that say which bytes are plain, that is, need no care. A rule gives each byte a rank, below
-// kLimit for those that are plain. So the highest rank of several parts decides for all of them.
+// Rules that say which bytes are plain, that is, can be copied unchanged. A rule gives each byte a
+// rank, below kLimit for plain bytes. So the highest rank of several parts decides for all of them.
 
-// Plain on the wire: bytes that stand for themselves.
-struct Unmarked {
-  static constexpr std::uint8_t kLimit = 0xFF;
-  VARNO_ALWAYS_INLINE static Bytes16 rank(Bytes16 part) noexcept { return marks(part); }
-};
-
-// Plain to send: bytes that go out as they are.
+// Plain when sent: bytes that are not escaped.
 struct Unescaped {
   static constexpr std::uint8_t kLimit = 0xFF;
   VARNO_ALWAYS_INLINE static Bytes16 rank(Bytes16 part) noexcept { return escapes(part); }
 };
 
-// Plain in either direction, and as text: ASCII that goes out as it is.
+// Plain in both directions, and valid text: ASCII that is not escaped.
 struct UnescapedAscii {
-  // XORed with 7D and lowered by one, the three escaped values become 7D, 7E and FF, and what is
-  // not ASCII 7F to FE. All other bytes become less than 7D.
+  // XORed with 7D and reduced by one, the three escaped values become 7E, 7D and FF, and bytes
+  // beyond ASCII become 7F to FE. All other bytes become less than 7D.
   static constexpr std::uint8_t kLimit = ESCAPE;
   VARNO_ALWAYS_INLINE static Bytes16 rank(Bytes16 part) noexcept { return (part ^ ESCAPE) - 1; }
 };
@@ -82,8 +76,8 @@ inline void copyBlock(std::uint8_t* to, const std::uint8_t* block) noexcept {
   std::memcpy(to, block, kBlock);
 }
 
-// Whether all bytes are plain. With kCopies they are copied, too, if they are; there must be room
-// for a part more.
+// Whether all bytes are plain. With kCopies they are also copied while they are checked; `to` must
+// have room for one part more.
 template <class Rule, bool kCopies>
 bool takePlain(std::uint8_t* to, const std::uint8_t* bytes, std::size_t length) noexcept {
   const auto takePart = [&](Bytes16 part, std::size_t at) {
@@ -113,7 +107,8 @@ bool copyPlain(std::uint8_t* to, const std::uint8_t* bytes, std::size_t length) 
   return takePlain<Rule, true>(to, bytes, length);
 }
 
-// Stuffs a part, behind which as many bytes can be read, and returns how many it became.
+// Stuffs a part and returns how many bytes it became. The sixteen bytes behind the part must be
+// readable.
 inline std::size_t stuffPart(std::uint8_t* to, const std::uint8_t* bytes) noexcept {
   const Bytes16 part = bytes16::load(bytes);
   bytes16::store(to, part);
@@ -135,8 +130,8 @@ struct Taken {
   std::size_t written;
 };
 
-// Copies the bytes, stuffed, while there is room for two blocks. Stops before that only with
-// UnescapedAscii, before what is not ASCII.
+// Copies the bytes, stuffed, while there is room for two blocks. With UnescapedAscii it also stops
+// before the first block or part that is not ASCII.
 template <class Rule>
 Taken stuffTo(std::uint8_t* to, std::size_t room, const std::uint8_t* bytes,
               std::size_t length) noexcept {
@@ -173,13 +168,13 @@ Taken stuffTo(std::uint8_t* to, std::size_t room, const std::uint8_t* bytes,
   return {taken, written};
 }
 
-// Takes a part from the wire without its stuffing, and one byte more where a pair begins with the
-// part's last. Seventeen bytes behind the part must be readable, and writable.
+// Unstuffs a part, and one byte more if a pair begins with the part's last byte. Seventeen bytes
+// behind the part must be readable, and writable in `to`.
 inline Taken unstuffPart(std::uint8_t* to, const std::uint8_t* wire) noexcept {
   const Bytes16 part = bytes16::load(wire);
   bytes16::store(to, part);
   std::size_t written = kPart;
-  // The byte behind a mark is none itself, whatever it is.
+  // The byte behind a mark is never a mark itself, whatever its value.
   for (bytes16::Places places(marks(part)); places.areLeft(); places.dropFirstAndNext()) {
     const std::size_t at = places.first();
     std::uint8_t* const byte = to + at - (kPart - written);
@@ -195,8 +190,8 @@ struct Unstuffed : Taken {
   bool isAscii;  // what was written
 };
 
-// Copies bytes from the wire without their stuffing, while two blocks are left on both sides. What
-// lies behind the bytes that it wrote is left with any value.
+// Copies bytes from the wire, unstuffed, while two blocks are left on both sides. May also
+// overwrite the bytes behind those that it reports as written.
 inline Unstuffed unstuffTo(std::uint8_t* to, std::size_t room, const std::uint8_t* wire,
                            std::size_t length) noexcept {
   std::size_t taken = 0;
@@ -209,7 +204,8 @@ inline Unstuffed unstuffTo(std::uint8_t* to, std::size_t room, const std::uint8_
       written += kBlock;
       continue;
     }
-    // Pairs may reach beyond the block, by a byte for each part. A pair of ASCII stands for ASCII.
+    // Pairs may reach beyond the block, by one byte for each part. A pair of two ASCII bytes stands
+    // for an ASCII byte.
     isAscii = isAscii && isAsciiBlock(wire + taken) &&
               !bytes16::any(bytes16::load(wire + taken + kBlock) & 0x80);
     for (std::size_t at = 0; at < kBlock; at += kPart) {
@@ -221,7 +217,7 @@ inline Unstuffed unstuffTo(std::uint8_t* to, std::size_t room, const std::uint8_
   return {{taken, written}, isAscii};
 }
 
-// The same for the eight bytes of a word, in any order.
+// The same tests for the eight bytes of a word, in any byte order.
 constexpr std::uint64_t everyByte(std::uint8_t byte) noexcept { return 0x0101010101010101U * byte; }
 constexpr bool hasZeroByte(std::uint64_t word) noexcept {
   return ((word - everyByte(0x01)) & ~word & everyByte(0x80)) != 0;

@@ -11,7 +11,7 @@ class Tally {
  public:
   void add() noexcept { count_.fetch_add(1, std::memory_order_relaxed); }
 
-  // Several times as fast, for those who raise it one at a time.
+  // Several times as fast, for callers that never run at the same time.
   void addAlone() noexcept {
     count_.store(count_.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
   }
@@ -22,7 +22,8 @@ class Tally {
   std::atomic<std::uint64_t> count_ = 0;
 };
 
-// Tells the threads that live apart. The thread pointer costs nothing, the id a call.
+// A value that differs between living threads. Reading the thread pointer costs nothing; the thread
+// id costs a call.
 inline auto currentThread() noexcept {
 #if defined(__linux__) && (defined(__x86_64__) || defined(__aarch64__))
   return __builtin_thread_pointer();
@@ -31,8 +32,8 @@ inline auto currentThread() noexcept {
 #endif
 }
 
-// The same, made for one thread that does nearly all of the counting: the first that comes. It
-// counts alone, the others together.
+// The same, for the case that one thread does nearly all of the counting. The first thread that
+// counts becomes the owner, with a count of its own; all others share a second count.
 class OwnedTally {
  public:
   void add() noexcept {
@@ -58,8 +59,8 @@ class OwnedTally {
     }
   }
 
-  // What tells a thread that ended is given again to a later one, which is then the owner. Only one
-  // thread at a time has it, and the end of the first comes before the start of the second.
+  // A later thread may get the value of one that has ended, and is then the owner. That is safe:
+  // only one living thread has the value, and the first one ended before the second started.
   std::atomic<Thread> owner_ = Thread();
   Tally own_;
   Tally others_;

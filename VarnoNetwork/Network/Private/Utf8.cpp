@@ -10,8 +10,8 @@ using bytes16::Signed16;
 
 constexpr std::size_t kBlock = 64;
 
-// Sixteen bytes, each beside the three before it: a character has four at most, so they tell all
-// about a byte's place.
+// Sixteen bytes, each with the three bytes before it. A character has at most four bytes, so these
+// decide whether a byte is in its right place.
 struct Neighbors {
   Bytes16 byte;
   Bytes16 before1;
@@ -24,7 +24,7 @@ VARNO_ALWAYS_INLINE Neighbors loadAt(const std::uint8_t* bytes) noexcept {
           bytes16::load(bytes - 3)};
 }
 
-// The first bytes of a text: 0, which ends no character, stands before them.
+// The first bytes of a text. Before them stands 0, which is no part of a longer character.
 Neighbors atFront(Bytes16 byte) noexcept {
   const Bytes16 none = {};
   return {byte,
@@ -36,7 +36,8 @@ Neighbors atFront(Bytes16 byte) noexcept {
                                   26, 27, 28)};
 }
 
-// With its high bit turned a byte compares signed as it does unsigned, which SSE2 does not offer.
+// With its high bit flipped, a byte compares signed as the original does unsigned. SSE2 has no
+// unsigned comparison.
 constexpr std::int8_t turned(std::uint8_t byte) noexcept {
   return static_cast<std::int8_t>(byte ^ 0x80);
 }
@@ -49,11 +50,11 @@ VARNO_ALWAYS_INLINE Bytes16 isContinuation(Bytes16 byte) noexcept {
 }
 
 // Flags what is wrong in text without characters of four bytes and without the leads C0, C1 and E0,
-// whose second bytes have rules of their own.
+// which have further rules.
 VARNO_ALWAYS_INLINE Bytes16 wrongInCommonText(const Neighbors& of) noexcept {
   const Bytes16 mustContinue =
       flags(turned(of.before1) >= turned(0xC0)) | flags(turned(of.before2) >= turned(0xE0));
-  // Signed, ASCII is above A0 as well; but then it is misplaced anyway.
+  // Compared signed, ASCII is above A0, too; but ASCII behind a lead is wrong anyway.
   const Bytes16 surrogate =
       flags(of.before1 == 0xED) & flags(reinterpret_cast<Signed16>(of.byte) >= std::int8_t{-0x60});
   return (mustContinue ^ isContinuation(of.byte)) | surrogate;
@@ -81,7 +82,8 @@ bool isBlockRight(const std::uint8_t* block) noexcept {
   for (std::size_t at = 0; at < kBlock; at += bytes16::kBytes) {
     const Neighbors of = loadAt(block + at);
     isWrong |= wrongInCommonText(of);
-    isRare |= flags((of.before1 & 0xDE) == 0xC0);  // E1, too: finer costs more than it gains
+    isRare |=
+        flags((of.before1 & 0xDE) == 0xC0);  // also E1: an exact test costs more than it gains
     high = bytes16::highest(high, of.byte);
   }
   isRare |= flags(turned(high) >= turned(0xF0));
@@ -99,7 +101,7 @@ bool isAscii(const std::uint8_t* block) noexcept {
   return !bytes16::any((all | load(block - 3)) & 0x80);
 }
 
-// Whether a character goes on behind the end.
+// Whether the last character is incomplete.
 bool isUnfinished(const std::uint8_t* end) noexcept {
   return end[-1] >= 0xC0 || end[-2] >= 0xE0 || end[-3] >= 0xF0;
 }
@@ -107,7 +109,7 @@ bool isUnfinished(const std::uint8_t* end) noexcept {
 }  // namespace
 
 bool isValid(const std::uint8_t* bytes, std::size_t length) noexcept {
-  // The 0 behind a short text shows a character that is cut off.
+  // The 0 behind a short text is wrong after a character that is cut off.
   if (length < bytes16::kBytes)
     return !bytes16::any(wrong(atFront(bytes16::loadPart(bytes, length))));
   Bytes16 isWrong = wrong(atFront(bytes16::load(bytes)));
@@ -117,7 +119,7 @@ bool isValid(const std::uint8_t* bytes, std::size_t length) noexcept {
       at += kBlock;
       continue;
     }
-    // Where one block is not ASCII, those behind it are probably not either.
+    // If one block is not ASCII, the next ones are probably not ASCII either.
     for (int blocks = 0; blocks < 4 && length - at >= kBlock; ++blocks, at += kBlock) {
       if (!isBlockRight(bytes + at)) return false;
     }
@@ -125,8 +127,8 @@ bool isValid(const std::uint8_t* bytes, std::size_t length) noexcept {
   for (; length - at >= bytes16::kBytes; at += bytes16::kBytes)
     isWrong |= wrong(loadAt(bytes + at));
   if (at < length) {
-    // The last sixteen bytes overlap those before. Where no three stand in front of them, the first
-    // three are left out: they were judged already.
+    // The last sixteen bytes overlap those before. If fewer than three bytes stand before them, the
+    // first three are ignored: they were checked already.
     const Bytes16 judged = {0,    0,    0,    0xFF, 0xFF, 0xFF, 0xFF, 0xFF,
                             0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
     const std::uint8_t* last = bytes + length - bytes16::kBytes;

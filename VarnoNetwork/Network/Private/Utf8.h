@@ -3,8 +3,8 @@
 #include <cstddef>
 #include <cstdint>
 
-// UTF-8 as this library takes it: strict, so no overlong forms, no surrogates and nothing above
-// U+10FFFF; NUL and U+FEFF are characters like any other.
+// UTF-8, checked strictly: no overlong forms, no surrogates, nothing above U+10FFFF. NUL and U+FEFF
+// are ordinary characters.
 namespace varno::utf8 {
 
 bool isValid(const std::uint8_t* bytes, std::size_t length) noexcept;
