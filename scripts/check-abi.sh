@@ -64,6 +64,6 @@ for library in "${libraries[@]}"; do
   abidiff $build/baseline.abi "$build/$library.abi" || status=1
 done
 if ((status)); then
-  echo "check-abi.sh: the binary interface changed. If that is meant: scripts/check-abi.sh --update" >&2
+  echo "check-abi.sh: the binary interface changed. If that is intended: scripts/check-abi.sh --update" >&2
 fi
 exit $status

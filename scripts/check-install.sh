@@ -22,7 +22,7 @@ fail() {
   exit 1
 }
 
-run() { # WAY KIND PROGRAM...: the programs have to work, with the kind of library that was meant
+run() { # WAY KIND PROGRAM...: the programs have to work, with the intended kind of library
   local kind program
   for program in "${@:3}"; do
     kind=static
