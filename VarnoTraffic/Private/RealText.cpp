@@ -5,6 +5,7 @@
 #include <iomanip>
 #include <limits>
 #include <locale>
+#include <new>
 #include <optional>
 #include <sstream>
 #include <type_traits>
@@ -52,9 +53,13 @@ void appendFinite(std::string& text, Real value) {
     std::ostringstream stream;
     stream.imbue(std::locale::classic());
     stream << std::setprecision(precision) << value;
+    if (stream.bad()) throw std::bad_alloc();  // which a stream swallows
     digits = stream.str();
     Real again{};
-    if (readFinite(digits, again) && again == value) break;
+    if (readFinite(digits, again) &&
+        std::bit_cast<Bits<Real>>(again) == std::bit_cast<Bits<Real>>(value)) {
+      break;
+    }
   }
   text += digits;
 }
