@@ -91,6 +91,12 @@ void MainThread::setInstance(std::shared_ptr<MainThread> mainThread) {
   current_.store(next, std::memory_order_release);
 }
 
-MainThread& MainThread::standard() noexcept { return MainThreadQueue::standard(); }
+MainThread& MainThread::standard() noexcept {
+  MainThread& queue = MainThreadQueue::standard();
+  MainThread* none = nullptr;
+  current_.compare_exchange_strong(none, &queue, std::memory_order_release,
+                                   std::memory_order_relaxed);  // the next call finds it there
+  return queue;
+}
 
 }  // namespace varno

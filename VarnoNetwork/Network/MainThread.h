@@ -65,7 +65,7 @@ class VARNO_EXPORT MainThread {
  private:
   static MainThread& standard() noexcept;
 
-  static std::atomic<MainThread*> current_;  // null: the standard queue
+  static std::atomic<MainThread*> current_;  // null: the standard queue, until it is asked for
 };
 
 // A main thread with a queue of tasks, which it runs by run() as its loop, or by runPending() from
