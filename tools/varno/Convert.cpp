@@ -1,6 +1,7 @@
 #include "tools/varno/Failure.h"
 #include "tools/varno/FileBuffers.h"
 #include "tools/varno/Formats.h"
+#include "tools/varno/Frames.h"
 #include "tools/varno/RecordFilter.h"
 #include "tools/varno/RecordSource.h"
 #include "tools/varno/Subcommand.h"
@@ -39,6 +40,11 @@ void refuseSameFile(const Arguments& arguments) {
   }
 }
 
+bool mayHaveSecrets(const TrafficRecord& record, const PacketDirectory& directory) {
+  const PacketDirectory::Entry* const entry = entryOf(record.bytes, directory);
+  return entry != nullptr && entry->mayHaveSecrets;
+}
+
 // False where something in the input could not be read.
 bool copyRecords(const Arguments& arguments, std::optional<InputFormat> from, InputFormat to,
                  OutputFile& output) {
@@ -47,6 +53,9 @@ bool copyRecords(const Arguments& arguments, std::optional<InputFormat> from, In
   stream.exceptions(std::ios::badbit);
   const auto writer =
       makeWriter(to, stream, arguments.showsSecrets ? Secrets::kShown : Secrets::kHidden);
+  const bool mayHide =
+      !arguments.showsSecrets && (to == InputFormat::kTextLines || to == InputFormat::kJsonLines);
+  bool hidesSecrets = false;
   std::optional<Direction> written;
   TrafficRecord record;
   while (source.next(record)) {
@@ -58,9 +67,16 @@ bool copyRecords(const Arguments& arguments, std::optional<InputFormat> from, In
       }
       written = record.direction;
     }
+    hidesSecrets =
+        hidesSecrets || (mayHide && mayHaveSecrets(record, arguments.filter.directory()));
     writer->write(record);
   }
   writer->flush();
+  if (hidesSecrets) {
+    tell(
+        "passwords and keys are hidden, and their packets cannot be read back: --secrets writes "
+        "them");
+  }
   return source.isWhole();
 }
 
