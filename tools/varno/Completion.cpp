@@ -51,7 +51,7 @@ std::string valueCase(const CLI::Option& option) {
 std::string wordsOf(const CLI::App& app) {
   for (const CLI::Option* const option : app.get_options()) {
     if (!option->get_positional()) continue;
-    if (const std::string values = valuesOf(*option); !values.empty()) return values;
+    if (std::string values = valuesOf(*option); !values.empty()) return values;
     if (option->get_name(true) == "TYPE" || option->get_name(true) == "PACKET") return "$types";
     return "*files*";
   }

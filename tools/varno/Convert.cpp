@@ -46,9 +46,8 @@ bool mayHaveSecrets(const TrafficRecord& record, const PacketDirectory& director
 }
 
 // False where something in the input could not be read.
-bool copyRecords(const Arguments& arguments, std::optional<InputFormat> from, InputFormat to,
+bool copyRecords(const Arguments& arguments, RecordSource& source, InputFormat to,
                  OutputFile& output) {
-  RecordSource source(arguments.input, from, output);
   std::ostream stream(&output);
   stream.exceptions(std::ios::badbit);
   const auto writer =
@@ -86,11 +85,12 @@ int run(Arguments& arguments) {
   refuseSameFile(arguments);
   const auto from =
       arguments.from.empty() ? std::nullopt : std::optional(formatNamed(arguments.from));
-  // The input first: where it cannot be opened, no output is made.
-  InputFile(arguments.input);
+  // Where the input cannot be opened, or is not what can be read, no output is made.
+  RecordSource source(arguments.input, from, nullptr);
   OutputFile output(arguments.output);
+  source.setOutput(output);
   try {
-    const bool isWhole = copyRecords(arguments, from, format, output);
+    const bool isWhole = copyRecords(arguments, source, format, output);
     output.close();
     return isWhole ? kSuccess : kUnreadable;
   } catch (...) {

@@ -52,7 +52,7 @@ bool decodeFile(const std::string& path, const Arguments& arguments, DecodeOutpu
                 OutputFile& output) {
   const auto format =
       arguments.format.empty() ? std::nullopt : std::optional(formatNamed(arguments.format));
-  RecordSource source(path, format, output);
+  RecordSource source(path, format, &output);
   TrafficRecord record;
   while (source.next(record)) {
     decode.pass(record);

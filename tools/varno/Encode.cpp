@@ -60,7 +60,7 @@ class Encoder {
     const auto packet = reader_.readPacket(packetOf(line), error);
     if (packet == nullptr) return;  // bytes
     for (const std::string& sentence : lint(*packet, reader_.directory())) {
-      tell(place + "warning: " + sentence);
+      tell(std::string(place).append("warning: ").append(sentence));
     }
   }
 

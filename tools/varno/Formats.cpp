@@ -96,6 +96,7 @@ class DumpWriter : public RecordWriter {
 
 std::vector<std::string> formatNames() {
   std::vector<std::string> names;
+  names.reserve(kFormats.size());
   for (const Format& format : kFormats) names.emplace_back(format.name);
   return names;
 }

@@ -17,14 +17,12 @@ constexpr std::uint64_t kMostWarnings = 20;
 }  // namespace
 
 RecordSource::RecordSource(const std::string& path, std::optional<InputFormat> format,
-                           OutputFile& output)
-    : output_(output),
-      file_(path),
-      stream_(&file_),
-      // Among the lines of the output it would be in the way.
-      showsProgress_(::isatty(STDERR_FILENO) != 0 && !output.isTerminal()) {
-  file_.setOnWait([this] { output_.flush(); });
-  if (showsProgress_) {
+                           OutputFile* output)
+    : output_(output), file_(path), stream_(&file_) {
+  file_.setOnWait([this] {
+    if (output_ != nullptr) output_->flush();
+  });
+  if (::isatty(STDERR_FILENO) != 0) {
     file_.setOnRead([this](std::uint64_t read, auto size) { showProgress(read, size); });
   }
   try {
@@ -34,7 +32,7 @@ RecordSource::RecordSource(const std::string& path, std::optional<InputFormat> f
   }
   reader_->setOnWarning([this](const ReadWarning& warning) {
     if (reader_->warnings() > kMostWarnings) return;
-    if (output_.isTerminal()) output_.flush();
+    if (output_ != nullptr && output_->isTerminal()) output_->flush();
     eraseProgress();
     tell(file_.name() + ": " + warning.text());
   });
@@ -52,6 +50,8 @@ bool RecordSource::isWhole() {
 }
 
 void RecordSource::showProgress(std::uint64_t read, std::optional<std::uint64_t> size) {
+  // Among the lines of the output it would be in the way.
+  if (output_ == nullptr || output_->isTerminal()) return;
   const Clock::time_point now = Clock::now();
   if (now - begin_ < std::chrono::seconds(1) || now - shownLast_ < std::chrono::milliseconds(200)) {
     return;

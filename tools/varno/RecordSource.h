@@ -18,10 +18,14 @@ namespace varno::tool {
 // warnings.
 class RecordSource {
  public:
-  // format: by the first bytes where there is none. output: is flushed before the input is waited
-  // for and before a warning is told; outlives the source. Throws Failure, as next() does.
-  RecordSource(const std::string& path, std::optional<InputFormat> format, OutputFile& output);
+  // format: by the first bytes where there is none. output: see setOutput; null for none yet.
+  // Throws Failure, as next() does.
+  RecordSource(const std::string& path, std::optional<InputFormat> format, OutputFile* output);
   ~RecordSource();
+
+  // The output is flushed before the input is waited for and, on a terminal, before a warning is
+  // told. It outlives the source.
+  void setOutput(OutputFile& output) { output_ = &output; }
 
   bool next(TrafficRecord& record) { return reader_->next(record); }
 
@@ -35,11 +39,10 @@ class RecordSource {
   void showProgress(std::uint64_t read, std::optional<std::uint64_t> size);
   void eraseProgress();
 
-  OutputFile& output_;
+  OutputFile* output_;
   InputFile file_;
   std::istream stream_;
   std::unique_ptr<RecordReader> reader_;
-  bool showsProgress_;
   bool isShown_ = false;
   Clock::time_point begin_ = Clock::now();
   Clock::time_point shownLast_ = begin_;

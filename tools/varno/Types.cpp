@@ -19,8 +19,7 @@ namespace {
 struct FieldRow {
   std::string path;
   std::string type;
-  nlohmann::ordered_json defaultValue;
-  bool hasDefault = true;
+  std::string defaultValue;  // as JSON; empty where there is none
   bool isSecret = false;
   bool isOnWire = true;
 };
@@ -48,13 +47,13 @@ class FieldLister : public UniformFieldVisitor<FieldLister, FieldVisitor> {
 
   template <class Value>
   void onField(const FieldInfo& field, const Value& value) {
-    FieldRow& row = add(field, std::string(typeNameOf<Value>()));
+    nlohmann::json json;
     if constexpr (std::same_as<Value, HudString>) {
-      if (value) row.defaultValue = *value;
+      if (value) json = *value;
     } else {
-      row.defaultValue = value;
+      json = value;
     }
-    row.hasDefault = true;
+    add(field, std::string(typeNameOf<Value>())).defaultValue = json.dump();
   }
   void beginRecord(const FieldInfo& field, std::string_view typeName) override {
     add(field, std::string(typeName));
@@ -68,7 +67,6 @@ class FieldLister : public UniformFieldVisitor<FieldLister, FieldVisitor> {
     FieldRow& row = rows_.emplace_back();
     row.path = field.path();
     row.type = std::move(type);
-    row.hasDefault = false;
     row.isSecret = field.isSecret;
     row.isOnWire = field.isOnWire;
     return row;
@@ -97,7 +95,7 @@ std::string jsonLine(const PacketDirectory::Entry& entry) {
   auto& fields = type["fields"] = nlohmann::ordered_json::array();
   for (const FieldRow& row : rowsOf(entry)) {
     nlohmann::ordered_json field = {{"name", row.path}, {"type", row.type}};
-    if (row.hasDefault) field["default"] = row.defaultValue;
+    if (!row.defaultValue.empty()) field["default"] = nlohmann::json::parse(row.defaultValue);
     if (row.isSecret) field["secret"] = true;
     if (!row.isOnWire) field["onWire"] = false;
     fields.push_back(std::move(field));
@@ -138,7 +136,7 @@ std::string tableOf(const PacketDirectory::Entry& entry) {
       std::string(entry.type.name()) + "  " + identifiersText(entry.identifiers) + "\n";
   for (const FieldRow& row : rows) {
     std::string line = "  " + padded(row.path, pathWidth) + padded(row.type, typeWidth);
-    if (row.hasDefault) line += row.defaultValue.dump();
+    line += row.defaultValue;
     if (row.isSecret) line += "  secret";
     if (!row.isOnWire) line += "  not on the wire";
     text.append(line, 0, line.find_last_not_of(' ') + 1).append("\n");

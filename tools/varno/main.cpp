@@ -100,7 +100,7 @@ int run(int argc, const char* const* argv) {
 
 int main(int argc, char** argv) {
   // A pipe that nobody reads is told by the write to it.
-  std::signal(SIGPIPE, SIG_IGN);
+  static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
   // What the library would log of a frame, the output says of it.
   varno::HudLog::setSink([](std::string_view) {});
   return varno::tool::run(argc, argv);
