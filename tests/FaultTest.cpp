@@ -103,7 +103,7 @@ void failEachAllocation(long atLeast, Attempt attempt) {
 class FaultTest : public testing::Test {
  protected:
   FaultTest() {
-    static_cast<void>(RecordingNetwork());  // for what the library makes once and keeps
+    static_cast<void>(RecordingNetwork());  // the library makes some objects once and keeps them
     packet.setTimeZoneId(std::string(600, 'x'));
     frame = frameOf(packet);
   }
@@ -236,7 +236,7 @@ TEST_F(FaultTest, Registration) {
 
 TEST_F(FaultTest, Construction) {
   failEachAllocation(5, [](const Fault& fault) {
-    // None is made that lacks types.
+    // No network with missing types is made.
     EXPECT_EQ(failsUnder(fault, [] { RecordingNetwork network; }), hasFailed);
     return hasFailed;
   });

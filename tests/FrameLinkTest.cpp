@@ -45,7 +45,7 @@ TEST(FrameLink, CarriesWholeFramesOfSeveralThreads) {
   const auto listener = std::make_shared<RecordingListener>();
   bool hasThrown = false;
   listener->action = [&](const auto&) {
-    if (!std::exchange(hasThrown, true)) throw 7;  // costs its own frame nothing and no other
+    if (!std::exchange(hasThrown, true)) throw 7;  // loses neither this frame nor another
   };
   network.registerPacketHandleDelegate(listener);
   std::string end;

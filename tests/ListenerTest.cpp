@@ -96,8 +96,8 @@ TEST_F(ListenerTest, DeliversWhatItIsGiven) {
   EXPECT_THAT(listener->take(), ElementsAre(packet));
 }
 
-// What a listener does to the registry while the packet of its own type is delivered. Two listeners
-// wait for the packet: the first does it, the second sees whether the delivery went on.
+// What a listener does to the registry while a packet of its own type is delivered. Two listeners
+// are registered: the first one does it, the second one shows whether the delivery went on.
 TEST_F(ListenerTest, RegistryChangesDuringDelivery) {
   using Change = std::function<void(const std::shared_ptr<RecordingListener>&)>;
   const HudPacketFilter time = filterOf({kTimeType});

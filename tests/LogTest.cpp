@@ -27,12 +27,12 @@ TEST(Log, PrintableLine) {
       {"\u202E\u200D\uFFFF\U000E0041", R"(\xE2\x80\xAE\xE2\x80\x8D\xEF\xBF\xBF\xF3\xA0\x81\x81)"},
       {"\xE2\x80", R"(\xE2\x80)"},
       {"\xE2\x1B\xE2\x80\n\xF0\x9F\x98", R"(\xE2\x1B\xE2\x80\x0A\xF0\x9F\x98)"},
-      {"\xE2\xE2\x82\xAC", "\\xE2\u20AC"},  // the character behind a damaged one is whole
+      {"\xE2\xE2\x82\xAC", "\\xE2\u20AC"},  // the character behind a damaged one stays
   };
   for (const auto& [line, printable] : rows) EXPECT_EQ(HudLog::printableLine(line), printable);
 }
 
-// Encoded as if surrogates were characters, too.
+// UTF-8 for every value, surrogates included.
 std::string utf8Of(unsigned point) {
   const auto tail = [point](unsigned shift) {
     return static_cast<char>(0x80 | (point >> shift & 0x3F));
@@ -87,7 +87,7 @@ TEST(Log, SinkReceivesTheExactText) {
   EXPECT_THAT(log.take(), ElementsAre(line));
 }
 
-// A sink may throw, log, replace itself, and own what logs when it goes.
+// A sink may throw, log, replace itself, and own an object that logs in its destructor.
 TEST(Log, SinksMayDoAsTheyLike) {
   struct LastWords {
     ~LastWords() { HudLog::write("gone"); }

@@ -27,7 +27,7 @@ struct FamilylessPacket : TypedPacket<FamilylessPacket, HudPacket, 1, 0> {
   static constexpr std::string_view kTypeName = "FamilylessPacket";
 };
 
-// What a type leaves open fails, behind what was written by then.
+// An operation that a type does not override throws; what was written before stays.
 TEST(Packet, AbstractBasesFail) {
   const std::pair<std::unique_ptr<HudPacket>, const char*> rows[] = {
       {std::make_unique<HudPacket>(), "41 02"},

@@ -8,7 +8,7 @@
 namespace varno::test {
 namespace {
 
-// A packet type as it stands on the wire and in the log. All bytes are stuffed.
+// A packet type on the wire and in the log. All bytes are as stuffed.
 struct TypeRow {
   PacketType type;
   std::string header;         // STX and the three identifiers

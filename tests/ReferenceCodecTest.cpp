@@ -1,5 +1,5 @@
-// The library's streams against the plain ones of bench/ReferenceCodec.h: the same bytes, the same
-// failures at the same offsets, and the same bytes stored before a failure.
+// Compares the library's streams with the plain ones of tests/reference/ReferenceCodec.h: the same
+// bytes, the same failures at the same offsets, and the same bytes stored before a failure.
 
 #include <VarnoNetwork/Network/HudInputStream.h>
 #include <VarnoNetwork/Network/HudOutputStream.h>
@@ -18,14 +18,13 @@ using Random = std::minstd_rand;  // the same numbers everywhere, unlike the dis
 
 std::size_t below(Random& random, std::size_t limit) { return random() % limit; }
 
-// Escaped values and their neighbours, and what can stand at the edges of UTF-8's ranges.
+// Escaped values and their neighbors, and the limits of UTF-8's ranges.
 constexpr std::string_view kEdges(
     "\x00\x01\x02\x03\x04\x7C\x7D\x7E\x7F\x80\x8F\x90\x9F\xA0\xBF\xC0\xC1\xC2\xDF\xE0\xED\xEF\xF0"
     "\xF4\xF5\xFF",
     26);
 
-// What is put into clean text: first what goes out as it is, then what is escaped, then what is no
-// UTF-8.
+// What is put into clean text: first what is not escaped, then what is, then what is not UTF-8.
 constexpr std::size_t kUnescaped = 5;
 constexpr std::size_t kValid = 10;
 const std::vector<std::string> kDisturbances = {"\x01\x7E\x04",
@@ -48,10 +47,10 @@ const std::vector<std::string> kDisturbances = {"\x01\x7E\x04",
                                                 "\xF0\x8F\x80\x80",
                                                 "\xC1\xBF"};
 
-// Runs of bytes whose bits a careless search could take for others.
+// Runs of bytes that a faulty bitwise search could confuse.
 constexpr std::string_view kFillings("a\x00~\x7C", 4);
 
-// Lengths around every block size, up to those that the count of a string cannot tell.
+// Lengths around every block size, up to some that are too long for a string's count.
 std::vector<std::size_t> longLengths() {
   std::vector<std::size_t> lengths = {32'767, 32'768, 65'535, 65'536, 65'600};
   for (const std::size_t edge : {256U, 512U, 1'024U, 2'304U, 4'352U}) {

@@ -32,7 +32,7 @@ void readInto(Bytes& bytes, const Descriptor& far) {
   bytes.resize(before + static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
 }
 
-// With limits that no test reaches, so that what ends is ended by something else.
+// With time limits that no test reaches, so that only the tested cause ends a link.
 SocketLinkOptions patient() {
   SocketLinkOptions options;
   options.connectTimeout = options.writeTimeout = options.firstPause = options.longestPause =
@@ -63,7 +63,7 @@ TEST_P(SocketLinkTest, ConnectsAgainAfterTornFrame) {
   SocketLinkOptions options;
   options.onUp = [&] {
     told.emplace_back(writer->write(kKeepAlive) ? "up" : "takes nothing");
-    throw 7;  // costs the connection nothing
+    throw 7;  // must not end the connection
   };
   options.onDown = [&](const std::string& reason) {
     told.push_back(writer->write(kKeepAlive) ? "takes frames" : reason);

@@ -1,9 +1,4 @@
-#include "TestSupport.h"
-
-#include <VarnoNetwork/Network/HudException.h>
-#include <VarnoNetwork/Network/HudInputStream.h>
-#include <VarnoNetwork/Network/HudOutputStream.h>
-#include <tests/reference/ReferenceCodec.h>
+#include "StreamSupport.h"
 
 #include <gtest/gtest.h>
 
@@ -14,24 +9,6 @@
 
 namespace varno::test {
 namespace {
-
-using In = HudInputStream;
-using Out = HudOutputStream;
-using namespace std::string_literals;
-
-Bytes stuffed(std::span<const std::uint8_t> plain) {
-  reference::OutputStream out;
-  out.write(plain.data(), plain.size());
-  return out.toNSData();
-}
-
-std::string text(std::span<const std::uint8_t> bytes) { return {bytes.begin(), bytes.end()}; }
-
-std::string written(const std::optional<std::string>& value) {
-  Out out;
-  out.writeUTF(value);
-  return hex(out.toNSData());
-}
 
 // Checks that the value is written as these bytes, and that they are read as the value.
 template <auto kWrite, auto kRead, class Value>
@@ -101,7 +78,7 @@ TEST(Stream, Runs) {
   EXPECT_EQ(hex(other.toNSData()), "02 7D");
 }
 
-// Each read: its bytes, the operation, what comes of it, and the offset afterwards.
+// Each read: its bytes, the operation, its result, and the offset afterwards.
 TEST(Stream, Reads) {
   const auto readByte = [](In& in) { return std::to_string(in.readByte()); };
   const auto directRead = [](In& in) { return std::to_string(in.directRead()); };
@@ -172,14 +149,6 @@ TEST(Stream, ReadStoresWhatComesBeforeItsFailure) {
   EXPECT_EQ(in.available(), 2);
 }
 
-TEST(Stream, FailedTextLeavesWhatWasThere) {
-  for (const char* wire : {"00", "00 05 41 42", "00 02 41 7D", "00 02 7D 7F"}) {
-    HudString text = "kept";
-    EXPECT_EQ(thrownBy([&] { In(bytes(wire)).readUTF(text); }), kOutOfBounds) << wire;
-    EXPECT_EQ(text, "kept") << wire;
-  }
-}
-
 TEST(Stream, OwnsOrBorrowsItsBytes) {
   Bytes source = bytes("41 42 43");
   In copying(source);
@@ -203,84 +172,6 @@ TEST(Stream, OwnsOrBorrowsItsBytes) {
   EXPECT_EQ(In(nullptr, 4).available(), 0);
   EXPECT_EQ(In::initWithNSData(absent).available(), 0);
   EXPECT_EQ(thrownBy([&] { In::borrowing(absent).readUTF(); }), kOutOfBounds);
-}
-
-// The count is the length modulo 65,536; from 32,768 on it reads as negative, thus as no text.
-TEST(Stream, TextLengths) {
-  const struct {
-    std::size_t length;
-    const char* count;
-    std::size_t follow;
-    std::size_t read;
-  } rows[] = {
-      {0, "00 00", 0, 0},
-      {1, "00 01", 1, 1},
-      {637, "7D 7F 7D 00", 637, 637},
-      {770, "7D 7E 7D 7F", 770, 770},
-      {32767, "7F FF", 32767, 32767},
-      {32768, "80 00", 32768, 0},
-      {65535, "FF FF", 65535, 0},
-      {65536, "00 00", 0, 0},
-      {65537, "00 01", 1, 1},
-      {66173, "7D 7F 7D 00", 637, 637},
-      {131072, "00 00", 0, 0},
-  };
-  for (const auto& row : rows) {
-    for (const char filler : {'a', '}'}) {
-      SCOPED_TRACE(std::to_string(row.length) + filler);
-      Out out;
-      out.writeUTF(std::string(row.length, filler));
-      const Bytes plain(row.follow, static_cast<std::uint8_t>(filler));
-      Bytes wire = bytes(row.count);
-      for (const std::uint8_t byte : stuffed(plain)) wire.push_back(byte);
-      EXPECT_TRUE(out.toNSData() == wire);
-      EXPECT_TRUE(In(wire).readUTF() == std::string(row.read, filler));
-    }
-  }
-}
-
-TEST(Stream, TextIsJudgedWholeBeforeItIsCut) {
-  EXPECT_EQ(written({}), "00 00");
-  std::string accented;
-  for (int at = 0; at < 32768; ++at) accented += "\u00E9";  // 65,536 bytes
-  EXPECT_EQ(written(accented + "\u00E9"), "00 7D 7F C3 A9");
-  EXPECT_EQ(written(accented + "a"), "00 01 C3");  // cut within a character
-  EXPECT_EQ(written(accented + "\xC3"), "00 00");
-  EXPECT_EQ(written(std::string(65540, 'a') + "\xFF"), "00 00");
-  EXPECT_EQ(written("\xFF"s + std::string(65540, 'a')), "00 00");
-}
-
-TEST(Stream, TextMustBeUtf8) {
-  // NUL, the first and last of each length and around the surrogates, U+FEFF.
-  const std::vector<const char*> valid = {"00",       "7F",          "C2 80",      "DF BF",
-                                          "E0 A0 80", "ED 9F BF",    "EE 80 80",   "EF BB BF",
-                                          "EF BF BF", "F0 90 80 80", "F4 8F BF BF"};
-  // Stray continuations, overlong forms, surrogates, above U+10FFFF, truncated, not continued.
-  const std::vector<const char*> invalid = {
-      "80",          "BF",          "C3 A9 A9",    "C0 80",    "C1 BF",       "E0 80 80",
-      "E0 9F BF",    "F0 80 80 80", "F0 8F BF BF", "ED A0 80", "ED BF BF",    "F4 90 80 80",
-      "F5 80 80 80", "FE",          "FF",          "C3",       "E2 82",       "F0 9F 98",
-      "C3 C3",       "C3 29",       "E2 C2 AC",    "E2 82 29", "F0 9F 98 29", "F0 29 98 80"};
-  const auto expectText = [](const char* sample, const std::string& padding, bool isValid) {
-    SCOPED_TRACE(std::string(sample) + " amid " + padding);
-    const std::string sampleText = padding + text(bytes(sample)) + padding;
-    Bytes plain{static_cast<std::uint8_t>(sampleText.size() >> 8),
-                static_cast<std::uint8_t>(sampleText.size() & 0xFF)};
-    plain.insert(plain.end(), sampleText.begin(), sampleText.end());
-    const Bytes wire = stuffed(plain);
-    EXPECT_EQ(written(sampleText), isValid ? hex(wire) : "00 00");
-    In in(wire);
-    EXPECT_EQ(in.readUTF(), isValid ? HudString(sampleText) : HudString());
-    EXPECT_EQ(in.offset(), wire.size());
-  };
-  for (const char* filler : {"a", "}", "\u00E9"}) {
-    for (const int around : {0, 1, 7, 12, 13, 14, 15, 16, 17, 63, 64, 65}) {
-      std::string padding;
-      for (int at = 0; at < around; ++at) padding += filler;
-      for (const char* sample : valid) expectText(sample, padding, true);
-      for (const char* sample : invalid) expectText(sample, padding, false);
-    }
-  }
 }
 
 TEST(Stream, BytesCanBeTakenOutAtAnyTime) {

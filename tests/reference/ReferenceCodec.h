@@ -13,12 +13,12 @@
 #include <string_view>
 #include <vector>
 
-// The streams once more, as plainly as they can be said: every byte is written by one call of
-// writeByte and read by one call of readByte, which are kept from being inlined. The tests hold the
-// library's streams against these, the benchmarks tell how much is gained over them.
+// The streams written in the plainest way: every byte is written by one call of writeByte and read
+// by one call of readByte, which are not inlined. The tests compare the library's streams with
+// these; the benchmarks measure the gain over them.
 namespace varno::reference {
 
-// Strict UTF-8, one character after the other: the value is put together, then judged.
+// Strict UTF-8, one character after the other: the value is assembled, then checked.
 inline bool isUtf8(std::string_view text) {
   constexpr char32_t kSmallestOfLength[] = {0, 0, 0x80, 0x800, 0x10000};
   for (std::size_t at = 0; at < text.size();) {
