@@ -11,12 +11,12 @@
 
 namespace varno::bench {
 
-// Does what is measured so many times.
+// Does what is measured, the given number of times.
 using Loop = std::function<void(std::size_t times)>;
 
-// One job, done in up to four ways: by the library; by hand, with what nobody can do without (the
-// floor); by a codec of another design (the peer); and with the byte-at-a-time streams (the
-// reference). A way that says nothing about the job is empty.
+// One job, done in up to four ways: by the library; by hand, with only the steps that no
+// implementation can avoid (the floor); by a codec of another design (the peer); and with the
+// byte-at-a-time streams (the reference). Ways that do not apply are empty.
 struct Case {
   std::string name;
   Loop library;
@@ -43,7 +43,7 @@ Loop repeat(Action action) {
   };
 }
 
-// A comparison is worth nothing if the ways do not do the same.
+// The ways are comparable only if they do the same.
 inline void require(bool condition, const std::string& what) {
   if (condition) return;
   std::cerr << "The benchmark compares different things: " << what << '\n';

@@ -34,7 +34,7 @@ class QueueThread {
   std::thread thread_;
 };
 
-// The least that a hand-over can be: one place for one call, a lock and two conditions.
+// The simplest hand-over: a slot for one call, a lock and two condition variables.
 class Mailbox {
  public:
   Mailbox() : thread_([this] { run(); }) {}

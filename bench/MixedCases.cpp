@@ -13,7 +13,7 @@
 namespace varno::bench {
 namespace {
 
-constexpr std::size_t kPackets = 4096;  // more than a branch predictor learns by heart
+constexpr std::size_t kPackets = 4096;  // too many for a branch predictor to learn
 
 std::string randomText(std::minstd_rand& random) {
   std::string text(random() % 41, ' ');

@@ -109,7 +109,7 @@ Loop referenceLoop(const HudPacket& packet, std::size_t listenerCount) {
   return repeat([network, frame = frameOf(packet)] { network->handleRawPacket(frame); });
 }
 
-// Receives packets whose type is one of so many. What it costs must not depend on that.
+// Receives packets while the given number of types is registered. The cost must not depend on it.
 Loop amongTypes(std::int32_t count) {
   const auto network = std::make_shared<Transport>();
   const std::shared_ptr<HudPacket> packet = smallPacket();

@@ -13,8 +13,8 @@
 #include <string_view>
 #include <utility>
 
-// Sending and receiving as plainly as they can be said, over the byte-at-a-time streams. The fields
-// come by forEachField, so it knows every packet type whose payload is its fields in order.
+// Sends and receives in the plainest way, over the byte-at-a-time streams. It gets the fields by
+// forEachField, so it handles every packet type whose payload is its fields in order.
 namespace varno::reference {
 
 class Network {

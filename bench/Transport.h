@@ -18,7 +18,7 @@ class Transport : public HudNetwork {
   bool sendPacketImpl(Bytes frame) override;
 };
 
-// The same, without a network around it; made where the compiler cannot see which class it is.
+// The same without a network around it, made where the compiler cannot see its class.
 std::unique_ptr<IHudNetworkImpl> makeTransport();
 
 // Listeners that drop each packet at once.

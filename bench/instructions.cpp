@@ -23,14 +23,14 @@ int main(int argc, char** argv) {
     return 2;
   }
   for (const Case& one : allCases()) {
-    if (one.waits) continue;  // what a thread does while it waits is not the same twice
+    if (one.waits) continue;  // what a waiting thread executes differs from run to run
     for (const auto& [way, member] : kWays) {
       const Loop& loop = one.*member;
       if (!loop) continue;
       if (isList) {
         std::cout << one.name << '\t' << way << '\n';
       } else if (one.name == argv[1] && way == argv[2]) {
-        loop(16);  // what happens once is over
+        loop(16);  // after that, nothing happens for the first time
         measured(loop, std::stoul(argv[3]));
         return 0;
       }

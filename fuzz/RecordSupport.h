@@ -63,7 +63,7 @@ inline ReadResult readAll(std::istream& stream, InputFormat format) {
   return result;
 }
 
-// Reads the input at once and a few bytes at a time, which has to make no difference.
+// Reads the input at once and a few bytes at a time; both must give the same.
 inline ReadResult readAll(const std::string& input, InputFormat format, std::size_t chunk) {
   std::istringstream stream(input);
   ReadResult result = readAll(stream, format);

@@ -73,7 +73,7 @@ void roundTrip(Link& link, ByteSpan body) {
           "no mark inside a frame");
   const std::shared_ptr<HudPacket> again = link.receive(sent);
   if (dynamic_cast<const HudVersionEventPacket*>(packet.get()) != nullptr) {
-    // Its writer leaves out a separator that its reader asks for.
+    // Its writer omits a separator that its reader requires.
     require(again == nullptr, "a version event does not read what it writes");
     return;
   }

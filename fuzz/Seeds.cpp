@@ -136,7 +136,7 @@ void writeSeeds(const std::filesystem::path& root) {
     packet->editFields(randomFiller);
     add(name + "-random", frameOf(*packet));
   }
-  // The version event's writer leaves out a separator that its reader asks for.
+  // The version event's writer omits a separator that its reader requires.
   HudVersionEventPacket version;
   version.setModelName("A");
   version.setSystemVersion("1.0&");

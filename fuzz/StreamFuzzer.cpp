@@ -27,7 +27,8 @@ using Bytes = std::vector<std::uint8_t>;
 // What a stream may hold before its script is cut off, so that no input takes long.
 constexpr std::int64_t kMostBytes = 140'000;
 
-// A length: mostly short, else close to one where the streams or the protocol change their ways.
+// A length: mostly short, otherwise close to one at which the streams or the protocol behave
+// differently.
 std::size_t pieceLength(Script& script) {
   constexpr std::size_t kStreamTurns[] = {64, 256, 512, 1024, 4096, 8192};
   constexpr std::size_t kProtocolTurns[] = {32768, 65536, 131072};
@@ -38,8 +39,8 @@ std::size_t pieceLength(Script& script) {
   return turn + script.byte() - 64;
 }
 
-// A few of the script's bytes; as text, one of them may stand for a character, among those where
-// strict UTF-8 begins and ends and those just beyond.
+// A few of the script's bytes. As text, one of them may stand for a character at or just beyond the
+// limits of strict UTF-8.
 Bytes pattern(Script& script, bool isText) {
   constexpr std::string_view kCharacters[] = {
       "\x7F",         "\xC2\x80",         "\xDF\xBF",         "\xE0\xA0\x80",
@@ -174,7 +175,7 @@ class Readers {
   }
 
  private:
-  // The failure of both counts as the same result, and leaves both where the next read goes on.
+  // If both fail, that is the same result; both then go on with the next read.
   template <class Read>
   void both(Read read) {
     const auto attempt = [&](auto& from) {
