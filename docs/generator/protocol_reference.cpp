@@ -22,18 +22,9 @@ change of one, this command writes it anew, and the tests fail until it has run:
 
     scripts/build.sh release update_protocol_reference
 
-A frame is `02`, the command, param1, param2, the payload's fields in the order given here, `03`.
-There is no length, no padding and no checksum. Between the marks, each byte `02`, `03` or `7D` is
-sent as `7D` followed by the byte XOR `7D`.
-
-| Encoding | Bytes, before that |
-|---|---|
-| boolean | 1: `01` for true, `00` for false; any other value reads as true |
-| unsigned 8-bit | 1 |
-| signed 16-bit, 32-bit, 64-bit | 2, 4, 8: two's complement, most significant byte first |
-| 32-bit float, 64-bit float | 4, 8: IEEE 754, most significant byte first |
-| string | the number of its UTF-8 bytes as signed 16-bit, then these bytes |
-| set of strings | their number as signed 32-bit, then the strings |
+A frame is `02`, the command, param1, param2, the payload's fields in the order given here, `03`. The
+[wire format](wire-format.md) tells how [values](wire-format.md#values) are encoded, and how the bytes
+between the marks are [stuffed](wire-format.md#stuffing).
 
 The defaults are those of a packet as it is constructed, which is also what a packet is parsed into.
 The example is the frame of such a packet.
