@@ -27,7 +27,7 @@ void logAs(std::string_view name) {
   std::string prefix(name);
   prefix.resize(kNameWidth, ' ');
   HudLog::setSink([prefix = prefix + "| "](std::string_view line) {
-    // What a peer sent is in these lines, so nothing in them may drive the terminal.
+    // These lines contain what a peer sent, so nothing in them may control the terminal.
     const std::string text = prefix + shortened(HudLog::printableLine(line)) + '\n';
     // A log that nobody reads any more must not end the program.
     [[maybe_unused]] const ssize_t written = ::write(STDOUT_FILENO, text.data(), text.size());

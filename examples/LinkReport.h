@@ -6,8 +6,8 @@
 
 namespace varno::example {
 
-// Two packet types of this application's own, one each way, that phone and display both know: each
-// side tells what it has put on the line, so that the other can tell whether anything was lost.
+// Two packet types of this application, one in each direction: each side reports what it has put on
+// the line, so that the other can tell whether anything was lost.
 
 // Tells the display how many frames the phone has sent, this one included.
 class LinkReportCommandPacket : public TypedPacket<LinkReportCommandPacket, CommandPacket, 100, 1> {

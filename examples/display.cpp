@@ -23,7 +23,7 @@
 namespace varno::example {
 namespace {
 
-constexpr std::chrono::seconds kTimeLimit{10};  // for all of it
+constexpr std::chrono::seconds kTimeLimit{10};  // for the whole run
 
 using Bytes = std::vector<std::uint8_t>;
 
@@ -130,8 +130,8 @@ void Display::put(const Bytes& bytes) {
 void Display::answerTime(const SystemTimeCommandPacket& /*time*/) {
   HudVersionEventPacket version;
   version.setModelName("HUD");
-  // The library reads the versions apart by "&" but writes none between them; a unit's own software
-  // does. Here the text brings it along.
+  // The library separates the versions by "&" when it reads, but writes none between them; a unit's
+  // own software does. So here the text contains it.
   version.setSystemVersion("2.1&");
   version.setBleVersion("1.4");
   send(version);
@@ -174,8 +174,8 @@ void Display::answerConnection(const BluetoothConnectionCommandPacket& connectio
   send(connected);
 }
 
-// Disturbs the line in the ways in which a real one is disturbed. The frame that follows each of
-// them is good and must arrive.
+// Disturbs the line as real ones are disturbed. The frame that follows each disturbance is good and
+// must arrive.
 void Display::answerLineCheck(const UartConnectionCheckCommandPacket& /*check*/) {
   Bytes noise;
   for (std::uint8_t byte = 0xFF; byte > STX; --byte) noise.push_back(byte);

@@ -1,6 +1,6 @@
-// A main thread that waits in epoll: for the library's tasks, of which an eventfd tells it, and for
-// other things as well, here a timer. The phone's link leads back to itself, so it hears what it
-// says. Exit status 0 when it has.
+// A main thread that waits in epoll: for the library's tasks, which an eventfd announces, and for
+// other events, here a timer. The phone's link leads back to itself, so it receives what it sends.
+// Exit status 0 when it has.
 
 #include "DemoLog.h"
 #include "link/DescriptorNetwork.h"
@@ -43,7 +43,7 @@ class EpollLoop {
       clear(wakeUp_->number());  // before runPending(), which may ask for another turn
       queue_.runPending();
     });
-    // Shares in the descriptor, since a thread may still be in here when the loop is gone.
+    // Shares the descriptor: a thread may still be in here when the loop is destroyed.
     queue_.setWakeUp([wakeUp = wakeUp_] { ::eventfd_write(wakeUp->number(), 1); });
   }
 
@@ -120,7 +120,7 @@ void run() {
     failure = reason;
     quit();
   });
-  EpollLoop loop;  // behind the reader, which it lets end
+  EpollLoop loop;  // declared after the reader: its destructor lets the reader's thread end
   quit = [&] { loop.quit(); };
 
   int received = 0;

@@ -1,6 +1,6 @@
-// An application whose loop is not the library's: it takes the place of the main thread. And what
-// becomes of receiving threads when that loop ends while they wait for it. Exit status 0 when each
-// of them was told.
+// An application that runs listeners in an event loop of its own, and what happens to receiving
+// threads when that loop ends while they wait for it. Exit status 0 when each of them got the
+// exception.
 
 #include "DemoLog.h"
 
@@ -21,7 +21,7 @@
 namespace varno::example {
 namespace {
 
-// A loop as many frameworks have one: whatever is to be done is posted to it.
+// An event loop as in many frameworks: tasks are posted to it.
 class ApplicationLoop {
  public:
   using Task = std::function<void()>;
@@ -41,7 +41,7 @@ class ApplicationLoop {
     std::deque<Task> left;
     const std::lock_guard lock(mutex_);
     hasEnded_ = true;
-    tasks_.swap(left);  // destroyed, which tells those who wait
+    tasks_.swap(left);  // destroyed, which ends the waits for them
   }
 
   void quit() { hasQuit_ = true; }
@@ -62,7 +62,7 @@ class ApplicationLoop {
   bool hasEnded_ = false;
 };
 
-// The thread that constructs it, which runs the loop, as the library's main thread.
+// Makes the thread that constructs it, which runs the loop, the library's main thread.
 class ApplicationThread : public MainThread {
  public:
   explicit ApplicationThread(std::shared_ptr<ApplicationLoop> loop) : loop_(std::move(loop)) {}
@@ -75,7 +75,7 @@ class ApplicationThread : public MainThread {
   const std::thread::id thread_ = std::this_thread::get_id();
 };
 
-// A receiving thread, without the link it would read.
+// A receiving thread, with a fixed frame instead of a link.
 void receive(HudNetwork& network, const std::string& name) {
   constexpr std::array<std::uint8_t, 6> kKeepAlive{STX, 0x7D, 0x7F, 0x0F, 0x00, ETX};
   try {
@@ -106,8 +106,8 @@ bool run() {
 
   loop->post([] { HudLog::write("a task of the application's own"); });
   loop->run();
-  // The loop has ended, so nobody waits for it any more. It stays the main thread: the standard
-  // queue in its place would be one that nobody runs.
+  // The loop has ended, so nobody waits for it any more. It stays the library's main thread: nobody
+  // would run the standard queue in its place.
   for (std::future<void>& receiver : receivers) receiver.get();
   return received == kPackets;
 }

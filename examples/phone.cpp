@@ -42,8 +42,8 @@ class Phone {
  public:
   explicit Phone(const std::string& device);
 
-  // Tells the display all that there is to tell. Throws std::runtime_error where something that was
-  // expected did not arrive.
+  // Sends everything to the display. Throws std::runtime_error if something that was expected did
+  // not arrive.
   void run();
 
  private:
@@ -87,7 +87,7 @@ Phone::Phone(const std::string& device)
   HudPacketFilter filter;
   filter.addFilter<WifiStationStatusEventPacket>();
   network_.registerPacketHandleDelegate(wifi_, &filter);
-  reader_.start();  // behind the registrations, which could wait for ever while frames arrive
+  reader_.start();  // after the registrations, which could wait for ever while frames arrive
 }
 
 void Phone::run() {
@@ -142,7 +142,7 @@ void Phone::joinWifi() {
   station.setPassword("not-a-real-password");
   send(station);
   const auto status = await<WifiStationStatusEventPacket>();
-  // Each listener is a task of its own, so the indicator's may be yet to come.
+  // Each listener is called in a task of its own, so the indicator's call may still be to come.
   runUntil([&] { return wifi_->address() == status->ipAddress(); }, "the indicator was not told");
 }
 
@@ -205,7 +205,7 @@ void Phone::notifyDriver() {
   notify<SocialNotificationPacket>(DEFAULT_SMS_PACKAGE_NAME, "Ada", std::string(20'000, '}'));
 }
 
-// The display disturbs the line in every way it knows, and sends a status after each.
+// The display disturbs the line in all its ways, and sends a status after each.
 void Phone::checkLine() {
   send(UartConnectionCheckCommandPacket());
   await<UartConnectionEventPacket>();
@@ -229,7 +229,7 @@ void Phone::sayGoodbye() {
   checkCounts(answer->counts());
 }
 
-// What the display put on the line against what was found there.
+// Compares what the display put on the line with what was received.
 void Phone::checkCounts(const LinkReportEventPacket::Counts& sent) {
   const FrameCutter::Counts& found = reader_.counts();
   const auto failed = static_cast<std::int64_t>(reader_.failedFrames());

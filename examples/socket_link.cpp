@@ -1,6 +1,6 @@
 // A phone that keeps its link to a display, over TCP or a Unix socket, although the display goes
-// away in the middle of a frame and comes back. Both ends are in this one process. Exit status 0
-// when all of it went well.
+// away in the middle of a frame and comes back. Both ends are in this process. Exit status 0 when
+// all went well.
 //
 //   socket_link ADDRESS    where the display listens: 127.0.0.1:0 (any free port), ./display.socket
 
@@ -39,7 +39,7 @@ class PhoneNetwork : public HudNetwork {
   SocketLink link_;
 };
 
-// One connection as the display has it: where somebody else connects, there is nothing to keep up.
+// One connection on the display's side, which does not connect again by itself.
 class Display : public HudNetwork {
  public:
   explicit Display(Descriptor connection)
@@ -93,7 +93,7 @@ void run(const SocketAddress& address) {
   int losses = 0;
   PhoneNetwork* sender = nullptr;
   SocketLinkOptions options;
-  options.onUp = [&] {  // a display that was away knows nothing any more
+  options.onUp = [&] {  // a display that was away has lost its state
     WifiStationModeCommandPacket station;
     station.setSsid("Garage");
     HudLog::write("connected -> " + station.description());
@@ -108,7 +108,7 @@ void run(const SocketAddress& address) {
   sender = &phone;
   phone.registerPacketHandleDelegate(router);
   std::optional<Display> display;
-  MainLoop loop;  // behind those whose threads it lets end
+  MainLoop loop;  // declared after those whose threads it lets end
   phone.link().start();
 
   const auto await = [&](const char* what, const std::function<bool()>& isDone) {

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Holds the captures that are written here against Wireshark's own tools: they have to take them
-# without a word, to see in them what was written, and what they write has to be read back.
+# Compares the captures that are written here with Wireshark's own tools: these must accept them
+# without a message and show what was written, and what they write must be read back.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 

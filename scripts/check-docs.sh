@@ -112,7 +112,7 @@ export VARNO_HEADERS=$work/prefix/include
 VARNO_VERSION=$(awk '/^#define VARNO_NETWORK_VERSION_/ { v = v (v ? "." : "") $3 } END { print v }' \
   VarnoNetwork/Version.h)
 export VARNO_VERSION
-# Accessors whose names say all have no comment; a class without one is a mistake.
+# An accessor whose name says all needs no comment; a class without one is a mistake.
 {
   cat docs/Doxyfile
   printf '%s\n' 'EXTRACT_ALL = NO' 'WARN_AS_ERROR = NO' 'GENERATE_HTML = NO'

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Has cppcheck look at all code but the tests, whose macros it cannot read. .cppcheck lists what it
-# reports there that is no fault.
+# Runs cppcheck on all code but the tests, whose macros it cannot read. .cppcheck lists its false
+# reports.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 

@@ -36,7 +36,7 @@ preset() {
   scripts/build.sh "$1" && ctest --preset "$1" --parallel "$(nproc)"
 }
 
-# Builds them with both compilers; each sees for itself that what it compares does the same.
+# Builds them with both compilers; each program checks that what it compares does the same.
 benchmarks() {
   local preset
   for preset in bench bench-os; do

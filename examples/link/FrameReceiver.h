@@ -40,8 +40,9 @@ class FrameReceiver {
   std::uint64_t failedFrames_ = 0;
 };
 
-// Runs what must not end a receiving thread by what it throws: that goes to the log, with `what` in
-// front, and the call returns false. Throws MainThreadClosedException, which is to end the thread.
+// Runs an action whose exceptions must not end a receiving thread: they go to the log, with `what`
+// in front, and the call returns false. Only MainThreadClosedException passes, which is to end the
+// thread.
 bool runOrLog(std::string_view what, const std::function<void()>& action);
 
 }  // namespace varno::example

@@ -3,7 +3,7 @@
 namespace varno::example {
 
 MainLoop::MainLoop(MainThreadQueue& queue) : queue_(queue) {
-  // Shares in the pipe, since a thread may still be in here when the loop is gone.
+  // Shares the pipe: a thread may still be in here when the loop is destroyed.
   queue_.setWakeUp([wakeUp = wakeUp_] { wakeUp->wake(); });
 }
 
