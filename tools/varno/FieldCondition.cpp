@@ -144,7 +144,8 @@ bool FieldCondition::orders(const Value& left, const Value& right) const {
 template <class Value>
 bool FieldCondition::compares(const Value& value) const {
   if constexpr (std::same_as<Value, StringSet>) {
-    return std::ranges::any_of(value, [&](const std::string& each) { return compares(each); });
+    return std::any_of(value.begin(), value.end(),
+                       [&](const std::string& each) { return compares(each); });
   } else if constexpr (std::same_as<Value, HudString>) {
     return compares(value.value_or("null"));
   } else if constexpr (std::same_as<Value, std::string>) {

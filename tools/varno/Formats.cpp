@@ -102,7 +102,9 @@ std::vector<std::string> formatNames() {
 }
 
 InputFormat formatNamed(std::string_view name) {
-  return std::ranges::find(kFormats, name, &Format::name)->format;
+  return std::find_if(kFormats.begin(), kFormats.end(),
+                      [name](const Format& format) { return format.name == name; })
+      ->format;
 }
 
 std::optional<InputFormat> formatOfName(std::string_view path) {

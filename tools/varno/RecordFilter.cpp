@@ -48,12 +48,12 @@ void RecordFilter::prepare() {
   for (const std::string& name : typeNames_) types_.push_back(&entryNamed(name, directory_));
   for (const std::string& text : conditionTexts_) {
     const FieldCondition& condition = conditions_.emplace_back(text);
+    const auto& all = directory_.entries();
     const bool isOfSome =
-        types_.empty()
-            ? std::ranges::any_of(directory_.entries(),
-                                  [&](const auto& entry) { return condition.fits(entry); })
-            : std::ranges::any_of(types_,
-                                  [&](const auto* entry) { return condition.fits(*entry); });
+        types_.empty() ? std::any_of(all.begin(), all.end(),
+                                     [&](const auto& entry) { return condition.fits(entry); })
+                       : std::any_of(types_.begin(), types_.end(),
+                                     [&](const auto* entry) { return condition.fits(*entry); });
     if (!isOfSome) {
       throw Failure(kUsage, "--where '" + shown(text) + "': no such packet has a field '" +
                                 shown(condition.path()) + "' with such a value");
@@ -70,12 +70,13 @@ bool RecordFilter::isWantedPacket(const TrafficRecord& record) const {
   if (record.kind != RecordKind::kFrame) return false;
   const PacketDirectory::Entry* const entry = entryOf(record.bytes, directory_);
   if (entry == nullptr) return false;
-  if (!types_.empty() && std::ranges::find(types_, entry) == types_.end()) return false;
+  if (!types_.empty() && std::find(types_.begin(), types_.end(), entry) == types_.end())
+    return false;
   if (conditions_.empty()) return true;
   const std::shared_ptr<HudPacket> packet = packetIn(record.bytes, *entry);
-  return packet != nullptr && std::ranges::all_of(conditions_, [&](const auto& condition) {
-           return condition.holds(*packet);
-         });
+  return packet != nullptr &&
+         std::all_of(conditions_.begin(), conditions_.end(),
+                     [&](const auto& condition) { return condition.holds(*packet); });
 }
 
 }  // namespace varno::tool
