@@ -6,6 +6,8 @@
 #   they are what the program prints.
 # - The ```cmake blocks configure a project in which third_party/VarnoNetwork is this tree. A block
 #   without `project` gets one, and an executable of the name that it links where it adds no target.
+# - The commands of the ```console blocks, behind "$ ", print what stands below them, messages
+#   included. `varno` is this tree's; the page's ```text blocks that name a file are in the folder.
 # - The API reference is made from the public headers, without a warning, in build/api/html.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -45,7 +47,7 @@ checkLinks() { # PAGE
 
 checkLanguages() { # PAGE: a block that is called otherwise would escape the checks
   local other
-  other=$(awk '/^ *```/ && (inCode = !inCode)' "$1" | grep -vxE '```(cpp|output|cmake|sh|text)' || true)
+  other=$(awk '/^ *```/ && (inCode = !inCode)' "$1" | grep -vxE '```(cpp|output|cmake|sh|console|text( [a-z.-]+)?)' || true)
   [[ -z $other ]] || fail "$1 has a block that begins $other"
 }
 
@@ -74,6 +76,30 @@ checkProgram() { # PAGE
   [[ ! -s $program.output ]] || diff "$program.output" "$program.printed" ||
     fail "$1: the program prints (>) something else than the page shows (<)"
   echo "ok: $1, program"
+}
+
+checkCommands() { # PAGE
+  local folder=$work/commands line
+  blocks console "$1" >"$work/console"
+  [[ -s $work/console ]] || return 0
+  rm -rf "$folder"
+  mkdir "$folder"
+  awk -v folder="$folder" '
+    /^```/ && file { file = ""; next }
+    /^```text ./ { file = folder "/" $2; next }
+    file { print >file }' "$1"
+  (
+    cd "$folder"
+    export PATH=$work/prefix/bin:$PATH LC_ALL=C.UTF-8
+    while IFS= read -r line; do
+      [[ $line == '$ '* ]] || continue
+      printf '%s\n' "$line"
+      timeout 20 bash -c "${line:2}" </dev/null || (($? != 124)) || echo "It does not end."
+    done <"$work/console"
+  ) >"$work/printed" 2>&1
+  diff "$work/console" "$work/printed" ||
+    fail "$1: the commands print (>) something else than the page shows (<)"
+  echo "ok: $1, commands"
 }
 
 checkProject() { # PAGE NUMBER
@@ -123,6 +149,7 @@ echo "ok: API reference of $VARNO_VERSION in build/api/html"
 
 for page in README.md SECURITY.md CONTRIBUTING.md docs/*.md; do
   checkProgram "$page"
+  checkCommands "$page"
   count=$(grep -cx '```cmake' "$page" || true)
   for ((number = 1; number <= count; ++number)); do
     checkProject "$page" "$number"
