@@ -74,9 +74,9 @@ InputFile::int_type InputFile::underflow() {
 OutputFile::OutputFile(const std::string& path)
     : path_(path),
       name_(path == "-" ? "standard output" : shown(path)),
-      descriptor_(opened(path, O_WRONLY | O_CREAT | O_TRUNC, STDOUT_FILENO)),
-      isTerminal_(::isatty(descriptor_.number()) != 0) {
+      descriptor_(opened(path, O_WRONLY | O_CREAT | O_TRUNC, STDOUT_FILENO)) {
   if (descriptor_.number() < 0) fail(errno);
+  isTerminal_ = ::isatty(descriptor_.number()) != 0;
   buffer_.resize(kBufferBytes);
   setp(buffer_.data(), buffer_.data() + buffer_.size());
 }

@@ -83,7 +83,7 @@ class OutputFile : public std::streambuf {
   std::string path_;
   std::string name_;
   Descriptor descriptor_;
-  bool isTerminal_;
+  bool isTerminal_ = false;
   std::vector<char> buffer_;
 };
 
