@@ -16,6 +16,7 @@ namespace varno {
 // threads may read it.
 class VARNO_EXPORT PacketDirectory {
  public:
+  // One packet type, and what is known of all its packets.
   struct Entry {
     PacketType type;
     PacketIdentifiers identifiers;

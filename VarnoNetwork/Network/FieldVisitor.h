@@ -74,6 +74,7 @@ class BasicFieldVisitor {
 
 using FieldVisitor = BasicFieldVisitor<true>;
 
+// May change the values that it visits, and the lengths of lists.
 class FieldEditor : public BasicFieldVisitor<false> {
  public:
   // Called after the last element of a list: says whether to append one more, which is visited
@@ -114,6 +115,7 @@ class UniformFieldVisitor : public Base {
 
 namespace detail {
 
+// The visitor that forEachField makes of its action.
 template <class Base, class Action>
 class FieldCaller : public UniformFieldVisitor<FieldCaller<Base, Action>, Base> {
  public:
