@@ -42,7 +42,9 @@ class HexDumpReader : public CutReader {
       close(0);
     }
     if (closed_.empty()) {
-      if (!std::exchange(hasDumps_, true)) tell("The text has no dump, nor is it anything else");
+      if (!std::exchange(hasDumps_, true)) {
+        tell("No hex dump is in the text, and no other form was recognized");
+      }
       return false;
     }
     current_ = std::move(closed_.front());
