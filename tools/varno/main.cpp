@@ -44,7 +44,8 @@ std::string examplesText(const Subcommand& subcommand) {
 
 int parseAndRun(int argc, const char* const* argv) {
   CLI::App app{std::string(kAbout), "varno"};
-  app.footer(exitCodesText());
+  app.footer("`varno SUBCOMMAND --help` has examples, `varno --man` prints the manual page.\n\n" +
+             exitCodesText());
   app.set_version_flag("--version", versionText());
   bool wantsManual = false;
   app.add_flag("--man", wantsManual, "Print the manual page")->group("");
