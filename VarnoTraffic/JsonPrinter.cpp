@@ -2,6 +2,7 @@
 #include <VarnoTraffic/JsonLines.h>
 #include <VarnoTraffic/Private/DecodedFrame.h>
 #include <VarnoTraffic/Private/JsonFieldPrinter.h>
+#include <VarnoTraffic/Private/SecretTail.h>
 
 #include <utility>
 
@@ -15,13 +16,17 @@ struct JsonPrinter::State {
 
   bool showsSecrets;
   PacketDirectory directory;
+  SecretTail secretTail;
   std::vector<std::uint8_t> memory;
 };
 
 void JsonPrinter::State::appendBytes(std::string& text, const TrafficRecord& record) {
   const bool isFrame = record.kind == RecordKind::kFrame;
   DecodedFrame decoded;
-  if (isFrame) decoded = decodeFrame(record.bytes, directory, memory);
+  if (isFrame) {
+    secretTail.endAt(record);
+    decoded = decodeFrame(record.bytes, directory, memory);
+  }
   if (decoded.entry != nullptr) {
     text += ",\"type\":";
     appendJsonText(text, decoded.entry->type.name());
@@ -37,13 +42,15 @@ void JsonPrinter::State::appendBytes(std::string& text, const TrafficRecord& rec
   std::vector<bool> hidden;
   std::vector<std::string> problems;
   const bool hasProblems = isFrame && !decoded.isExact;
-  const bool mayHide = !showsSecrets && (decoded.entry == nullptr || decoded.entry->mayHaveSecrets);
+  const bool mayHide =
+      isFrame && !showsSecrets && (decoded.entry == nullptr || decoded.entry->mayHaveSecrets);
   if (hasProblems || mayHide) {
     const Explanation explanation = explainFrame(record.bytes, directory);
     if (mayHide) hidden = explanation.secretBytes();
     if (hasProblems)
       problems = explanation.sentences(showsSecrets ? Secrets::kShown : Secrets::kHidden);
   }
+  if (!isFrame && !showsSecrets) hidden = secretTail.hiddenBytes(record, directory);
   if (isFrame || (!record.bytes.empty() && mayHaveBytes(record.kind))) {
     text += isFrame ? ",\"frame\":\"" : ",\"bytes\":\"";
     appendHex(text, record.bytes, "", hidden);

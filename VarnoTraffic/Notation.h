@@ -72,7 +72,8 @@ class VARNO_EXPORT NotationPrinter {
   // hidden. So a frame that the packet in it would not write is printed as raw, with the packet as
   // remark and with what is wrong: bytes behind the last field, a boolean other than 0 or 1,
   // stuffing where none is needed, a version event, an unknown id, damage. Of such a frame
-  // everything from the first secret on is hidden, as it may be part of it.
+  // everything from the first secret on is hidden, as it may be part of it. So are the bytes
+  // outside any frame behind a piece of a packet that may have secrets, record after record.
   void append(std::string& text, const TrafficRecord& record);
 
   // Appends the packet with all its fields, those that its frame does not carry included. Read

@@ -2,8 +2,7 @@
 #include <VarnoTraffic/Notation.h>
 #include <VarnoTraffic/Private/DecodedFrame.h>
 #include <VarnoTraffic/Private/FieldPrinter.h>
-
-#include <VarnoNetwork/Network/Wire.h>
+#include <VarnoTraffic/Private/SecretTail.h>
 
 #include <utility>
 
@@ -14,7 +13,7 @@ struct NotationPrinter::State {
       : showsSecrets(secrets == Secrets::kShown), directory(std::move(types)) {}
 
   void appendFrame(std::string& text, const TrafficRecord& record);
-  void appendBytes(std::string& text, const TrafficRecord& record, std::string_view word) const;
+  void appendBytes(std::string& text, const TrafficRecord& record, std::string_view word);
   void appendPacket(std::string& text, const HudPacket& packet, FieldPrinting printing) const {
     text += packet.typeName();
     FieldPrinter printer(text, printing);
@@ -23,11 +22,13 @@ struct NotationPrinter::State {
 
   bool showsSecrets;
   PacketDirectory directory;
+  SecretTail secretTail;
   std::vector<std::uint8_t> memory;
   std::string remark;
 };
 
 void NotationPrinter::State::appendFrame(std::string& text, const TrafficRecord& record) {
+  secretTail.endAt(record);
   const DecodedFrame decoded = decodeFrame(record.bytes, directory, memory);
   if (decoded.isExact && decoded.entry->hasPlainName) {
     return appendPacket(text, *decoded.packet,
@@ -54,13 +55,12 @@ void NotationPrinter::State::appendFrame(std::string& text, const TrafficRecord&
 }
 
 void NotationPrinter::State::appendBytes(std::string& text, const TrafficRecord& record,
-                                         std::string_view word) const {
+                                         std::string_view word) {
   text += word;
   if (record.bytes.empty() || !mayHaveBytes(record.kind)) return;
   text += ' ';
-  const bool isChecked = !showsSecrets && record.bytes.front() == STX;
   appendHex(text, record.bytes, " ",
-            isChecked ? explainFrame(record.bytes, directory).secretBytes() : std::vector<bool>());
+            showsSecrets ? std::vector<bool>() : secretTail.hiddenBytes(record, directory));
 }
 
 NotationPrinter::NotationPrinter(Secrets secrets, PacketDirectory directory)

@@ -192,6 +192,31 @@ TEST(NotationTest, SaysWhatItExpected) {
   EXPECT_EQ(error.pointTo("\xC3\xA9\t\x1Bx"), "\xC3\xA9..x\n    ^");
 }
 
+TEST(NotationTest, HidesTheRestOfASecretThatBreaksOff) {
+  const Bytes begun = bytes("02 7D 7F 10 00 00 06 47");  // inside of the name before the password
+  const struct {
+    TrafficRecord record;
+    const char* text;
+    const char* json;
+  } rows[] = {
+      {{{}, Direction::kToDisplay, RecordKind::kTorn, begun, {}}, "10 00 ** **", "1000****"},
+      {{{}, Direction::kToPhone, RecordKind::kNoise, {0x41}, {}}, "< noise 41", "\"41\""},
+      {{{}, Direction::kToDisplay, RecordKind::kNoise, {0x41, 0x42}, {}}, "** **", "\"****\""},
+      {{{}, Direction::kToDisplay, RecordKind::kFrame, kKeepAlive, {}}, "KeepAlive", "KeepAlive"},
+      {{{}, Direction::kToDisplay, RecordKind::kNoise, {0x41}, {}}, "> noise 41", "\"41\""},
+  };
+  NotationPrinter lines;
+  JsonPrinter json;
+  for (const auto& row : rows) {
+    std::string text;
+    lines.append(text, row.record);
+    EXPECT_NE(text.find(row.text), std::string::npos) << text;
+    text.clear();
+    json.append(text, row.record);
+    EXPECT_NE(text.find(row.json), std::string::npos) << text;
+  }
+}
+
 // Whole inputs, with a record of every kind and lines that are none.
 TEST(NotationTest, ReadsAndWritesLines) {
   std::vector<TrafficRecord> records;
