@@ -112,8 +112,9 @@ void HudNetwork::extractHudPacketClass() {
           formatText("Duplicated command[%d] param1[%d] param2[%d] %@ and %@", ids->command,
                      ids->param1, ids->param2, registered->type.name(), type.name()));
     }
-    if (state_->registry.find(type) != nullptr) throwAmbiguous(*table, type, id);
-    table->insert(id, state_->registry.listenersOf(type));
+    PacketListeners* const listeners = state_->registry.addType(type);
+    if (listeners == nullptr) throwAmbiguous(*table, type, id);
+    table->insert(id, *listeners);
   }
   state_->setTypes(std::move(table));
 }

@@ -27,6 +27,12 @@ void ListenerRegistry::throwIfChanged(const PacketListeners& listeners,
   if (listeners.changes != changes || hasPending_) throw CollectionMutatedException();
 }
 
+PacketListeners* ListenerRegistry::addType(PacketType type) {
+  if (find(type) != nullptr) return nullptr;
+  const std::lock_guard lock(dataLock_);
+  return &all_.emplace_back(type);
+}
+
 PacketListeners& ListenerRegistry::listenersOf(PacketType type) {
   const std::lock_guard lock(dataLock_);
   for (PacketListeners& listeners : all_) {

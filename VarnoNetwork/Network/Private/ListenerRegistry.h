@@ -46,6 +46,9 @@ class ListenerRegistry {
  public:
   class Delivery;
 
+  // Adds a type that is new, while the network is constructed; null if it is known already.
+  PacketListeners* addType(PacketType type);
+
   // The listeners of the type; created if the type is new. Their address never changes.
   PacketListeners& listenersOf(PacketType type);
 
