@@ -100,7 +100,7 @@ TEST(Packet, LoggableTextHasNoSecrets) {
 Lines dump(const Bytes& content) {
   LogCapture log;
   HudPacket::hexDump("Label", content);
-  const Lines lines = log.take();
+  Lines lines = log.take();
   HudPacket::hexDump("Label", content.data(), content.size());
   EXPECT_EQ(log.take(), lines);
   return lines;

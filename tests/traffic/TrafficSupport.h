@@ -104,7 +104,7 @@ inline std::string randomText(Random& random) {
                                        "\t",
                                        "\xC3\xA9",
                                        "\xC2\x85",
-                                       "\xE2\x80\xAE",
+                                       "\xE2\x80\xAE",  // NOLINT(misc-misleading-bidirectional)
                                        "\xF0\x9F\x98\x80",
                                        "\xFF",
                                        "\xE2",
