@@ -208,7 +208,9 @@ void HudNetwork::unregisterPacketHandleDelegate(std::shared_ptr<PacketHandleDele
 void HudNetwork::firePacketReceivedEvent(PacketType type,
                                          const std::shared_ptr<HudPacket>& hudPacket) {
   if (!hudPacket) return;
-  const std::shared_ptr<HudPacket> kept = hudPacket;  // a listener may reset the caller's pointer
+  // A listener may reset the caller's pointer.
+  // NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
+  const std::shared_ptr<HudPacket> kept = hudPacket;
   ListenerRegistry::Delivery delivery(state_->registry);
   const PacketListeners* listeners = state_->registry.find(type);
   if (listeners != nullptr) delivery.deliver(*listeners, kept);

@@ -127,6 +127,7 @@ PacketRouter::Subscription PacketRouter::subscribe(Role role, Matches matches,
 void PacketRouter::onPacketReceived(const std::shared_ptr<HudPacket>& packet) {
   // Held here as well: a handler may drop the last owner of the router, or of the packet.
   const std::shared_ptr<State> state = state_;
+  // NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
   const std::shared_ptr<HudPacket> kept = packet;
   if (!state->handOut(*kept, Role::kTyped, Role::kEvery)) {
     state->handOut(*kept, Role::kUntaken, Role::kUntaken);
