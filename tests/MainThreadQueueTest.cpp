@@ -131,6 +131,7 @@ TEST_F(MainThreadQueueTest, WakesAnotherLoopInARace) {
   std::atomic<int> left = kThreads;
   queue.setWakeUp([&] { isWoken = true; });
   std::vector<std::future<std::string>> results;
+  results.reserve(kThreads);
   for (int thread = 0; thread < kThreads; ++thread) {
     results.push_back(startThread([&] {
       for (int round = 0; round < 2000; ++round) queue.runAndWait([] {});

@@ -12,7 +12,6 @@ namespace {
 
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 
 TEST(InputFormat, IsToldByTheFirstBytes) {
   struct Case {
