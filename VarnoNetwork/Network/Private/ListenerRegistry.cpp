@@ -129,6 +129,7 @@ void ListenerRegistry::close() noexcept {
   }
   settle();
   // By index: a destructor may add a type.
+  // NOLINTNEXTLINE(modernize-loop-convert)
   for (std::size_t at = 0; at < all_.size(); ++at) {
     Listeners released;
     const std::lock_guard lock(dataLock_);
