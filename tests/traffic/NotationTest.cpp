@@ -36,7 +36,7 @@ TEST(NotationTest, ReadsBackWhatItPrints) {
 
       // Damaged and whole.
       TrafficRecord record{
-          .time = -static_cast<std::int64_t>(random()) * static_cast<std::int64_t>(random()),
+          .time = -static_cast<std::int64_t>(std::uint64_t{random()} << 31 ^ random()),
           .direction = Direction::kToPhone,
           .bytes = frame,
           .note = randomText(random)};
