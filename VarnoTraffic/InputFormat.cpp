@@ -59,7 +59,7 @@ bool isHexText(std::string_view line) {
     }
     if (beginsWithHexByte(line)) {
       line.remove_prefix(2);
-    } else if (kSeparators.find(line.front()) != std::string_view::npos) {
+    } else if (!line.empty() && kSeparators.find(line.front()) != std::string_view::npos) {
       line.remove_prefix(1);
     } else {
       return false;
