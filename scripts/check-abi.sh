@@ -47,7 +47,9 @@ mapfile -t packets < <(basename --multiple --suffix=.h \
   VarnoNetwork/Network/{Command,Event,Notification}/*Packet.h)
 describe VarnoNetwork "${packets[@]}"
 describe VarnoTraffic TrafficRecord
-libraries=(VarnoNetwork VarnoTraffic)
+describe VarnoLink ManualClock
+describe VarnoDisplay TrafficHistory
+libraries=(VarnoNetwork VarnoTraffic VarnoLink VarnoDisplay)
 
 if [[ ${1:-} == --update ]]; then
   for library in "${libraries[@]}"; do

@@ -59,17 +59,19 @@ blocks() { # LANGUAGE PAGE: with #line, so that errors name the page's lines
 }
 
 checkProgram() { # PAGE
-  local program=$work/${1//\//-} sources=()
+  local program=$work/${1//\//-} sources=() libraries=() library
   blocks cpp "$1" >"$program.cpp"
   [[ -s $program.cpp ]] || return 0
   grep -q '^int main(' "$program.cpp" || echo 'int main() {}' >>"$program.cpp"
   if grep -q '^#include <examples/link/' "$program.cpp"; then
     sources=(examples/link/*.cpp)
   fi
+  for library in Display Link Traffic Network; do # users before those they use
+    libraries+=("$(find "$work/prefix" -name "libVarno$library.a")")
+  done
   quietly "${CXX:-c++}" -std=c++20 -Wall -Wextra -Wpedantic -Werror -pthread \
     -I "$work/prefix/include" -I . "$program.cpp" "${sources[@]}" \
-    "$(find "$work/prefix" -name libVarnoTraffic.a)" \
-    "$(find "$work/prefix" -name libVarnoNetwork.a)" -o "$program"
+    "${libraries[@]}" -o "$program"
   timeout 20 stdbuf -oL "$program" </dev/null >"$program.printed" 2>&1 ||
     fail "$1: the program failed with $?: $(cat "$program.printed")"
   blocks output "$1" >"$program.output"

@@ -10,7 +10,7 @@ work=$(mktemp -d)
 packages=()
 apt=(env DEBIAN_FRONTEND=noninteractive apt-get --quiet --quiet --yes)
 # The libraries around VarnoNetwork, as components.
-components=(Traffic)
+components=(Traffic Link Display)
 cleanUp() {
   rm -rf "$work"
   ((${#packages[@]} == 0)) || "${apt[@]}" purge "${packages[@]}" >/dev/null 2>&1

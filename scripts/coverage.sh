@@ -17,7 +17,7 @@ LLVM_PROFILE_FILE=$PWD/$build/profiles/%p.profraw \
 llvm-profdata merge --sparse $build/profiles/*.profraw --output $build/tests.profdata
 
 measured=("$build/tests/varno_tests" "--instr-profile=$build/tests.profdata" VarnoNetwork
-  VarnoTraffic)
+  VarnoTraffic VarnoLink VarnoDisplay)
 llvm-cov report --show-region-summary=false --show-branch-summary "${measured[@]}"
 
 echo

@@ -7,4 +7,4 @@ cd "$(dirname "$0")/.."
 scripts/dependencies.sh cppcheck >&2
 cppcheck --std=c++20 --enable=warning,style,performance,portability --suppressions-list=.cppcheck \
   --quiet --error-exitcode=1 --template='{file}:{line}: {message} [{id}]' -j "$(nproc)" -I . \
-  VarnoNetwork VarnoTraffic bench docs examples fuzz tools
+  VarnoNetwork VarnoTraffic VarnoLink VarnoDisplay bench docs examples fuzz tools

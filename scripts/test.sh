@@ -8,6 +8,7 @@ cd "$(dirname "$0")/.."
 # Compiles each public header on its own.
 headers=_verify_interface_header_sets
 headersTargets="VarnoNetwork-static$headers VarnoTraffic-static$headers"
+headersTargets+=" VarnoLink-static$headers VarnoDisplay-static$headers"
 
 # A stage: its name | the groups of packages it needs | its command.
 stages=(

@@ -13,7 +13,7 @@ if ! cmake --preset analysis >$work.configure.log 2>&1; then
 fi
 
 # What CMake generates and GoogleTest's sources are compiled, too, but not ours.
-ours="$PWD/(VarnoNetwork|VarnoTraffic|bench|docs|examples|fuzz|tests|tools)/.*${1:-}"
+ours="$PWD/(VarnoNetwork|VarnoTraffic|VarnoLink|VarnoDisplay|bench|docs|examples|fuzz|tests|tools)/.*${1:-}"
 if ! grep --quiet --extended-regexp "\"file\": \"$ours" $work/compile_commands.json; then
   echo "tidy.sh: no file's path matches '${1:-}'" >&2
   exit 2

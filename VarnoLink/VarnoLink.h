@@ -1,0 +1,6 @@
+#pragma once
+
+// Links: what carries frames between an application and a display. All that an application includes
+// for it.
+
+#include <VarnoLink/Clock.h>
