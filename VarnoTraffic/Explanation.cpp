@@ -33,13 +33,6 @@ std::string exceptionText(const std::exception& exception) {
   return (named != nullptr ? std::string(named->name()) + ": " : std::string()) + exception.what();
 }
 
-std::string fieldsText(const HudPacket& packet) {
-  std::string text;
-  FieldPrinter printer(text, {.showsSecrets = true});
-  packet.visitFields(printer);
-  return text.empty() ? text : text.substr(1);
-}
-
 class Explainer {
  public:
   Explainer(ByteSpan frame, const PacketDirectory& directory)

@@ -158,13 +158,6 @@ Value required(const std::optional<Value>& value, const FieldValue& given, std::
   return *value;
 }
 
-std::string fieldsText(const HudPacket& packet) {
-  std::string text;
-  FieldPrinter printer(text, {.showsSecrets = true});
-  packet.visitFields(printer);
-  return text;
-}
-
 void checkNames(const FieldValue& root) {
   static constexpr std::string_view kNames[] = {"time",  "direction", "kind",     "type", "fields",
                                                 "frame", "bytes",     "problems", "note"};

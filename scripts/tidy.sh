@@ -5,21 +5,41 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 scripts/dependencies.sh build test bench sanitizers tidy >&2
-work=build/analysis
-mkdir -p build
-if ! cmake --preset analysis >$work.configure.log 2>&1; then
-  cat $work.configure.log
-  exit 1
+# What CMake generates and GoogleTest's sources are compiled, too, but not ours.
+libraries='VarnoNetwork|VarnoTraffic|VarnoLink|VarnoDisplay'
+folders="($libraries|bench|docs|examples|fuzz|tests|tools)"
+
+configure() { # NAME CMAKE-ARGUMENT...
+  work=build/$1
+  mkdir -p build
+  if ! cmake --preset analysis -B "$work" "${@:2}" >"$work.configure.log" 2>&1; then
+    cat "$work.configure.log"
+    exit 1
+  fi
+}
+
+check() { # REGEX ARGUMENT...
+  if ! run-clang-tidy -quiet -p "$work" -j "$(nproc)" "${@:2}" "$1" >"$work.log" 2>&1; then
+    # Without the command for each file and the count of warnings in other people's headers.
+    grep --invert-match --extended-regexp '^[^ ]*clang-tidy|warnings? generated|^$' "$work.log"
+    exit 1
+  fi
+}
+
+if (($#)); then
+  configure analysis
+  ours="$PWD/$folders/.*$1"
+  if ! grep --quiet --extended-regexp "\"file\": \"$ours" "$work/compile_commands.json"; then
+    echo "tidy.sh: no file's path matches '$1'" >&2
+    exit 2
+  fi
+  check "$ours"
+  exit
 fi
 
-# What CMake generates and GoogleTest's sources are compiled, too, but not ours.
-ours="$PWD/(VarnoNetwork|VarnoTraffic|VarnoLink|VarnoDisplay|bench|docs|examples|fuzz|tests|tools)/.*${1:-}"
-if ! grep --quiet --extended-regexp "\"file\": \"$ours" $work/compile_commands.json; then
-  echo "tidy.sh: no file's path matches '${1:-}'" >&2
-  exit 2
-fi
-if ! run-clang-tidy -quiet -p $work -j "$(nproc)" "$ours" >$work.log 2>&1; then
-  # Without the command for each file and the count of warnings in other people's headers.
-  grep --invert-match --extended-regexp '^[^ ]*clang-tidy|warnings? generated|^$' $work.log
-  exit 1
-fi
+# In batches of files, which takes a fifth of the time. There the analyzer, which follows a function
+# along its paths, sees nothing; it gets the libraries' files one by one.
+configure analysis-batches -DCMAKE_UNITY_BUILD=ON
+check "$PWD/($folders|$work/$folders/.*/Unity)/"
+configure analysis
+check "$PWD/($libraries)/" -checks='-*,clang-analyzer-*'

@@ -8,7 +8,7 @@ namespace varno::test {
 namespace {
 
 using testing::ElementsAre;
-using Lines = std::vector<std::string>;
+using DumpedLines = std::vector<std::string>;
 
 struct RenumberedPacket : SystemTimeCommandPacket {
   std::uint8_t getParam2() const override { return 0x41; }
@@ -97,10 +97,10 @@ TEST(Packet, LoggableTextHasNoSecrets) {
             "WifiStationStatusEventPacket[errorCode : 0 errorMessage :  ipAddress : ]");
 }
 
-Lines dump(const Bytes& content) {
+DumpedLines dump(const Bytes& content) {
   LogCapture log;
   HudPacket::hexDump("Label", content);
-  Lines lines = log.take();
+  DumpedLines lines = log.take();
   HudPacket::hexDump("Label", content.data(), content.size());
   EXPECT_EQ(log.take(), lines);
   return lines;
@@ -120,7 +120,7 @@ TEST(Packet, HexDump) {
               ElementsAre("Label Dump start", "0000 61 62 63 64 65 66 67 68   abcdefgh",
                           "0008 69                        i.......", "Label Dump end"));
 
-  const Lines rows = dump(Bytes(65537, 0x41));
+  const DumpedLines rows = dump(Bytes(65537, 0x41));
   ASSERT_EQ(rows.size(), 8195U);
   EXPECT_EQ(rows[8192], "FFF8 41 41 41 41 41 41 41 41   AAAAAAAA");
   EXPECT_EQ(rows[8193], "10000 41                        A.......");

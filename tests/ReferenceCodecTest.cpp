@@ -14,9 +14,9 @@
 namespace varno::test {
 namespace {
 
-using Random = std::minstd_rand;  // the same numbers everywhere, unlike the distributions
+using Numbers = std::minstd_rand;  // the same numbers everywhere, unlike the distributions
 
-std::size_t below(Random& random, std::size_t limit) { return random() % limit; }
+std::size_t below(Numbers& random, std::size_t limit) { return random() % limit; }
 
 // Escaped values and their neighbors, and the limits of UTF-8's ranges.
 constexpr std::string_view kEdges(
@@ -59,7 +59,7 @@ std::vector<std::size_t> longLengths() {
   return lengths;
 }
 
-std::string randomText(Random& random, std::size_t length) {
+std::string wireText(Numbers& random, std::size_t length) {
   const std::size_t kind = below(random, 4);
   std::string text;
   while (text.size() < length) {
@@ -96,7 +96,7 @@ std::string written(std::string_view text, std::size_t before) {
 // Reads a text first, then whatever comes, and goes on after the first failures. Each read as text:
 // what it gave or stored, whether it failed, and the offset after it.
 template <class Stream>
-std::vector<std::string> readings(std::string_view wire, Random random) {
+std::vector<std::string> readings(std::string_view wire, Numbers random) {
   Stream stream(bytesOf(wire));
   std::string value;
   const auto readSomething = [&] {
@@ -129,13 +129,13 @@ std::vector<std::string> readings(std::string_view wire, Random random) {
   return seen;
 }
 
-void compareReading(std::string_view wire, Random random) {
+void compareReading(std::string_view wire, Numbers random) {
   const auto expected = readings<reference::InputStream>(wire, random);
   ASSERT_EQ(readings<HudInputStream>(wire, random), expected) << hex(bytesOf(wire));
 }
 
 // The text written and read back: as it is, cut near its end, and cut anywhere.
-void compareStreams(std::string_view text, Random& random) {
+void compareStreams(std::string_view text, Numbers& random) {
   const std::size_t before = below(random, 2) == 0 ? 0 : below(random, 1'030);
   const std::string wire = written<reference::OutputStream>(text, before);
   ASSERT_EQ(written<HudOutputStream>(text, before), wire);
@@ -149,7 +149,7 @@ void compareStreams(std::string_view text, Random& random) {
 }
 
 TEST(ReferenceCodec, CleanTextDisturbedAnywhere) {
-  Random random(1);
+  Numbers random(1);
   for (std::size_t length = 0; length <= 200; ++length) {
     for (std::size_t at = 0; at <= length; at += 1 + below(random, 3)) {
       std::string text(length, kFillings[below(random, kFillings.size())]);
@@ -169,18 +169,18 @@ TEST(ReferenceCodec, CleanTextDisturbedAnywhere) {
 }
 
 TEST(ReferenceCodec, RandomBytesAndTexts) {
-  Random random(2);
+  Numbers random(2);
   for (std::size_t length = 0; length <= 200; ++length) {
     for (int round = 0; round < 20; ++round) {
-      ASSERT_NO_FATAL_FAILURE(compareStreams(randomText(random, length), random));
+      ASSERT_NO_FATAL_FAILURE(compareStreams(wireText(random, length), random));
       // Wire bytes that no writer made, with a count that their number allows.
-      std::string wire = randomText(random, length);
+      std::string wire = wireText(random, length);
       if (wire.size() > 2) wire.replace(0, 2, {'\0', static_cast<char>(below(random, 128))});
       ASSERT_NO_FATAL_FAILURE(compareReading(wire, random));
     }
   }
   for (const std::size_t length : longLengths()) {
-    ASSERT_NO_FATAL_FAILURE(compareStreams(randomText(random, length), random));
+    ASSERT_NO_FATAL_FAILURE(compareStreams(wireText(random, length), random));
   }
 }
 

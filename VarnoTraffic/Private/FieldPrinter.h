@@ -1,6 +1,7 @@
 #pragma once
 
 #include <VarnoNetwork/Network/FieldVisitor.h>
+#include <VarnoNetwork/Network/HudPacket.h>
 #include <VarnoTraffic/Private/ValueText.h>
 
 #include <cstddef>
@@ -113,5 +114,13 @@ class FieldPrinter : public UniformFieldVisitor<FieldPrinter, FieldVisitor> {
   bool isBehindSecret_ = false;
   std::vector<Level> levels_;
 };
+
+// The fields' text alone, secrets included; empty where there are none.
+inline std::string fieldsText(const HudPacket& packet) {
+  std::string text;
+  FieldPrinter printer(text, {.showsSecrets = true});
+  packet.visitFields(printer);
+  return text.empty() ? text : text.substr(1);
+}
 
 }  // namespace varno
