@@ -4,3 +4,6 @@
 // for it.
 
 #include <VarnoLink/Clock.h>
+#include <VarnoLink/Duration.h>
+#include <VarnoLink/Fault.h>
+#include <VarnoLink/FaultStage.h>

@@ -2,7 +2,7 @@
 #include <VarnoTraffic/Private/DecodedFrame.h>
 #include <VarnoTraffic/Private/FieldPrinter.h>
 #include <VarnoTraffic/Private/FieldTree.h>
-#include <VarnoTraffic/Private/NearestName.h>
+#include <VarnoTraffic/NearestName.h>
 #include <VarnoTraffic/Private/NotationParser.h>
 
 #include <nlohmann/json.hpp>

@@ -1,7 +1,7 @@
 #include <VarnoTraffic/PacketDirectory.h>
 
 #include <VarnoNetwork/Network/FieldReader.h>
-#include <VarnoTraffic/Private/NearestName.h>
+#include <VarnoTraffic/NearestName.h>
 #include <VarnoTraffic/TrafficRecord.h>
 
 #include <algorithm>

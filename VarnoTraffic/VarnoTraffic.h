@@ -8,6 +8,7 @@
 #include <VarnoTraffic/JsonLines.h>
 #include <VarnoTraffic/LineWriter.h>
 #include <VarnoTraffic/Lint.h>
+#include <VarnoTraffic/NearestName.h>
 #include <VarnoTraffic/Notation.h>
 #include <VarnoTraffic/PacketDirectory.h>
 #include <VarnoTraffic/PcapngWriter.h>

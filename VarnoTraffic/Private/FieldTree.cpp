@@ -2,7 +2,7 @@
 
 #include <VarnoNetwork/Network/FieldVisitor.h>
 #include <VarnoNetwork/Network/PayloadCodec.h>
-#include <VarnoTraffic/Private/NearestName.h>
+#include <VarnoTraffic/NearestName.h>
 #include <VarnoTraffic/Private/ValueText.h>
 
 #include <concepts>

@@ -1,4 +1,4 @@
-#include <VarnoTraffic/Private/NearestName.h>
+#include <VarnoTraffic/NearestName.h>
 
 #include <algorithm>
 #include <cstddef>
