@@ -3,7 +3,13 @@
 // Links: what carries frames between an application and a display. All that an application includes
 // for it.
 
+#include <VarnoLink/Address.h>
 #include <VarnoLink/Clock.h>
 #include <VarnoLink/Duration.h>
 #include <VarnoLink/Fault.h>
 #include <VarnoLink/FaultStage.h>
+#include <VarnoLink/Link.h>
+#include <VarnoLink/LinkLoop.h>
+#include <VarnoLink/LinkOptions.h>
+#include <VarnoLink/LinkTimer.h>
+#include <VarnoLink/LinkWatch.h>
