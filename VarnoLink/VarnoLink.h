@@ -13,3 +13,6 @@
 #include <VarnoLink/LinkOptions.h>
 #include <VarnoLink/LinkTimer.h>
 #include <VarnoLink/LinkWatch.h>
+#include <VarnoLink/FrameInbox.h>
+#include <VarnoLink/FrameWriter.h>
+#include <VarnoLink/MainThreadDescriptor.h>

@@ -1,0 +1,16 @@
+#pragma once
+
+#include <poll.h>
+
+#include <chrono>
+#include <optional>
+#include <span>
+
+namespace varno {
+
+// poll() that signals do not interrupt. False when the deadline passed first; none waits for ever.
+// Throws std::system_error.
+bool pollUntil(std::span<pollfd> descriptors,
+               std::optional<std::chrono::steady_clock::time_point> deadline);
+
+}  // namespace varno
