@@ -2,4 +2,10 @@
 
 // A display when none is on the desk. All that an application includes for it.
 
+#include <VarnoDisplay/DisplayCodes.h>
+#include <VarnoDisplay/DisplayOptions.h>
+#include <VarnoDisplay/DisplayState.h>
+#include <VarnoDisplay/PacketEffects.h>
+#include <VarnoDisplay/SimulatedDisplay.h>
+#include <VarnoDisplay/StateChange.h>
 #include <VarnoDisplay/TrafficHistory.h>

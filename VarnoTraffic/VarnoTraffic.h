@@ -3,6 +3,7 @@
 // What passed over a link, as values. All that an application includes for it.
 
 #include <VarnoTraffic/Explanation.h>
+#include <VarnoTraffic/FrameContent.h>
 #include <VarnoTraffic/FrameCutter.h>
 #include <VarnoTraffic/InputFormat.h>
 #include <VarnoTraffic/JsonLines.h>

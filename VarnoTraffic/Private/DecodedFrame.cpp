@@ -1,8 +1,7 @@
 #include <VarnoTraffic/Private/DecodedFrame.h>
 
-#include <VarnoNetwork/Network/HudInputStream.h>
 #include <VarnoNetwork/Network/HudOutputStream.h>
-#include <VarnoNetwork/Network/Wire.h>
+#include <VarnoTraffic/FrameContent.h>
 
 #include <algorithm>
 #include <new>
@@ -29,21 +28,9 @@ bool writesSame(const HudPacket& packet, std::span<const std::uint8_t> frame,
 DecodedFrame decodeFrame(std::span<const std::uint8_t> frame, const PacketDirectory& directory,
                          std::vector<std::uint8_t>& memory) {
   DecodedFrame decoded;
-  if (frame.size() < kShortestFrame || frame.front() != STX || frame.back() != ETX) return decoded;
-  try {
-    HudInputStream stream = HudInputStream::borrowing(frame.subspan(1, frame.size() - 2));
-    PacketIdentifiers ids;
-    ids.command = stream.readByte();
-    ids.param1 = stream.readByte();
-    ids.param2 = stream.readByte();
-    decoded.entry = directory.find(ids);
-    if (decoded.entry == nullptr) return decoded;
-    decoded.packet = decoded.entry->type.parse(stream);
-  } catch (const std::bad_alloc&) {
-    throw;
-  } catch (...) {
-    return decoded;  // refused, by the frame's header or by an application's type
-  }
+  decoded.entry = entryOf(frame, directory);
+  if (decoded.entry == nullptr) return decoded;
+  decoded.packet = packetIn(frame, *decoded.entry);
   if (decoded.packet) decoded.isExact = writesSame(*decoded.packet, frame, memory);
   return decoded;
 }

@@ -1,10 +1,11 @@
 #include "tools/varno/Failure.h"
 #include "tools/varno/FileBuffers.h"
 #include "tools/varno/Formats.h"
-#include "tools/varno/Frames.h"
 #include "tools/varno/RecordFilter.h"
 #include "tools/varno/RecordSource.h"
 #include "tools/varno/Subcommand.h"
+
+#include <VarnoTraffic/FrameContent.h>
 
 #include <filesystem>
 #include <memory>

@@ -2,6 +2,8 @@
 
 #include "tools/varno/Frames.h"
 
+#include <VarnoTraffic/FrameContent.h>
+
 #include <algorithm>
 #include <utility>
 #include <vector>

@@ -3,6 +3,7 @@
 #include "tools/varno/Frames.h"
 
 #include <VarnoNetwork/Network/HudLog.h>
+#include <VarnoTraffic/FrameContent.h>
 
 #include <algorithm>
 #include <array>

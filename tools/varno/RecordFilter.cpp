@@ -1,7 +1,8 @@
 #include "tools/varno/RecordFilter.h"
 
 #include "tools/varno/Failure.h"
-#include "tools/varno/Frames.h"
+
+#include <VarnoTraffic/FrameContent.h>
 
 #include <algorithm>
 

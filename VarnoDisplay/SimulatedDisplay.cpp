@@ -1,0 +1,228 @@
+#include <VarnoDisplay/SimulatedDisplay.h>
+
+#include <VarnoDisplay/Private/Answers.h>
+#include <VarnoDisplay/Private/Effects.h>
+#include <VarnoNetwork/Network/Command/KeepAliveCommandPacket.h>
+#include <VarnoTraffic/FrameContent.h>
+
+#include <algorithm>
+#include <typeinfo>
+#include <utility>
+
+namespace varno {
+namespace {
+
+constexpr std::uint8_t kEventCommand = 3;
+
+std::optional<LinkTime> earlier(std::optional<LinkTime> left, std::optional<LinkTime> right) {
+  if (!left || !right) return left ? left : right;
+  return std::min(*left, *right);
+}
+
+}  // namespace
+
+struct SimulatedDisplay::State {
+  State(const Clock& displayClock, DisplayOptions displayOptions)
+      : clock(displayClock),
+        options(std::move(displayOptions)),
+        panel(options),
+        told(panel.state),
+        history(options.maxHistory),
+        answers(options, panel,
+                {.send = [this](const HudPacket& packet) { send(packet); },
+                 .hangUp = [this](HangUp how) { hangUp(how); },
+                 .note =
+                     [this](std::string note) {
+                       record({.kind = RecordKind::kNote, .note = std::move(note)});
+                     }}) {}
+
+  void record(TrafficRecord record);
+  void recordPiece(Direction direction, const FrameCutter::Piece& piece, std::string note);
+  void tellChanges(std::string_view cause);
+
+  void goUp();
+  void goDown(std::string_view reason);
+  void hangUp(HangUp how);
+
+  void take(std::span<const std::uint8_t> bytes);
+  void takePacket(const HudPacket& packet);
+  void send(const HudPacket& packet);
+  void sendBytes(std::span<const std::uint8_t> bytes);
+  void advance();
+
+  const Clock& clock;
+  const DisplayOptions options;
+  DisplayPanel panel;
+  DisplayState told;  // as the changes that were told make it
+  DisplayHandlers handlers;
+  TrafficHistory history;
+  FrameCutter fromPhone;
+  FrameCutter toPhone;
+  DisplayAnswers answers;
+  std::uint64_t connections = 0;  // how often the link came up or went down
+  std::uint64_t packetsReceived = 0;
+  std::uint64_t packetsSent = 0;
+};
+
+void SimulatedDisplay::State::record(TrafficRecord record) {
+  record.time = clock.now().time_since_epoch().count();
+  if (handlers.onRecord) handlers.onRecord(record);
+  history.add(std::move(record));
+}
+
+void SimulatedDisplay::State::recordPiece(Direction direction, const FrameCutter::Piece& piece,
+                                          std::string note) {
+  record({.direction = direction,
+          .kind = piece.kind,
+          .bytes = {piece.bytes.begin(), piece.bytes.end()},
+          .note = std::move(note)});
+}
+
+void SimulatedDisplay::State::tellChanges(std::string_view cause) {
+  if (!handlers.onChange || told == panel.state) return;
+  const std::vector<StateChange> changes =
+      changesBetween(told, panel.state, clock.now().time_since_epoch().count(), cause);
+  told = panel.state;
+  for (const StateChange& change : changes) handlers.onChange(change);
+}
+
+void SimulatedDisplay::State::goUp() {
+  LinkView& link = panel.state.link;
+  if (link.isUp) return;
+  ++connections;
+  link.isUp = true;
+  link.missedKeepAlives = 0;
+  link.lineChecks = 0;
+  link.saidGoodbye = false;
+  record({.kind = RecordKind::kLinkUp});
+  answers.linkUp(clock.now());
+  tellChanges("link");
+}
+
+void SimulatedDisplay::State::goDown(std::string_view reason) {
+  if (!panel.state.link.isUp) return;
+  ++connections;
+  if (const auto rest = fromPhone.finish()) recordPiece(Direction::kToDisplay, *rest, {});
+  if (const auto rest = toPhone.finish()) recordPiece(Direction::kToPhone, *rest, {});
+  panel.state.link.isUp = false;
+  panel.state.link.isPhoneAlive = false;
+  answers.linkDown();
+  record({.kind = RecordKind::kLinkDown, .note = std::string(reason)});
+  tellChanges("link");
+}
+
+void SimulatedDisplay::State::hangUp(HangUp how) {
+  if (!panel.state.link.isUp) return;
+  goDown(how == HangUp::kClose ? "the display hung up" : "the display reset the link");
+  if (handlers.onHangUp) handlers.onHangUp(how);
+}
+
+void SimulatedDisplay::State::take(std::span<const std::uint8_t> bytes) {
+  const std::uint64_t connection = connections;
+  while (const std::optional<FrameCutter::Piece> piece = fromPhone.next(bytes)) {
+    std::shared_ptr<HudPacket> packet;
+    if (piece->kind == RecordKind::kFrame) {
+      if (const auto* const entry = entryOf(piece->bytes, options.directory)) {
+        packet = packetIn(piece->bytes, *entry);
+      }
+    }
+    recordPiece(Direction::kToDisplay, *piece, {});
+    if (packet != nullptr) takePacket(*packet);
+    // What a handler has ended takes nothing more.
+    if (connection != connections) return;
+  }
+}
+
+void SimulatedDisplay::State::takePacket(const HudPacket& packet) {
+  ++packetsReceived;
+  const LinkTime now = clock.now();
+  const bool isEvent = packet.getCommand() == kEventCommand;
+  if (!isEvent) {
+    panel.apply(packet, now);
+    if (typeid(packet) == typeid(KeepAliveCommandPacket)) answers.keepAlive(now);
+    tellChanges(packet.typeName());
+  }
+  if (handlers.onPacket && handlers.onPacket(packet)) return;
+  if (!isEvent && panel.state.link.isUp) answers.answer(packet, now);
+}
+
+void SimulatedDisplay::State::send(const HudPacket& packet) {
+  if (!panel.state.link.isUp) return;
+  const std::vector<std::uint8_t> frame = displayFrameOf(packet);
+  ++packetsSent;
+  if (packet.getCommand() == kEventCommand) {
+    panel.apply(packet, clock.now());
+    answers.sent(packet, clock.now());
+    tellChanges(packet.typeName());
+  }
+  sendBytes(frame);
+}
+
+void SimulatedDisplay::State::sendBytes(std::span<const std::uint8_t> bytes) {
+  if (!panel.state.link.isUp) return;
+  toPhone.feed(bytes, [this](const FrameCutter::Piece& piece) {
+    recordPiece(Direction::kToPhone, piece, {});
+  });
+  if (handlers.onOutput) handlers.onOutput(bytes);
+}
+
+void SimulatedDisplay::State::advance() {
+  const LinkTime now = clock.now();
+  panel.removeTimedOut(now);
+  answers.runDue(now);
+  tellChanges("time");
+}
+
+SimulatedDisplay::SimulatedDisplay(const Clock& clock, DisplayOptions options)
+    : state_(std::make_unique<State>(clock, std::move(options))) {}
+
+SimulatedDisplay::~SimulatedDisplay() = default;
+
+void SimulatedDisplay::setHandlers(DisplayHandlers handlers) {
+  state_->handlers = std::move(handlers);
+  state_->told = state_->panel.state;
+}
+
+void SimulatedDisplay::linkUp() { state_->goUp(); }
+void SimulatedDisplay::linkDown(std::string_view reason) { state_->goDown(reason); }
+
+void SimulatedDisplay::receive(std::span<const std::uint8_t> bytes) {
+  if (!isUp()) return;
+  state_->advance();
+  state_->take(bytes);
+}
+
+void SimulatedDisplay::advance() { state_->advance(); }
+
+std::optional<LinkTime> SimulatedDisplay::nextDue() const {
+  return earlier(state_->panel.nextTimeOut(), state_->answers.nextDue());
+}
+
+void SimulatedDisplay::send(const HudPacket& packet) { state_->send(packet); }
+void SimulatedDisplay::sendBytes(std::span<const std::uint8_t> bytes) { state_->sendBytes(bytes); }
+
+void SimulatedDisplay::disconnect(HangUp how) { state_->hangUp(how); }
+
+void SimulatedDisplay::setAnswer(DisplayAnswer answer, bool isOn) {
+  state_->answers.setOn(answer, isOn);
+}
+
+const DisplayState& SimulatedDisplay::state() const { return state_->panel.state; }
+const TrafficHistory& SimulatedDisplay::history() const { return state_->history; }
+const FrameCutter::Counts& SimulatedDisplay::receivedCounts() const {
+  return state_->fromPhone.counts();
+}
+std::uint64_t SimulatedDisplay::packetsReceived() const { return state_->packetsReceived; }
+std::uint64_t SimulatedDisplay::packetsSent() const { return state_->packetsSent; }
+
+void SimulatedDisplay::forEachPacket(Direction direction, PacketType type,
+                                     const std::function<void(const HudPacket&)>& action) const {
+  for (const TrafficRecord& record : state_->history.records()) {
+    if (record.kind != RecordKind::kFrame || record.direction != direction) continue;
+    const auto* const entry = entryOf(record.bytes, state_->options.directory);
+    if (entry == nullptr || !(entry->type == type)) continue;
+    if (const std::shared_ptr<HudPacket> packet = packetIn(record.bytes, *entry)) action(*packet);
+  }
+}
+
+}  // namespace varno
