@@ -1,8 +1,8 @@
 #include <VarnoTraffic/JsonLines.h>
+#include <VarnoTraffic/NearestName.h>
 #include <VarnoTraffic/Private/DecodedFrame.h>
 #include <VarnoTraffic/Private/FieldPrinter.h>
 #include <VarnoTraffic/Private/FieldTree.h>
-#include <VarnoTraffic/NearestName.h>
 #include <VarnoTraffic/Private/NotationParser.h>
 
 #include <nlohmann/json.hpp>

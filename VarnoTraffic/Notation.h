@@ -2,6 +2,7 @@
 
 #include <VarnoNetwork/Export.h>
 #include <VarnoNetwork/Network/HudPacket.h>
+#include <VarnoTraffic/NotationVariables.h>
 #include <VarnoTraffic/PacketDirectory.h>
 #include <VarnoTraffic/Secrets.h>
 #include <VarnoTraffic/TrafficRecord.h>
@@ -101,6 +102,11 @@ class VARNO_EXPORT NotationReader {
   // application's packet type throws when it is written.
   bool read(std::string_view line, TrafficRecord& record, NotationError& error) const;
 
+  // The same for a line with variables. isIncomplete: whether the value of one of them is known
+  // only later, so that the record is not yet what is meant; null where nobody minds.
+  bool read(std::string_view line, const NotationVariables& variables, TrafficRecord& record,
+            NotationError& error, bool* isIncomplete = nullptr) const;
+
   // Reads a line of a packet alone: type and fields, and a note. Null, with the error, where it
   // cannot be understood.
   std::shared_ptr<HudPacket> readPacket(std::string_view line, NotationError& error) const;
@@ -111,6 +117,9 @@ class VARNO_EXPORT NotationReader {
   const PacketDirectory& directory() const { return directory_; }
 
  private:
+  bool read(std::string_view line, const NotationVariables* variables, TrafficRecord& record,
+            NotationError& error, bool* isIncomplete) const;
+
   PacketDirectory directory_;
 };
 

@@ -29,24 +29,9 @@ std::optional<RecordKind> takeKind(NotationParser& parser) {
 
 std::shared_ptr<HudPacket> takePacket(NotationParser& parser, const PacketDirectory& directory,
                                       std::string_view expected) {
-  const std::size_t column = parser.column();
-  const std::string_view name = parser.takeName(expected);
-  const PacketDirectory::Entry* entry = directory.find(name);
-  if (entry == nullptr) {
-    constexpr std::size_t kMostNames = 6;
-    const std::vector<std::string_view> names = directory.alike(name);
-    std::string nearest;
-    for (std::size_t at = 0; at < std::min(names.size(), kMostNames); ++at) {
-      if (at > 0) nearest += ", ";
-      nearest += names[at];
-    }
-    if (names.size() > kMostNames) nearest += ", ..";
-    throwUnexpected(column, name,
-                    names.size() > 1 ? "the name of one packet type" : std::string(expected),
-                    std::move(nearest));
-  }
+  const PacketDirectory::Entry& entry = takePacketType(parser, directory, expected);
   FieldValue values = parser.takeFields();
-  std::shared_ptr<HudPacket> packet = entry->type.make();
+  std::shared_ptr<HudPacket> packet = entry.type.make();
   fillFields(*packet, values, false);
   return packet;
 }
@@ -60,6 +45,25 @@ std::string printable(std::string_view text) {
 bool isContinuation(char byte) { return (static_cast<unsigned char>(byte) & 0xC0) == 0x80; }
 
 }  // namespace
+
+const PacketDirectory::Entry& takePacketType(NotationParser& parser,
+                                             const PacketDirectory& directory,
+                                             std::string_view expected) {
+  const std::size_t column = parser.column();
+  const std::string_view name = parser.takeName(expected);
+  if (const PacketDirectory::Entry* const entry = directory.find(name)) return *entry;
+  constexpr std::size_t kMostNames = 6;
+  const std::vector<std::string_view> names = directory.alike(name);
+  std::string nearest;
+  for (std::size_t at = 0; at < std::min(names.size(), kMostNames); ++at) {
+    if (at > 0) nearest += ", ";
+    nearest += names[at];
+  }
+  if (names.size() > kMostNames) nearest += ", ..";
+  throwUnexpected(column, name,
+                  names.size() > 1 ? "the name of one packet type" : std::string(expected),
+                  std::move(nearest));
+}
 
 std::string NotationError::text() const {
   std::string text = "column " + std::to_string(column) + ": ";
@@ -100,8 +104,18 @@ NotationReader::NotationReader(PacketDirectory directory) : directory_(std::move
 
 bool NotationReader::read(std::string_view line, TrafficRecord& record,
                           NotationError& error) const {
+  return read(line, nullptr, record, error, nullptr);
+}
+
+bool NotationReader::read(std::string_view line, const NotationVariables& variables,
+                          TrafficRecord& record, NotationError& error, bool* isIncomplete) const {
+  return read(line, &variables, record, error, isIncomplete);
+}
+
+bool NotationReader::read(std::string_view line, const NotationVariables* variables,
+                          TrafficRecord& record, NotationError& error, bool* isIncomplete) const {
   try {
-    NotationParser parser(line);
+    NotationParser parser(line, 0, variables);
     record.time = parser.takeTime();
     record.direction.reset();
     for (const Direction direction : {Direction::kToDisplay, Direction::kToPhone}) {
@@ -120,6 +134,7 @@ bool NotationReader::read(std::string_view line, TrafficRecord& record,
       record.note = parser.takeNote("field=value");
       record.bytes = frameOf(*packet);
     }
+    if (isIncomplete != nullptr) *isIncomplete = parser.hasLater();
     return true;
   } catch (NotationError& thrown) {
     error = std::move(thrown);

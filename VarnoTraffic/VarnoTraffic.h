@@ -4,6 +4,7 @@
 
 #include <VarnoTraffic/Explanation.h>
 #include <VarnoTraffic/FrameContent.h>
+#include <VarnoTraffic/FieldCondition.h>
 #include <VarnoTraffic/FrameCutter.h>
 #include <VarnoTraffic/InputFormat.h>
 #include <VarnoTraffic/JsonLines.h>
@@ -11,7 +12,9 @@
 #include <VarnoTraffic/Lint.h>
 #include <VarnoTraffic/NearestName.h>
 #include <VarnoTraffic/Notation.h>
+#include <VarnoTraffic/NotationVariables.h>
 #include <VarnoTraffic/PacketDirectory.h>
+#include <VarnoTraffic/PacketPattern.h>
 #include <VarnoTraffic/PcapngWriter.h>
 #include <VarnoTraffic/RecordReader.h>
 #include <VarnoTraffic/Secrets.h>

@@ -77,22 +77,22 @@ void assign(const FieldValue& value, Real& field) {
 
 bool isNull(const FieldValue& value) { return value.kind == Kind::kWord && value.text == "null"; }
 
-void assign(FieldValue& value, HudString& field) {
+void assign(const FieldValue& value, HudString& field) {
   if (!isScalar(value)) throwUnexpected(value, "a text or null");
   if (isNull(value)) {
     field.reset();
   } else {
-    field = std::move(value.text);
+    field = value.text;
   }
 }
 
-void assign(FieldValue& value, StringSet& field) {
+void assign(const FieldValue& value, StringSet& field) {
   if (value.kind != Kind::kList) throwUnexpected(value, "a set of texts, as [\"a\",\"b\"]");
   field.clear();
-  for (FieldValue& item : value.items) {
+  for (const FieldValue& item : value.items) {
+    if (item.kind == Kind::kLater) continue;
     if (!isScalar(item) || isNull(item)) throwUnexpected(item, "a text");
-    if (field.contains(item.text)) throwUnexpected(item, "each text once");
-    field.insert(std::move(item.text));
+    if (!field.insert(item.text).second) throwUnexpected(item, "each text once");
   }
 }
 
@@ -182,6 +182,7 @@ class FieldFiller : public UniformFieldVisitor<FieldFiller, FieldEditor> {
         field.isSecret && given != nullptr && given->text == kHiddenText &&
         (given->kind == Kind::kWord || (isHiddenQuoted_ && given->kind == Kind::kText));
     if (mayBeHidden) throwUnexpected(*given, std::string(kExpectedShown));
+    if (given != nullptr && given->kind == Kind::kLater) return nullptr;
     return given;
   }
 
@@ -197,6 +198,23 @@ FieldValue* FieldValue::find(std::string_view field) {
   }
   return nullptr;
 }
+
+template <class Value>
+void assignValue(const FieldValue& value, Value& field) {
+  assign(value, field);
+}
+template void assignValue(const FieldValue&, bool&);
+template void assignValue(const FieldValue&, std::uint8_t&);
+template void assignValue(const FieldValue&, std::int16_t&);
+template void assignValue(const FieldValue&, std::int32_t&);
+template void assignValue(const FieldValue&, std::int64_t&);
+template void assignValue(const FieldValue&, std::uint16_t&);
+template void assignValue(const FieldValue&, std::uint32_t&);
+template void assignValue(const FieldValue&, std::uint64_t&);
+template void assignValue(const FieldValue&, float&);
+template void assignValue(const FieldValue&, double&);
+template void assignValue(const FieldValue&, HudString&);
+template void assignValue(const FieldValue&, StringSet&);
 
 void fillFields(HudPacket& packet, FieldValue& values, bool isHiddenQuoted) {
   FieldFiller filler(values, isHiddenQuoted);

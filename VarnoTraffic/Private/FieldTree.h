@@ -19,6 +19,7 @@ struct FieldValue {
     kText,    // in quotes
     kList,    // its elements
     kRecord,  // its fields, by name
+    kLater,   // of a variable whose value is not known yet: nothing is said of the value
   };
 
   Kind kind = Kind::kRecord;
@@ -39,6 +40,11 @@ inline constexpr std::size_t kMostValueNesting = 100;
 //
 // isHiddenQuoted: whether a hidden secret looks like a text, as in JSON.
 void fillFields(HudPacket& packet, FieldValue& values, bool isHiddenQuoted);
+
+// Gives the field the value. Throws NotationError where it does not fit. Value: a type that a
+// FieldVisitor visits.
+template <class Value>
+void assignValue(const FieldValue& value, Value& field);
 
 // Throws NotationError where the record has more fields than any packet: finding each one's double
 // takes as long as there are others.

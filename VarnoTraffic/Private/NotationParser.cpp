@@ -1,5 +1,6 @@
 #include <VarnoTraffic/Private/NotationParser.h>
 
+#include <VarnoTraffic/NearestName.h>
 #include <VarnoTraffic/Private/HexDigits.h>
 #include <VarnoTraffic/Private/ValueText.h>
 
@@ -42,7 +43,9 @@ std::optional<std::uint8_t> hexByteIn(std::string_view text) {
   return hexByte(text[0], text[1]);
 }
 
-NotationParser::NotationParser(std::string_view line) : line_(line) {
+NotationParser::NotationParser(std::string_view line, std::size_t at,
+                               const NotationVariables* variables)
+    : line_(line), at_(at), variables_(variables) {
   while (line_.ends_with('\n') || line_.ends_with('\r')) line_.remove_suffix(1);
 }
 
@@ -92,9 +95,9 @@ std::string_view NotationParser::takeName(std::string_view expected) {
   return name;
 }
 
-std::vector<std::uint8_t> NotationParser::takeHex() {
+std::vector<std::uint8_t> NotationParser::takeHex(std::span<const std::string_view> ends) {
   std::vector<std::uint8_t> bytes;
-  while (atPiece()) {
+  while (hasPieceBefore(ends)) {
     const std::optional<std::uint8_t> byte = hexByteIn(line_.substr(at_));
     if (!byte && line_.substr(at_).starts_with(kHiddenByte)) {
       fail("two hex digits: these bytes are a secret that was hidden when this was printed");
@@ -103,7 +106,7 @@ std::vector<std::uint8_t> NotationParser::takeHex() {
     bytes.push_back(*byte);
     at_ += 2;
   }
-  expectBoundary(false);
+  if (!atPiece()) expectBoundary(false);
   return bytes;
 }
 
@@ -181,7 +184,66 @@ FieldValue NotationParser::takeValue(bool isNested, std::size_t depth) {
   value.text = line_.substr(at_, end - at_);
   if (value.text.empty()) fail("a value");
   at_ = end;
+  if (variables_ == nullptr || value.text.front() != '$') return value;
+  return takeVariable(std::string_view(value.text).substr(1), value.column);
+}
+
+// Behind its name.
+FieldValue NotationParser::takeVariable(std::string_view name, std::size_t column) {
+  const auto found = variables_->find(name);
+  if (found == variables_->end()) {
+    std::vector<std::string_view> names;
+    for (const auto& [known, value] : *variables_) names.push_back(known);
+    std::string nearest(nearestName(name, names));
+    if (!nearest.empty()) nearest.insert(0, 1, '$');
+    throwUnexpected(column, "$" + std::string(name),
+                    "a variable that was given a value above; a text with $ in front is quoted",
+                    nearest);
+  }
+  FieldValue value;
+  value.kind = FieldValue::Kind::kLater;
+  if (found->second) {
+    value = NotationParser(*found->second).takeValue(true, 0);
+  } else {
+    hasLater_ = true;
+    value.text = "$" + std::string(name);
+  }
+  value.column = column;
   return value;
+}
+
+FieldValue NotationParser::takeValue() {
+  skipBlanks();
+  return takeValue(false, 0);
+}
+
+FieldValue NotationParser::takeRest() {
+  FieldValue value;
+  value.kind = FieldValue::Kind::kWord;
+  value.column = column();
+  value.text = line_.substr(at_);
+  at_ = line_.size();
+  return value;
+}
+
+std::string_view NotationParser::takeUpTo(std::string_view characters, std::string_view expected) {
+  if (!atPiece()) fail(expected);
+  const std::size_t end = line_.find_first_of(characters, at_);
+  const std::size_t blank = line_.find_first_of(kBlanks, at_);
+  if (end == std::string_view::npos || end == at_ || blank < end) fail(expected);
+  const std::string_view text = line_.substr(at_, end - at_);
+  at_ = end;
+  return text;
+}
+
+bool NotationParser::takeSign(std::string_view sign) {
+  if (!line_.substr(at_).starts_with(sign)) return false;
+  at_ += sign.size();
+  return true;
+}
+
+bool NotationParser::hasPieceBefore(std::span<const std::string_view> words) {
+  return atPiece() && std::find(words.begin(), words.end(), piece()) == words.end();
 }
 
 FieldValue NotationParser::takeList(std::size_t depth) {
@@ -275,6 +337,27 @@ std::string NotationParser::takeNote(std::string_view expected) {
     written.remove_prefix(length);
   }
   return note;
+}
+
+std::string writtenValue(const FieldValue& value) {
+  std::string text;
+  const char* separator = "";
+  switch (value.kind) {
+    case FieldValue::Kind::kWord:
+    case FieldValue::Kind::kLater: return value.text;
+    case FieldValue::Kind::kText: appendQuoted(text, value.text); return text;
+    case FieldValue::Kind::kList:
+    case FieldValue::Kind::kRecord: break;
+  }
+  const bool isList = value.kind == FieldValue::Kind::kList;
+  text += isList ? '[' : '{';
+  for (const FieldValue& item : value.items) {
+    text += std::exchange(separator, isList ? "," : " ");
+    if (!isList) text.append(item.name).append("=");
+    text += writtenValue(item);
+  }
+  text += isList ? ']' : '}';
+  return text;
 }
 
 }  // namespace varno

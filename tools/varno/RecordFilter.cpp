@@ -4,6 +4,8 @@
 
 #include <VarnoTraffic/FrameContent.h>
 
+#include <VarnoTraffic/Notation.h>
+
 #include <algorithm>
 
 namespace varno::tool {
@@ -48,13 +50,17 @@ void RecordFilter::prepare() {
   }
   for (const std::string& name : typeNames_) types_.push_back(&entryNamed(name, directory_));
   for (const std::string& text : conditionTexts_) {
-    const FieldCondition& condition = conditions_.emplace_back(text);
+    NotationError error;
+    const auto read = FieldCondition::read(text, error);
+    if (!read) throw Failure(kUsage, "--where '" + shown(text) + "': " + error.text());
+    const FieldCondition& condition = conditions_.emplace_back(*read);
     const auto& all = directory_.entries();
     const bool isOfSome =
-        types_.empty() ? std::any_of(all.begin(), all.end(),
-                                     [&](const auto& entry) { return condition.fits(entry); })
-                       : std::any_of(types_.begin(), types_.end(),
-                                     [&](const auto* entry) { return condition.fits(*entry); });
+        types_.empty()
+            ? std::any_of(all.begin(), all.end(),
+                          [&](const auto& entry) { return condition.fits(entry, error); })
+            : std::any_of(types_.begin(), types_.end(),
+                          [&](const auto* entry) { return condition.fits(*entry, error); });
     if (!isOfSome) {
       throw Failure(kUsage, "--where '" + shown(text) + "': no such packet has a field '" +
                                 shown(condition.path()) + "' with such a value");

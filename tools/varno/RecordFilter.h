@@ -1,7 +1,6 @@
 #pragma once
 
-#include "tools/varno/FieldCondition.h"
-
+#include <VarnoTraffic/FieldCondition.h>
 #include <VarnoTraffic/PacketDirectory.h>
 #include <VarnoTraffic/TrafficRecord.h>
 
