@@ -53,7 +53,7 @@ std::string_view StatementLine::takeWord(std::string_view expected, std::string_
   return word;
 }
 
-bool StatementLine::takeWord(std::string_view word) {
+bool StatementLine::takeIf(std::string_view word) {
   if (atEnd() || piece({}) != word) return false;
   at_ += word.size();
   return true;

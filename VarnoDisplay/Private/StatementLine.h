@@ -23,7 +23,8 @@ class StatementLine {
 
   // A word, which ends with a blank; `ends` are characters that end it, too.
   std::string_view takeWord(std::string_view expected, std::string_view ends = {});
-  bool takeWord(std::string_view word);
+  // Takes the word where it comes next.
+  bool takeIf(std::string_view word);
   // One of the words; which, from 0 on.
   std::size_t takeOneOf(std::span<const std::string_view> words);
   std::string takeText(const NotationVariables& variables);
