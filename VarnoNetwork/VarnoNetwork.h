@@ -19,6 +19,7 @@
 #include <VarnoNetwork/Network/IHudNetworkImpl.h>
 #include <VarnoNetwork/Network/IHudPacket.h>
 #include <VarnoNetwork/Network/MainThread.h>
+#include <VarnoNetwork/Network/MainThreadDelivery.h>
 #include <VarnoNetwork/Network/PacketCatalogue.h>
 #include <VarnoNetwork/Network/PacketDrop.h>
 #include <VarnoNetwork/Network/PacketHandleDelegate.h>

@@ -1,6 +1,7 @@
 #include "NetworkFixture.h"
 
 #include <VarnoNetwork/Network/EventPacket.h>
+#include <VarnoNetwork/Network/MainThreadDelivery.h>
 
 #include <gmock/gmock.h>
 
@@ -97,40 +98,45 @@ TEST_F(ListenerTest, DeliversWhatItIsGiven) {
 }
 
 // What a listener does to the registry while a packet of its own type is delivered. Two listeners
-// are registered: the first one does it, the second one shows whether the delivery went on.
+// are registered: the first one does it, the second one shows whether the delivery went on. That of
+// a MainThreadDelivery does, unless the second one was removed.
 TEST_F(ListenerTest, RegistryChangesDuringDelivery) {
   using Change = std::function<void(const std::shared_ptr<RecordingListener>&)>;
+  MainThreadDelivery delivery(network);
   const HudPacketFilter time = filterOf({kTimeType});
   const struct {
     const char* name;
     bool isMutation;
+    int steadyCalls;
     Change change;
   } rows[] = {
-      {"register another", true, [&](const auto&) { listen(time); }},
-      {"unregister itself", true,
+      {"register another", true, 2, [&](const auto&) { listen(time); }},
+      {"unregister itself", true, 2,
        [&](const auto& self) { network.unregisterPacketHandleDelegate(self); }},
-      {"come and go", true,
+      {"come and go", true, 2,
        [&](const auto&) { network.unregisterPacketHandleDelegate(listen(time)); }},
-      {"replace the map", true, [&](const auto&) { network.setPacketListenerMap({}); }},
-      {"register for another type, and receive it", false,
+      {"replace the map", true, 1, [&](const auto&) { network.setPacketListenerMap({}); }},
+      {"register for another type, and receive it", false, 2,
        [&](const auto&) {
          const auto other = listen(filterOf({kKeepAliveType}));
          network.handleRawPacket(kKeepAlive);  // on the main thread the lock is recursive
          EXPECT_THAT(other->takeDescriptions(), ElementsAre(kKeepAliveText));
        }},
-      {"register itself again", false,
+      {"register itself again", false, 2,
        [&](const auto& self) { network.registerPacketHandleDelegate(self, &time); }},
-      {"unregister a stranger", false,
+      {"unregister a stranger", false, 2,
        [&](const auto&) {
          network.unregisterPacketHandleDelegate(std::make_shared<RecordingListener>());
        }},
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
+  for (std::size_t at = 0; at < 2 * std::size(rows); ++at) {
+    const auto& row = rows[at / 2];
+    const bool isSteady = at % 2 == 1;
+    SCOPED_TRACE(std::string(row.name) + (isSteady ? ", as of a link" : ""));
     network.setPacketListenerMap({});
     int calls = 0;
     std::vector<std::weak_ptr<RecordingListener>> listeners;
-    for (int at = 0; at < 2; ++at) {
+    for (int count = 0; count < 2; ++count) {
       const auto listener = listen(time);
       // The network is the only owner; after the change the listener must still be whole.
       listener->action = [&, self = std::weak_ptr(listener), name = std::string(100, 'x')](auto&&) {
@@ -139,11 +145,14 @@ TEST_F(ListenerTest, RegistryChangesDuringDelivery) {
       };
       listeners.push_back(listener);
     }
-    EXPECT_EQ(thrownBy([&] { network.handleRawPacket(kTime); }), row.isMutation ? kMutated : "");
-    EXPECT_EQ(calls, row.isMutation ? 1 : 2);
+    const auto handle = [&] {
+      isSteady ? static_cast<void>(delivery.handle(kTime)) : network.handleRawPacket(kTime);
+    };
+    EXPECT_EQ(thrownBy(handle), row.isMutation && !isSteady ? kMutated : "");
+    EXPECT_EQ(calls, isSteady ? row.steadyCalls : row.isMutation ? 1 : 2);
     EXPECT_EQ(log.take(), Lines());
     expectLockIsFree(network);
-    EXPECT_EQ(thrownBy([&] { network.handleRawPacket(kTime); }), "");
+    EXPECT_EQ(thrownBy(handle), "");
   }
 }
 

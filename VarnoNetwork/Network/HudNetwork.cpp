@@ -1,12 +1,8 @@
-#include <VarnoNetwork/Network/HudInputStream.h>
 #include <VarnoNetwork/Network/HudLog.h>
 #include <VarnoNetwork/Network/HudNetwork.h>
 #include <VarnoNetwork/Network/HudOutputStream.h>
 #include <VarnoNetwork/Network/PacketCatalogue.h>
-#include <VarnoNetwork/Network/Private/DropWatch.h>
-#include <VarnoNetwork/Network/Private/ListenerRegistry.h>
-#include <VarnoNetwork/Network/Private/NetworkTallies.h>
-#include <VarnoNetwork/Network/Private/PacketTable.h>
+#include <VarnoNetwork/Network/Private/NetworkState.h>
 #include <VarnoNetwork/Network/TextFormat.h>
 #include <VarnoNetwork/Network/Wire.h>
 
@@ -34,6 +30,21 @@ void logSendFailure(std::string_view reason) noexcept {
   }
 }
 
+// What lies between the frame's marks.
+std::span<const std::uint8_t> bodyOf(std::span<const std::uint8_t> frame) {
+  if (frame.size() < kShortestFrame) {
+    throw InvalidArgumentException("RawPacket should be greater than 4.");
+  }
+  if (frame.front() != STX || frame.back() != ETX) {
+    throw InvalidArgumentException("RawPacket should be contained STX and ETX.");
+  }
+  return frame.subspan(1, frame.size() - 2);
+}
+
+PacketIdentifiers readIdentifiers(HudInputStream& stream) {
+  return {stream.readByte(), stream.readByte(), stream.readByte()};
+}
+
 // For two classes whose types are equal. The catalogue lists each class once.
 [[noreturn]] void throwAmbiguous(const PacketTable& table, PacketType type, std::int32_t id) {
   const auto named = [](PacketType one, std::int32_t its) {
@@ -51,24 +62,11 @@ void logSendFailure(std::string_view reason) noexcept {
 
 }  // namespace
 
-struct HudNetwork::State {
-  // The type's identifiers. If asking for them throws, records the type as left out and returns
-  // none.
-  std::optional<PacketIdentifiers> probe(PacketType type);
-
-  const PacketTable& types() const noexcept { return *table.load(std::memory_order_acquire); }
-  void setTypes(std::unique_ptr<const PacketTable> types);
-
-  std::atomic<bool> dumpSendPacket = false;
-  std::atomic<bool> dumpReceivePacket = false;
-  std::atomic<const PacketTable*> table = nullptr;
-  ListenerRegistry registry;
-  NetworkTallies tallies;
-  DropWatch drops;
-  std::mutex tablesLock;
-  // All tables, replaced ones too: another thread may still be reading one.
-  std::vector<std::unique_ptr<const PacketTable>> tables;
-};
+OpenedFrame::OpenedFrame(std::span<const std::uint8_t> whole)
+    : frame(whole),
+      // Parsing ends before the frame does, so the stream needs no copy of it.
+      stream(HudInputStream::borrowing(bodyOf(whole))),
+      identifiers(readIdentifiers(stream)) {}
 
 std::optional<PacketIdentifiers> HudNetwork::State::probe(PacketType type) {
   try {
@@ -89,11 +87,15 @@ void HudNetwork::State::setTypes(std::unique_ptr<const PacketTable> types) {
   table.store(tables.back().get(), std::memory_order_release);
 }
 
-HudNetwork::HudNetwork() : state_(std::make_unique<State>()) { extractHudPacketClass(); }
+HudNetwork::HudNetwork() : state_(std::make_shared<State>()) { extractHudPacketClass(); }
 
 // A listener's destructor may call the network, so the listeners are released before any member is
 // destroyed.
-HudNetwork::~HudNetwork() { state_->registry.close(); }
+HudNetwork::~HudNetwork() {
+  state_->isGone = true;
+  state_->drops.close();
+  state_->registry.close();
+}
 
 std::int32_t HudNetwork::getPacktId(std::uint8_t command, std::uint8_t parma1,
                                     std::uint8_t param2) noexcept {
@@ -143,35 +145,11 @@ bool HudNetwork::sendPacketImpl(std::vector<std::uint8_t> /*frame*/) { throwNotY
 
 void HudNetwork::handleRawPacket(std::span<const std::uint8_t> frame) {
   if (dumpReceivePacket()) HudPacket::hexDump("ReceivePacket", frame);
-  State& state = *state_;
-  NetworkTallies& tallies = state.tallies;
-  FrameCount counts(tallies.malformed);
-  if (frame.size() < kShortestFrame) {
-    throw InvalidArgumentException("RawPacket should be greater than 4.");
-  }
-  if (frame.front() != STX || frame.back() != ETX) {
-    throw InvalidArgumentException("RawPacket should be contained STX and ETX.");
-  }
-  // Parsing ends before this call does, so the stream needs no copy of the frame.
-  HudInputStream stream = HudInputStream::borrowing(frame.subspan(1, frame.size() - 2));
-  const PacketIdentifiers identifiers{stream.readByte(), stream.readByte(), stream.readByte()};
-  counts.in(tallies.failed);
-  const PacketListeners* listeners =
-      state.types().find(getPacktId(identifiers.command, identifiers.param1, identifiers.param2));
-  if (listeners == nullptr) {
-    counts.isDone();
-    return state.drops.dropUnknown(identifiers, frame, tallies);
-  }
-  const std::shared_ptr<HudPacket> packet = listeners->type.parse(stream);
-  if (!packet) {
-    counts.isDone();
-    return state.drops.dropPayload(listeners->type, identifiers, frame, tallies);
-  }
-
-  ListenerRegistry::Delivery delivery(state.registry);
-  const bool isHeard = delivery.deliver(*listeners, packet);
-  (isHeard ? tallies.delivered : tallies.unheard).addAlone();  // under the listener lock
-  counts.isDone();
+  FrameCount counts(state_->tallies.malformed);
+  OpenedFrame opened(frame);
+  state_->receive(opened, counts, [](auto& delivery, const auto& listeners, const auto& packet) {
+    return delivery.deliver(listeners, packet);
+  });
 }
 
 void HudNetwork::setDropObserver(DropObserver observer) {

@@ -137,11 +137,12 @@ class VARNO_EXPORT HudNetwork : public IHudNetworkImpl {
   void setPacketListenerMap(const PacketListenerMap& map);
 
  private:
+  friend class MainThreadDelivery;
   struct State;
 
   void extractHudPacketClass();
 
-  const std::unique_ptr<State> state_;
+  const std::shared_ptr<State> state_;
 };
 
 }  // namespace varno

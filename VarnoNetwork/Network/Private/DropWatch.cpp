@@ -62,6 +62,12 @@ void DropWatch::setObserver(DropObserver observer) {
   observer_.swap(next);
 }
 
+void DropWatch::close() noexcept {
+  std::shared_ptr<const DropObserver> released;
+  const std::lock_guard lock(lock_);
+  observer_.swap(released);
+}
+
 void DropWatch::tell(const PacketDrop& drop) const {
   std::shared_ptr<const DropObserver> observer;
   {

@@ -20,6 +20,9 @@ class DropWatch {
   // the previous observer stays.
   void setObserver(DropObserver observer);
 
+  // Releases the observer.
+  void close() noexcept;
+
   // These count the frame, too.
   void dropUnknown(const PacketIdentifiers& identifiers, std::span<const std::uint8_t> frame,
                    NetworkTallies& tallies) const;

@@ -27,6 +27,13 @@ void ListenerRegistry::throwIfChanged(const PacketListeners& listeners,
   if (listeners.changes != changes || hasPending_) throw CollectionMutatedException();
 }
 
+bool ListenerRegistry::isMember(const PacketListeners& listeners, const Listener& listener) {
+  const std::lock_guard lock(dataLock_);
+  takePending();
+  const Listeners& members = listeners.members;
+  return std::find(members.begin(), members.end(), listener) != members.end();
+}
+
 PacketListeners* ListenerRegistry::addType(PacketType type) {
   if (find(type) != nullptr) return nullptr;
   const std::lock_guard lock(dataLock_);

@@ -101,6 +101,9 @@ class ListenerRegistry {
 
   void throwIfChanged(const PacketListeners& listeners, std::uint64_t changes) const;
 
+  // With the listener lock held.
+  bool isMember(const PacketListeners& listeners, const Listener& listener);
+
   std::recursive_mutex listenerLock_;  // guards the following two, and `members` as said above
   std::size_t depth_ = 0;              // nested turns
   std::list<Listeners> departed_;      // left the sets during the present turns
@@ -133,6 +136,21 @@ class ListenerRegistry::Delivery {
       handOver(registry_, mainThread, listeners, packet);
     }
     return true;
+  }
+
+  // On the main thread: the same, whatever becomes of the listeners meanwhile. One that was removed
+  // is left out; all are from when isClosed() holds.
+  template <class IsClosed>
+  bool deliverToPresent(const PacketListeners& listeners, const std::shared_ptr<HudPacket>& packet,
+                        IsClosed isClosed) {
+    const Listeners present = listeners.members;
+    const std::uint64_t changes = listeners.changes;
+    for (const Listener& listener : present) {
+      if (isClosed()) break;
+      const bool isChanged = listeners.changes != changes || registry_.isUnsettled();
+      if (!isChanged || registry_.isMember(listeners, listener)) listener->onPacketReceived(packet);
+    }
+    return !present.empty();
   }
 
  private:
