@@ -14,21 +14,21 @@
 // Faults that are put into a stream on purpose, and their text: the kind, and its parameters by
 // name in any order.
 //
-//   latency delay=T [jitter=T]   each frame leaves T later, with jitter by up to so much more or
-//   less bandwidth rate=N             frames leave at no more than N bytes a second slicer size=N
-//   [delay=T]      frames leave in pieces of N bytes, T apart stall for=T                  nothing
-//   leaves for T, from the frame on that begins it drop                         the frame is left
-//   out duplicate                    the frame leaves twice corrupt [byte=N] [bit=N]     one bit of
-//   the frame is turned over: bit 0 is the lowest; byte 0 is
-//                                the frame's STX, and the bytes are those on the wire. Any of them
-//                                where none is named
-//   tear [bytes=N]               only the first N bytes of the frame leave; without N any number
-//                                but none and all
-//   noise bytes=N                N bytes, none of which is STX, leave before the frame
-//   limit bytes=N                the link is closed when N bytes have left, in the middle of a
-//   frame
-//                                if need be
-//   reset                        the link is reset instead of the frame
+//   latency delay=T [jitter=T]  each frame leaves T later, give or take up to the jitter
+//   bandwidth rate=N            frames leave at no more than N bytes a second
+//   slicer size=N [delay=T]     frames leave in pieces of N bytes, T apart
+//   stall for=T                 nothing leaves for T, from the frame on that begins it
+//   drop                        the frame is left out
+//   duplicate                   the frame leaves twice
+//   corrupt [byte=N] [bit=N]    one bit of the frame is turned over: bit 0 is the lowest; byte 0 is
+//                               the frame's STX, and the bytes are those on the wire. Any of them
+//                               where none is named
+//   tear [bytes=N]              only the first N bytes of the frame leave; without N any number but
+//                               none and all
+//   noise bytes=N               N bytes, none of which is STX, leave before the frame
+//   limit bytes=N               the link is closed when N bytes have left, in the middle of a frame
+//                               if need be
+//   reset                       the link is reset instead of the frame
 //
 // T is a length of time (see Duration.h). Every kind takes two more: count=N, that it acts on N
 // frames at most, and chance=P, from 0 (on none) to 1 (on each), with up to nine decimals.

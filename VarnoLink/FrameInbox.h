@@ -63,8 +63,8 @@ class VARNO_EXPORT FrameInbox {
 
   // Takes what was just read. Returns false when the queue is full now: stop reading until there is
   // room; and once the inbox is closed. The bytes are taken in any case, so the queue holds up to
-  // one call's more than its limits. Throws std::bad_alloc, and what MainThread::post throws: then a
-  // part of the stream is lost, so end the connection and call finish(). One thread at a time.
+  // one call's more than its limits. Throws std::bad_alloc, and what MainThread::post throws: then
+  // a part of the stream is lost, so end the connection and call finish(). One thread at a time.
   bool feed(std::span<const std::uint8_t> bytes);
 
   // The connection has ended: an unfinished frame must not become the beginning of the next. On the

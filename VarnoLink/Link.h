@@ -53,15 +53,15 @@ class VARNO_EXPORT Link {
   // queued is discarded. No handler is called, for this or anything before.
   void close() noexcept;
 
-  // Ends the connection as a crash would: at once, on TCP by a reset, so that the peer may lose what
-  // it has not read yet. Then the link goes on as after any loss; onStatus tells it later. Without
-  // effect on a link that is not up.
+  // Ends the connection as a crash would: at once, on TCP by a reset, so that the peer may lose
+  // what it has not read yet. Then the link goes on as after any loss; onStatus tells it later.
+  // Without effect on a link that is not up.
   void reset() noexcept;
 
   // Queues the bytes to be written in one piece, behind those of earlier sends; what is sent in one
-  // handler is written in one go. False, and nothing queued, where the link is not up, the queue has
-  // no room for all of it, or memory ran out. True promises no delivery: what is queued when the
-  // connection ends is discarded.
+  // handler is written in one go. False, and nothing queued, where the link is not up, the queue
+  // has no room for all of it, or memory ran out. True promises no delivery: what is queued when
+  // the connection ends is discarded.
   bool send(std::span<const std::uint8_t> bytes) noexcept;
 
   // What waits to be taken by the system.

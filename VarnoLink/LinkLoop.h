@@ -14,8 +14,8 @@ class LoopCore;
 //
 // What belongs to a loop (Link, LinkTimer, SignalWatch, ReadableWatch) is made, used and destroyed
 // on the thread that is in run(), or by any one thread while none is; and before the loop is
-// destroyed. Their handlers are called inside run() alone, never inside a call of theirs, and may do
-// anything with them: set them anew, close them, destroy them.
+// destroyed. Their handlers are called inside run() alone, never inside a call of theirs, and may
+// do anything with them: set them anew, close them, destroy them.
 class VARNO_EXPORT LinkLoop {
  public:
   using Task = std::function<void()>;

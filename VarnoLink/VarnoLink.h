@@ -8,11 +8,11 @@
 #include <VarnoLink/Duration.h>
 #include <VarnoLink/Fault.h>
 #include <VarnoLink/FaultStage.h>
+#include <VarnoLink/FrameInbox.h>
+#include <VarnoLink/FrameWriter.h>
 #include <VarnoLink/Link.h>
 #include <VarnoLink/LinkLoop.h>
 #include <VarnoLink/LinkOptions.h>
 #include <VarnoLink/LinkTimer.h>
 #include <VarnoLink/LinkWatch.h>
-#include <VarnoLink/FrameInbox.h>
-#include <VarnoLink/FrameWriter.h>
 #include <VarnoLink/MainThreadDescriptor.h>

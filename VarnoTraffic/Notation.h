@@ -26,9 +26,9 @@
 // A packet is its type's name, which may be cut (see PacketDirectory::find), and its fields by name
 // in any order; a field that is not named keeps its default.
 //
-//   number    decimal, or hexadecimal with 0x. Hexadecimal is the field's bits: 0xFFFFFFFF is -1 in
-//   a
-//             signed field of 32 bits. Printed in decimal.
+//   number    decimal, or hexadecimal with 0x. Hexadecimal is the field's bits: in a signed field
+//   of
+//             32 bits 0xFFFFFFFF is -1. Printed in decimal.
 //   float     printed as the shortest text that reads back the same; inf, -inf, nan, and
 //             nan(0x7FC00001) for a NaN of other bits than the usual one
 //   boolean   true, false, 1, 0

@@ -3,8 +3,8 @@
 // What passed over a link, as values. All that an application includes for it.
 
 #include <VarnoTraffic/Explanation.h>
-#include <VarnoTraffic/FrameContent.h>
 #include <VarnoTraffic/FieldCondition.h>
+#include <VarnoTraffic/FrameContent.h>
 #include <VarnoTraffic/FrameCutter.h>
 #include <VarnoTraffic/InputFormat.h>
 #include <VarnoTraffic/JsonLines.h>
