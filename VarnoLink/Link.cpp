@@ -1,0 +1,37 @@
+#include <VarnoLink/Link.h>
+
+#include <VarnoLink/Private/LinkCore.h>
+
+#include <utility>
+
+namespace varno {
+
+std::string_view linkStateText(LinkState state) noexcept {
+  switch (state) {
+    case LinkState::kConnecting: return "connecting";
+    case LinkState::kUp: return "up";
+    default: return "down";
+  }
+}
+
+Link::Link(LinkLoop& loop, Address address, LinkOptions options, LinkHandlers handlers)
+    : core_(std::make_shared<LinkCore>(loop.core(), std::move(address), std::move(options),
+                                       std::move(handlers))) {}
+
+Link::Link(LinkLoop& loop, int descriptor, LinkOptions options, LinkHandlers handlers)
+    : core_(std::make_shared<LinkCore>(loop.core(), Descriptor(descriptor), std::move(options),
+                                       std::move(handlers))) {}
+
+Link::~Link() { core_->abandon(); }
+
+void Link::open() { core_->open(); }
+void Link::close() noexcept { core_->close(); }
+void Link::reset() noexcept { core_->reset(); }
+bool Link::send(std::span<const std::uint8_t> bytes) noexcept { return core_->send(bytes); }
+std::size_t Link::queuedBytes() const noexcept { return core_->queuedBytes(); }
+std::size_t Link::queuedSends() const noexcept { return core_->queuedSends(); }
+void Link::pauseReading() noexcept { core_->pauseReading(); }
+void Link::resumeReading() { core_->resumeReading(); }
+const LinkStatus& Link::status() const noexcept { return core_->status(); }
+
+}  // namespace varno

@@ -1,0 +1,200 @@
+#include <VarnoLink/Private/Connection.h>
+
+#include <VarnoLink/Private/LinkFailure.h>
+#include <VarnoLink/Private/QuietWrite.h>
+
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <utility>
+
+namespace varno {
+namespace {
+
+// In one go, before others have their turn.
+constexpr int kMaxReads = 4;
+constexpr int kMaxWrites = 16;
+constexpr int kMaxDiscards = 64;
+
+std::string durationText(std::chrono::nanoseconds duration) {
+  const auto count = std::chrono::ceil<std::chrono::milliseconds>(duration).count();
+  return count % 1000 == 0 ? std::to_string(count / 1000) + " s" : std::to_string(count) + " ms";
+}
+
+bool isSocket(int descriptor) {
+  struct stat status {};
+  return ::fstat(descriptor, &status) == 0 && S_ISSOCK(status.st_mode);
+}
+
+}  // namespace
+
+Connection::Connection(EventHost& host, Owner& owner, Descriptor descriptor,
+                       const LinkOptions& options)
+    : host_(host),
+      owner_(owner),
+      options_(options),
+      descriptor_(host.loop().context(), descriptor.number()),
+      isSocket_(isSocket(descriptor.number())),
+      isTerminal_(::isatty(descriptor.number()) == 1),
+      queue_(options.maxQueuedBytes, options.maxQueuedSends) {
+  descriptor.release();
+}
+
+void Connection::resume() {
+  isPaused_ = false;
+  if (reading_ == Reading::kNot) waitReadable();
+}
+
+void Connection::waitReadable() {
+  if (isClosed_) return;
+  reading_ = Reading::kWaiting;
+  host_.waitReadable(descriptor_, [self = shared_from_this()] { self->read(); });
+}
+
+void Connection::read() {
+  reading_ = Reading::kNow;
+  for (int count = 0; count < kMaxReads && !isClosed_ && !isPaused_; ++count) {
+    if (!readOnce()) break;
+  }
+  reading_ = Reading::kNot;
+  if (!isPaused_) waitReadable();
+}
+
+// Whether there may be more to read.
+bool Connection::readOnce() {
+  const std::span<std::uint8_t> buffer = host_.loop().readBuffer();
+  const ssize_t count = ::read(descriptor_.native_handle(), buffer.data(), buffer.size());
+  if (count > 0) {
+    const auto bytes = buffer.first(static_cast<std::size_t>(count));
+    hasReceived_ = true;
+    owner_.onBytes(bytes);
+    return (bytes.size() == buffer.size() || writeError_ != 0) && !owner_.isInterrupted();
+  }
+  if (count < 0 && errno == EINTR) return true;
+  if (count < 0 && errno == EAGAIN) {
+    if (writeError_ != 0) end(reasonOf(writeError_));
+    return false;
+  }
+  // A terminal whose other side is gone fails with EIO where a socket reads nothing.
+  const bool isEnd = count == 0 || (errno == EIO && isTerminal_);
+  end(isEnd ? "the peer hung up" : reasonOf(errno));
+  return false;
+}
+
+bool Connection::send(std::span<const std::uint8_t> bytes) {
+  if (isClosed_ || writeError_ != 0 || !queue_.append(bytes)) return false;
+  if (!isFlushing_ && !isBlocked_) flushLater();
+  return true;
+}
+
+void Connection::flushLater() {
+  isFlushing_ = true;
+  host_.post([self = shared_from_this()] { self->flush(); });
+}
+
+void Connection::flush() {
+  isFlushing_ = false;
+  std::size_t sends = 0;
+  std::size_t bytes = 0;
+  int error = 0;
+  for (int writes = 0; writes < kMaxWrites && error == 0 && queuedBytes() > 0; ++writes) {
+    const std::span<const std::uint8_t> waiting = queue_.bytes();
+    const ssize_t count = writeQuietly(descriptor_.native_handle(), isSocket_, waiting);
+    if (count < 0) {
+      error = errno;
+      break;
+    }
+    const auto written = static_cast<std::size_t>(count);
+    sends += queue_.drop(written);
+    bytes += written;
+    if (written < waiting.size()) error = EAGAIN;  // there is no room for more now
+  }
+  if (error == EAGAIN) {
+    waitForPeer(bytes > 0);
+    error = 0;
+  } else if (error == 0 && queuedBytes() > 0) {
+    flushLater();
+  }
+  if (bytes > 0) owner_.onWritten(sends, bytes);
+  if (error != 0 && !isClosed_) stopWriting(error);
+}
+
+void Connection::waitForPeer(bool hasMoved) {
+  isBlocked_ = true;
+  host_.waitWritable(descriptor_, [self = shared_from_this()] {
+    self->isBlocked_ = false;
+    self->flush();
+  });
+  const bool isFirst = !std::exchange(isWatched_, true);
+  if (hasMoved || isFirst) lastMoved_ = std::chrono::steady_clock::now();
+  if (isFirst) watchPeer();
+}
+
+// Goes by itself as long as the peer is waited for, so that a connection that flows sets no timer.
+void Connection::watchPeer() {
+  const std::chrono::nanoseconds limit = options_.writeTimeout;
+  if (!isBlocked_ || limit <= std::chrono::nanoseconds(0)) {
+    isWatched_ = false;
+    return;
+  }
+  const auto waited = std::chrono::steady_clock::now() - lastMoved_;
+  if (waited >= limit) {
+    end("the peer does not read: it took nothing for " + durationText(limit));
+  } else {
+    host_.waitFor(limit - waited, [self = shared_from_this()] { self->watchPeer(); });
+  }
+}
+
+// What the peer sent before it went is still read; that ends with the end of the connection.
+void Connection::stopWriting(int error) {
+  writeError_ = error;
+  queue_ = SendQueue(options_.maxQueuedBytes, options_.maxQueuedSends);
+  if (reading_ == Reading::kWaiting) descriptor_.cancel();  // it is called now
+}
+
+void Connection::end(const std::string& reason) {
+  if (!isClosed_) owner_.onEnded(reason);
+}
+
+void Connection::hangUp() noexcept {
+  if (std::exchange(isClosed_, true)) return;
+  const int descriptor = descriptor_.native_handle();
+  if (isSocket_) {
+    ::shutdown(descriptor, SHUT_WR);
+    discardInput();
+  } else if (int waiting = 0;
+             isTerminal_ && ::ioctl(descriptor, TIOCOUTQ, &waiting) == 0 && waiting > 0) {
+    ::tcflush(descriptor, TCOFLUSH);  // closing would wait until the line has taken it
+  }
+  asio::error_code ignored;
+  descriptor_.close(ignored);
+}
+
+// A socket that is closed with something to be read resets the connection, and what the peer has
+// not read yet may be lost.
+void Connection::discardInput() noexcept {
+  std::array<std::uint8_t, std::size_t{16} << 10> buffer;
+  for (int reads = 0; reads < kMaxDiscards; ++reads) {
+    if (::recv(descriptor_.native_handle(), buffer.data(), buffer.size(), MSG_DONTWAIT) <= 0) break;
+  }
+}
+
+void Connection::reset() noexcept {
+  if (std::exchange(isClosed_, true)) return;
+  const int descriptor = descriptor_.native_handle();
+  if (isSocket_) {
+    const linger atOnce{1, 0};
+    ::setsockopt(descriptor, SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce);
+  } else if (isTerminal_) {
+    ::tcflush(descriptor, TCIOFLUSH);
+  }
+  asio::error_code ignored;
+  descriptor_.close(ignored);
+}
+
+}  // namespace varno
