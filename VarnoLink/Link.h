@@ -61,7 +61,7 @@ class VARNO_EXPORT Link {
   // Queues the bytes to be written in one piece, behind those of earlier sends; what is sent in one
   // handler is written in one go. False, and nothing queued, where the link is not up, the queue
   // has no room for all of it, or memory ran out. True promises no delivery: what is queued when
-  // the connection ends is discarded.
+  // the connection ends is discarded. No bytes are no send.
   bool send(std::span<const std::uint8_t> bytes) noexcept;
 
   // What waits to be taken by the system.

@@ -47,10 +47,12 @@ class VARNO_EXPORT LinkLoop {
   // The system's clock. On any thread.
   const Clock& clock() const noexcept;
 
-  // For what belongs to the loop.
-  LoopCore& core() noexcept { return *core_; }
-
  private:
+  friend class Link;
+  friend class LinkTimer;
+  friend class ReadableWatch;
+  friend class SignalWatch;
+
   const std::unique_ptr<LoopCore> core_;
 };
 

@@ -27,7 +27,8 @@ struct LinkOptions {
   std::chrono::nanoseconds longestPause = std::chrono::seconds(5);
   std::optional<std::uint64_t> seed;  // of what is cut off; from the system where there is none
 
-  // How long looking up a name may take, and each of its addresses to answer.
+  // How long looking up a name may take, and each of its addresses to answer. Zero: as long as the
+  // system lets it.
   std::chrono::nanoseconds connectTimeout = std::chrono::seconds(5);
 
   // How long a peer may take none of the bytes that wait for it. Then the connection is dropped.

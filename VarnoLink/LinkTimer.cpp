@@ -17,7 +17,7 @@ struct LinkTimer::State {
   std::uint64_t serial = 0;  // of what was set: its call may wait already when it is canceled
 };
 
-LinkTimer::LinkTimer(LinkLoop& loop) : state_(std::make_shared<State>(loop.core())) {}
+LinkTimer::LinkTimer(LinkLoop& loop) : state_(std::make_shared<State>(*loop.core_)) {}
 
 LinkTimer::~LinkTimer() { cancel(); }
 

@@ -28,7 +28,7 @@ struct SignalWatch::State : std::enable_shared_from_this<State> {
 };
 
 SignalWatch::SignalWatch(LinkLoop& loop, std::function<void(int signal)> onSignal)
-    : state_(std::make_shared<State>(loop.core(), std::move(onSignal))) {
+    : state_(std::make_shared<State>(*loop.core_, std::move(onSignal))) {
   state_->wait();
 }
 
@@ -58,7 +58,7 @@ struct ReadableWatch::State : std::enable_shared_from_this<State> {
 };
 
 ReadableWatch::ReadableWatch(LinkLoop& loop, int descriptor, std::function<void()> onReadable)
-    : state_(std::make_shared<State>(loop.core(), descriptor, std::move(onReadable))) {
+    : state_(std::make_shared<State>(*loop.core_, descriptor, std::move(onReadable))) {
   state_->wait();
 }
 

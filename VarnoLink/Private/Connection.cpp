@@ -43,6 +43,12 @@ Connection::Connection(EventHost& host, Owner& owner, Descriptor descriptor,
       isTerminal_(::isatty(descriptor.number()) == 1),
       queue_(options.maxQueuedBytes, options.maxQueuedSends) {
   descriptor.release();
+#if defined(SO_NOSIGPIPE)
+  const int isOn = 1;
+  if (isSocket_) {
+    ::setsockopt(descriptor_.native_handle(), SOL_SOCKET, SO_NOSIGPIPE, &isOn, sizeof isOn);
+  }
+#endif
 }
 
 void Connection::resume() {
@@ -52,8 +58,8 @@ void Connection::resume() {
 
 void Connection::waitReadable() {
   if (isClosed_) return;
-  reading_ = Reading::kWaiting;
   host_.waitReadable(descriptor_, [self = shared_from_this()] { self->read(); });
+  reading_ = Reading::kWaiting;
 }
 
 void Connection::read() {
@@ -87,14 +93,16 @@ bool Connection::readOnce() {
 }
 
 bool Connection::send(std::span<const std::uint8_t> bytes) {
-  if (isClosed_ || writeError_ != 0 || !queue_.append(bytes)) return false;
+  if (isClosed_ || writeError_ != 0 || !queue_.hasRoom(bytes.size())) return false;
+  if (bytes.empty()) return true;
   if (!isFlushing_ && !isBlocked_) flushLater();
+  queue_.append(bytes);
   return true;
 }
 
 void Connection::flushLater() {
-  isFlushing_ = true;
   host_.post([self = shared_from_this()] { self->flush(); });
+  isFlushing_ = true;
 }
 
 void Connection::flush() {

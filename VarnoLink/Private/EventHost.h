@@ -59,6 +59,11 @@ class EventHost : public std::enable_shared_from_this<EventHost> {
   void waitFor(std::chrono::nanoseconds duration, Action action) {
     wait(timer_, Event::kTimer, duration, std::move(action));
   }
+  // The same for a time limit; without effect where that is zero.
+  template <class Action>
+  void limit(std::chrono::nanoseconds duration, Action action) {
+    if (duration > std::chrono::nanoseconds(0)) waitFor(duration, std::move(action));
+  }
   void stopTimer() { timer_.stop(); }
 
   // Calls action() now, unless that epoch has ended.

@@ -12,7 +12,7 @@ void HostResolver::resolve(const std::string& name, std::uint16_t port,
   if (const std::optional<SocketAddress> numeric = numericAddress(name, port)) {
     return onResolved({{*numeric}, {}});
   }
-  host_.waitFor(timeout, [this, name, onResolved] {
+  host_.limit(timeout, [this, name, onResolved] {
     cancel();
     onResolved({{}, "no name service answers for " + name});
   });

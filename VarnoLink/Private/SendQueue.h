@@ -14,15 +14,18 @@ class SendQueue {
   SendQueue(std::size_t maxBytes, std::size_t maxSends)
       : maxBytes_(maxBytes), maxSends_(maxSends) {}
 
-  // All of it, or false and nothing. Throws std::bad_alloc, and then nothing is queued.
-  bool append(std::span<const std::uint8_t> bytes) {
-    if (bytes.size() > maxBytes_ - bytes_.size() || ends_.size() >= maxSends_) return false;
+  // Whether a send of so many bytes may still be appended.
+  bool hasRoom(std::size_t bytes) const {
+    return bytes <= maxBytes_ - bytes_.size() && ends_.size() < maxSends_;
+  }
+
+  // Throws std::bad_alloc, and then nothing is queued.
+  void append(std::span<const std::uint8_t> bytes) {
     const std::uint64_t end = appended_ + bytes.size();
     bytes_.reserve(bytes.size());
     ends_.append(std::span(&end, 1));
     bytes_.append(bytes);
     appended_ = end;
-    return true;
   }
 
   // The first bytes were taken. Returns how many sends are through by that.

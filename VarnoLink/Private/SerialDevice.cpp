@@ -35,7 +35,8 @@ bool isPseudoTerminal(int terminal) {
   return ::fstat(terminal, &status) == 0 && ::major(status.st_rdev) >= 136 &&
          ::major(status.st_rdev) <= 143;
 #else
-  return ::ioctl(terminal, TIOCMGET, nullptr) != 0;
+  static_cast<void>(terminal);
+  return false;
 #endif
 }
 

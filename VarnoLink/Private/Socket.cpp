@@ -48,9 +48,6 @@ void setSocketOption(const Descriptor& socket, int level, int name, int value) {
 }
 
 void prepareConnection(const Descriptor& socket, const LinkOptions& options) {
-#if defined(SO_NOSIGPIPE)
-  setSocketOption(socket, SOL_SOCKET, SO_NOSIGPIPE, 1);
-#endif
   const std::optional<SocketAddress> address = SocketAddress::ofSocket(socket.number());
   if (!address || address->family() == AF_UNIX) return;
   setSocketOption(socket, IPPROTO_TCP, TCP_NODELAY, 1);  // frames are short and wait for nothing

@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 
 #include <cerrno>
+#include <system_error>
 #include <utility>
 
 namespace varno {
@@ -39,7 +40,12 @@ void SocketConnector::onResolved(LookupResult result) {
 
 void SocketConnector::tryNext() {
   const SocketAddress& candidate = candidates_[next_++];
-  Descriptor socket = openSocket(candidate.family());
+  Descriptor socket;
+  try {
+    socket = openSocket(candidate.family());
+  } catch (const std::system_error& error) {
+    return giveUp(reasonOf(error.code().value()));  // of a family that is switched off, for example
+  }
   if (::connect(socket.number(), candidate.data(), candidate.size()) == 0) {
     return succeed(std::move(socket));
   }
@@ -47,7 +53,7 @@ void SocketConnector::tryNext() {
   if (errno != EINPROGRESS && errno != EINTR) return giveUp(explained(errno));
   socket_.emplace(host().loop().context(), socket.number());
   socket.release();
-  host().waitFor(options_.connectTimeout, [this] { giveUp("the host does not answer"); });
+  host().limit(options_.connectTimeout, [this] { giveUp("the host does not answer"); });
   host().waitWritable(*socket_, [this] { onAnswer(); });
 }
 

@@ -5,9 +5,11 @@
 #include <fcntl.h>
 #include <poll.h>
 
+#include <array>
 #include <chrono>
 #include <cstdlib>
 #include <string>
+#include <system_error>
 
 namespace varno {
 namespace {
@@ -20,6 +22,12 @@ Descriptor makePseudoTerminal() {
   if (!side || ::grantpt(side.number()) != 0 || ::unlockpt(side.number()) != 0) throwErrno();
   makeNonBlocking(side.number());
   return side;
+}
+
+std::string pathOfOtherSide(int side) {
+  std::array<char, 256> path{};
+  if (::ptsname_r(side, path.data(), path.size()) != 0) throwErrno();
+  return path.data();
 }
 
 // Opens the other side for a moment. After that it counts as closed, where before it counted as not
@@ -51,9 +59,14 @@ void SerialOpener::start() {
 void PtyOpener::start() {
   if (!side_) {
     side_ = makePseudoTerminal();
-    address_ = Address::pty(::ptsname(side_.number()));  // NOLINT(concurrency-mt-unsafe)
+    address_ = Address::pty(pathOfOtherSide(side_.number()));
   }
-  prepareOtherSide(address_.path());
+  try {
+    prepareOtherSide(address_.path());
+  } catch (const std::system_error&) {
+    close();  // somebody has taken the other side for himself, and is gone: it is of no more use
+    throw;
+  }
   host().waitFor(kPeerPoll, [this] { awaitPeer(); });
   owner().onOpening(address_);
 }
