@@ -4,6 +4,7 @@
 // for it.
 
 #include <VarnoLink/Address.h>
+#include <VarnoLink/CaptureRecorder.h>
 #include <VarnoLink/Clock.h>
 #include <VarnoLink/Duration.h>
 #include <VarnoLink/Fault.h>
@@ -16,3 +17,5 @@
 #include <VarnoLink/LinkTimer.h>
 #include <VarnoLink/LinkWatch.h>
 #include <VarnoLink/MainThreadDescriptor.h>
+#include <VarnoLink/RecordCutter.h>
+#include <VarnoLink/TrafficObserver.h>

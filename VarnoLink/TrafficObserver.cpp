@@ -1,0 +1,9 @@
+#include <VarnoLink/TrafficObserver.h>
+
+namespace varno {
+
+TrafficObserver::~TrafficObserver() = default;
+
+bool TrafficObserver::isBehind() const { return false; }
+
+}  // namespace varno
