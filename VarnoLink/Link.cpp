@@ -26,6 +26,7 @@ Link::~Link() { core_->abandon(); }
 
 void Link::open() { core_->open(); }
 void Link::close() noexcept { core_->close(); }
+void Link::hangUp() noexcept { core_->hangUp(); }
 void Link::reset() noexcept { core_->reset(); }
 bool Link::send(std::span<const std::uint8_t> bytes) noexcept { return core_->send(bytes); }
 std::size_t Link::queuedBytes() const noexcept { return core_->queuedBytes(); }

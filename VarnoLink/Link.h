@@ -53,6 +53,11 @@ class VARNO_EXPORT Link {
   // queued is discarded. No handler is called, for this or anything before.
   void close() noexcept;
 
+  // Ends the connection in order, as close() does, and goes on as after any loss: where it listens
+  // it waits for the next peer at the same place. onStatus tells it later. Without effect on a link
+  // that is not up.
+  void hangUp() noexcept;
+
   // Ends the connection as a crash would: at once, on TCP by a reset, so that the peer may lose
   // what it has not read yet. Then the link goes on as after any loss; onStatus tells it later.
   // Without effect on a link that is not up.

@@ -106,13 +106,23 @@ void LinkCore::close() noexcept {
   status_.reason = "closed";
 }
 
+void LinkCore::hangUp() noexcept {
+  if (!connection_) return;
+  connection_->hangUp();
+  failLater("this side hung up");
+}
+
 void LinkCore::reset() noexcept {
   if (!connection_) return;
   connection_->reset();
+  failLater("this side reset the connection");
+}
+
+void LinkCore::failLater(const char* reason) {
   beginEpoch();
-  retryIn(std::chrono::nanoseconds(0), [this] { fail("this side reset the connection"); });
+  retryIn(std::chrono::nanoseconds(0), [this, reason] { fail(reason); });
   status_.state = LinkState::kDown;
-  status_.reason = "reset";
+  status_.reason = "ended";
 }
 
 bool LinkCore::send(std::span<const std::uint8_t> bytes) noexcept {

@@ -25,6 +25,7 @@ class LinkCore final : public EventHost, private Opener::Owner, private Connecti
 
   void open();
   void close() noexcept;
+  void hangUp() noexcept;
   void reset() noexcept;
   bool send(std::span<const std::uint8_t> bytes) noexcept;
   std::size_t queuedBytes() const { return connection_ ? connection_->queuedBytes() : 0; }
@@ -40,6 +41,7 @@ class LinkCore final : public EventHost, private Opener::Owner, private Connecti
   void begin();
   void tell();
   void fail(std::string reason);
+  void failLater(const char* reason);
 
   void onOpening(const Address& address) override;
   void onOpened(Descriptor descriptor, std::string hint) override;
