@@ -18,4 +18,5 @@
 #include <VarnoLink/LinkWatch.h>
 #include <VarnoLink/MainThreadDescriptor.h>
 #include <VarnoLink/RecordCutter.h>
+#include <VarnoLink/Relay.h>
 #include <VarnoLink/TrafficObserver.h>
