@@ -48,6 +48,7 @@ void DisplayAnswers::setOn(DisplayAnswer answer, bool isOn) {
     switchedOff_.erase(answer);
   } else {
     switchedOff_.insert(answer);
+    if (answer == DisplayAnswer::kKeepAliveWatch) keepAliveDue_.reset();
   }
 }
 
@@ -56,7 +57,7 @@ void DisplayAnswers::later(DisplayAnswer answer, LinkTime time, Agenda::Task tas
 }
 
 void DisplayAnswers::linkUp(LinkTime now) {
-  keepAliveDue_ = now + options_.delays.keepAlive;
+  keepAlive(now);
   later(DisplayAnswer::kVersion, now + options_.delays.version, [this] {
     HudVersionEventPacket version;
     version.setModelName(panel_.state.device.modelName);
@@ -77,7 +78,9 @@ void DisplayAnswers::linkDown() {
   }
 }
 
-void DisplayAnswers::keepAlive(LinkTime now) { keepAliveDue_ = now + options_.delays.keepAlive; }
+void DisplayAnswers::keepAlive(LinkTime now) {
+  if (isOn(DisplayAnswer::kKeepAliveWatch)) keepAliveDue_ = now + options_.delays.keepAlive;
+}
 
 void DisplayAnswers::answer(const HudPacket& packet, LinkTime now) {
   const DisplayDelays& delays = options_.delays;
@@ -205,8 +208,7 @@ std::optional<LinkTime> DisplayAnswers::nextDue() const {
 void DisplayAnswers::runDue(LinkTime now) {
   while (std::optional<Agenda::Task> task = agenda_.takeDue(now)) (*task)();
   if (!keepAliveDue_ || *keepAliveDue_ > now) return;
-  keepAliveDue_ = now + options_.delays.keepAlive;
-  if (!isOn(DisplayAnswer::kKeepAliveWatch)) return;
+  keepAlive(now);
   LinkView& link = panel_.state.link;
   link.isPhoneAlive = false;
   ++link.missedKeepAlives;

@@ -6,6 +6,7 @@
 #include <VarnoTraffic/FrameContent.h>
 
 #include <algorithm>
+#include <array>
 #include <typeinfo>
 #include <utility>
 
@@ -28,6 +29,8 @@ struct SimulatedDisplay::State {
         panel(options),
         told(panel.state),
         history(options.maxHistory),
+        stages{FaultStage(Direction::kToDisplay, options.seed),
+               FaultStage(Direction::kToPhone, options.seed)},
         answers(options, panel,
                 {.send = [this](const HudPacket& packet) { send(packet); },
                  .hangUp = [this](HangUp how) { hangUp(how); },
@@ -37,18 +40,28 @@ struct SimulatedDisplay::State {
                      }}) {}
 
   void record(TrafficRecord record);
-  void recordPiece(Direction direction, const FrameCutter::Piece& piece, std::string note);
+  void recordPiece(Direction direction, const FrameCutter::Piece& piece);
   void tellChanges(std::string_view cause);
 
   void goUp();
   void goDown(std::string_view reason);
   void hangUp(HangUp how);
 
+  FaultStage& stage(Direction direction) {
+    return stages[direction == Direction::kToDisplay ? 0 : 1];
+  }
+  // Whether the emission has bytes that go on; otherwise the link is ended where it says so.
+  bool goesOn(Direction direction, const FaultStage::Emission& emission);
+  void takeEmission(const FaultStage::Emission& emission);
+  void giveEmission(const FaultStage::Emission& emission);
+
   void take(std::span<const std::uint8_t> bytes);
   void takePacket(const HudPacket& packet);
   void send(const HudPacket& packet);
   void sendBytes(std::span<const std::uint8_t> bytes);
+  void receive(std::span<const std::uint8_t> bytes);
   void advance();
+  std::optional<LinkTime> nextDue() const;
 
   const Clock& clock;
   const DisplayOptions options;
@@ -58,6 +71,7 @@ struct SimulatedDisplay::State {
   TrafficHistory history;
   FrameCutter fromPhone;
   FrameCutter toPhone;
+  std::array<FaultStage, 2> stages;
   DisplayAnswers answers;
   std::uint64_t connections = 0;  // how often the link came up or went down
   std::uint64_t packetsReceived = 0;
@@ -70,12 +84,10 @@ void SimulatedDisplay::State::record(TrafficRecord record) {
   history.add(std::move(record));
 }
 
-void SimulatedDisplay::State::recordPiece(Direction direction, const FrameCutter::Piece& piece,
-                                          std::string note) {
+void SimulatedDisplay::State::recordPiece(Direction direction, const FrameCutter::Piece& piece) {
   record({.direction = direction,
           .kind = piece.kind,
-          .bytes = {piece.bytes.begin(), piece.bytes.end()},
-          .note = std::move(note)});
+          .bytes = {piece.bytes.begin(), piece.bytes.end()}});
 }
 
 void SimulatedDisplay::State::tellChanges(std::string_view cause) {
@@ -94,6 +106,7 @@ void SimulatedDisplay::State::goUp() {
   link.missedKeepAlives = 0;
   link.lineChecks = 0;
   link.saidGoodbye = false;
+  for (FaultStage& each : stages) each.restart();
   record({.kind = RecordKind::kLinkUp});
   answers.linkUp(clock.now());
   tellChanges("link");
@@ -102,8 +115,8 @@ void SimulatedDisplay::State::goUp() {
 void SimulatedDisplay::State::goDown(std::string_view reason) {
   if (!panel.state.link.isUp) return;
   ++connections;
-  if (const auto rest = fromPhone.finish()) recordPiece(Direction::kToDisplay, *rest, {});
-  if (const auto rest = toPhone.finish()) recordPiece(Direction::kToPhone, *rest, {});
+  if (const auto rest = fromPhone.finish()) recordPiece(Direction::kToDisplay, *rest);
+  if (const auto rest = toPhone.finish()) recordPiece(Direction::kToPhone, *rest);
   panel.state.link.isUp = false;
   panel.state.link.isPhoneAlive = false;
   answers.linkDown();
@@ -117,6 +130,29 @@ void SimulatedDisplay::State::hangUp(HangUp how) {
   if (handlers.onHangUp) handlers.onHangUp(how);
 }
 
+bool SimulatedDisplay::State::goesOn(Direction direction, const FaultStage::Emission& emission) {
+  using Kind = FaultStage::Emission::Kind;
+  if (!emission.note.empty()) {
+    record(
+        {.direction = direction, .kind = RecordKind::kFault, .note = std::string(emission.note)});
+  }
+  if (emission.kind == Kind::kClose) hangUp(HangUp::kClose);
+  if (emission.kind == Kind::kReset) hangUp(HangUp::kReset);
+  return emission.kind == Kind::kBytes && panel.state.link.isUp;
+}
+
+void SimulatedDisplay::State::takeEmission(const FaultStage::Emission& emission) {
+  if (goesOn(Direction::kToDisplay, emission)) take(emission.bytes);
+}
+
+void SimulatedDisplay::State::giveEmission(const FaultStage::Emission& emission) {
+  if (!goesOn(Direction::kToPhone, emission) || emission.bytes.empty()) return;
+  toPhone.feed(emission.bytes, [this](const FrameCutter::Piece& piece) {
+    recordPiece(Direction::kToPhone, piece);
+  });
+  if (handlers.onOutput) handlers.onOutput(emission.bytes);
+}
+
 void SimulatedDisplay::State::take(std::span<const std::uint8_t> bytes) {
   const std::uint64_t connection = connections;
   while (const std::optional<FrameCutter::Piece> piece = fromPhone.next(bytes)) {
@@ -126,7 +162,7 @@ void SimulatedDisplay::State::take(std::span<const std::uint8_t> bytes) {
         packet = packetIn(piece->bytes, *entry);
       }
     }
-    recordPiece(Direction::kToDisplay, *piece, {});
+    recordPiece(Direction::kToDisplay, *piece);
     if (packet != nullptr) takePacket(*packet);
     // What a handler has ended takes nothing more.
     if (connection != connections) return;
@@ -160,17 +196,39 @@ void SimulatedDisplay::State::send(const HudPacket& packet) {
 
 void SimulatedDisplay::State::sendBytes(std::span<const std::uint8_t> bytes) {
   if (!panel.state.link.isUp) return;
-  toPhone.feed(bytes, [this](const FrameCutter::Piece& piece) {
-    recordPiece(Direction::kToPhone, piece, {});
+  stage(Direction::kToPhone).pass(clock.now(), bytes, [this](const FaultStage::Emission& emission) {
+    giveEmission(emission);
   });
-  if (handlers.onOutput) handlers.onOutput(bytes);
 }
 
 void SimulatedDisplay::State::advance() {
   const LinkTime now = clock.now();
+  const std::optional<LinkTime> due = nextDue();
+  if (!due || *due > now) return;
   panel.removeTimedOut(now);
   answers.runDue(now);
+  stage(Direction::kToDisplay).passDue(now, [this](const FaultStage::Emission& emission) {
+    takeEmission(emission);
+  });
+  stage(Direction::kToPhone).passDue(now, [this](const FaultStage::Emission& emission) {
+    giveEmission(emission);
+  });
   tellChanges("time");
+}
+
+void SimulatedDisplay::State::receive(std::span<const std::uint8_t> bytes) {
+  if (!panel.state.link.isUp) return;
+  advance();
+  if (!panel.state.link.isUp) return;
+  stage(Direction::kToDisplay)
+      .pass(clock.now(), bytes,
+            [this](const FaultStage::Emission& emission) { takeEmission(emission); });
+}
+
+std::optional<LinkTime> SimulatedDisplay::State::nextDue() const {
+  std::optional<LinkTime> next = earlier(panel.nextTimeOut(), answers.nextDue());
+  for (const FaultStage& each : stages) next = earlier(next, each.nextDue());
+  return next;
 }
 
 SimulatedDisplay::SimulatedDisplay(const Clock& clock, DisplayOptions options)
@@ -186,17 +244,9 @@ void SimulatedDisplay::setHandlers(DisplayHandlers handlers) {
 void SimulatedDisplay::linkUp() { state_->goUp(); }
 void SimulatedDisplay::linkDown(std::string_view reason) { state_->goDown(reason); }
 
-void SimulatedDisplay::receive(std::span<const std::uint8_t> bytes) {
-  if (!isUp()) return;
-  state_->advance();
-  state_->take(bytes);
-}
-
+void SimulatedDisplay::receive(std::span<const std::uint8_t> bytes) { state_->receive(bytes); }
 void SimulatedDisplay::advance() { state_->advance(); }
-
-std::optional<LinkTime> SimulatedDisplay::nextDue() const {
-  return earlier(state_->panel.nextTimeOut(), state_->answers.nextDue());
-}
+std::optional<LinkTime> SimulatedDisplay::nextDue() const { return state_->nextDue(); }
 
 void SimulatedDisplay::send(const HudPacket& packet) { state_->send(packet); }
 void SimulatedDisplay::sendBytes(std::span<const std::uint8_t> bytes) { state_->sendBytes(bytes); }
@@ -205,6 +255,18 @@ void SimulatedDisplay::disconnect(HangUp how) { state_->hangUp(how); }
 
 void SimulatedDisplay::setAnswer(DisplayAnswer answer, bool isOn) {
   state_->answers.setOn(answer, isOn);
+}
+
+std::uint64_t SimulatedDisplay::fault(Direction direction, const Fault& fault) {
+  return state_->stage(direction).add(fault);
+}
+
+bool SimulatedDisplay::removeFault(Direction direction, std::uint64_t id) {
+  return state_->stage(direction).remove(id);
+}
+
+std::vector<FaultStage::Entry> SimulatedDisplay::faults(Direction direction) const {
+  return state_->stage(direction).entries();
 }
 
 const DisplayState& SimulatedDisplay::state() const { return state_->panel.state; }

@@ -5,6 +5,7 @@
 #include <VarnoDisplay/StateChange.h>
 #include <VarnoDisplay/TrafficHistory.h>
 #include <VarnoLink/Clock.h>
+#include <VarnoLink/FaultStage.h>
 #include <VarnoNetwork/Export.h>
 #include <VarnoNetwork/Network/HudPacket.h>
 #include <VarnoNetwork/Network/PacketType.h>
@@ -27,16 +28,17 @@ enum class HangUp : std::uint8_t {
   kReset,  // at once, with what is on the way lost, where the link can do so
 };
 
-// What a simulated display tells its owner. Called inside the display's operations; they may call
-// any of its operations in turn. What they throw leaves the operation.
+// What a simulated display tells its owner, inside its operations. What they throw leaves the
+// operation.
 struct DisplayHandlers {
   // Bytes for the phone, in order. A piece may be a part of a frame or several.
   std::function<void(std::span<const std::uint8_t> bytes)> onOutput;
   // The display hangs up; it already counts as down.
   std::function<void(HangUp how)> onHangUp;
-  // A packet came, before the display answers of its own accord. True: it has been answered, and
-  // the display does not.
+  // A packet came, of whatever type, before the display answers of its own accord. True: it has
+  // been answered, and the display does not. May use the display.
   std::function<bool(const HudPacket& packet)> onPacket;
+  // These two look on: they do not use the display. The record is not yet in the history.
   std::function<void(const StateChange& change)> onChange;
   std::function<void(const TrafficRecord& record)> onRecord;
 };
@@ -54,7 +56,8 @@ struct DisplayHandlers {
 //   display.advance();
 //
 // Frames of unknown types and damage of any kind are recorded and otherwise without effect, as is
-// an event that comes from the phone.
+// an event that comes from the phone. What is recorded is what the display receives, and what it
+// puts on the line: behind the faults of either direction.
 class VARNO_EXPORT SimulatedDisplay {
  public:
   // clock: outlives the display.
@@ -63,6 +66,7 @@ class VARNO_EXPORT SimulatedDisplay {
   SimulatedDisplay(const SimulatedDisplay&) = delete;
   SimulatedDisplay& operator=(const SimulatedDisplay&) = delete;
 
+  // Not inside a handler.
   void setHandlers(DisplayHandlers handlers);
 
   // The link came up or went down, as its owner sees it. What the display was about to answer is
@@ -91,6 +95,15 @@ class VARNO_EXPORT SimulatedDisplay {
 
   // Switches an answer on or off; what is already on its way still comes.
   void setAnswer(DisplayAnswer answer, bool isOn);
+
+  // Puts a fault into a direction and returns its id. Throws InvalidArgumentException for a fault
+  // with a faultProblem.
+  std::uint64_t fault(Direction direction, const Fault& fault);
+
+  // Ends a fault. False where there is no such fault.
+  bool removeFault(Direction direction, std::uint64_t id);
+
+  std::vector<FaultStage::Entry> faults(Direction direction) const;
 
   const DisplayState& state() const;
   const TrafficHistory& history() const;
