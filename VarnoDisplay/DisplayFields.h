@@ -10,7 +10,7 @@
 // How the parts of a DisplayState name their fields. Each has a function template
 //
 //   template <class Visit, class... Self>
-//   static void fields(Visit& visit, Self&... self) {
+//   static void walk(Visit& visit, Self&... self) {
 //     visit("isVisible", self.isVisible...);
 //   }
 //
@@ -26,7 +26,7 @@ struct DisplayFieldsProbe {
 // A part of the state that consists of named fields.
 template <class Type>
 concept DisplayRecord = requires(const Type& record, DisplayFieldsProbe& visit) {
-  Type::fields(visit, record);
+  Type::walk(visit, record);
 };
 
 namespace detail {
@@ -51,7 +51,7 @@ struct SameDisplayFields {
 template <DisplayRecord Record>
 bool operator==(const Record& left, const Record& right) {
   detail::SameDisplayFields visit;
-  Record::fields(visit, left, right);
+  Record::walk(visit, left, right);
   return visit.isSame;
 }
 

@@ -49,7 +49,7 @@ struct JsonFields {
 template <DisplayRecord Record>
 Json jsonFrom(const Record& record) {
   JsonFields fields;
-  Record::fields(fields, record);
+  Record::walk(fields, record);
   return std::move(fields.object);
 }
 

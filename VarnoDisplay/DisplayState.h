@@ -50,7 +50,7 @@ struct LinkView {
   bool isAppConnected = false;        // as the display told the phone
 
   template <class Visit, class... Self>
-  static void fields(Visit& visit, Self&... self) {
+  static void walk(Visit& visit, Self&... self) {
     visit("isUp", self.isUp...);
     visit("isPhoneAlive", self.isPhoneAlive...);
     visit("missedKeepAlives", self.missedKeepAlives...);
@@ -78,7 +78,7 @@ struct ClockView {
   std::string timeZone = {};                 // as "GMT" or "Europe/Berlin"
 
   template <class Visit, class... Self>
-  static void fields(Visit& visit, Self&... self) {
+  static void walk(Visit& visit, Self&... self) {
     visit("isVisible", self.isVisible...);
     visit("reading", self.reading...);
     visit("timeZone", self.timeZone...);
@@ -96,7 +96,7 @@ struct SpeedView {
   bool isWarning = false;      // the speed has reached warningAt
 
   template <class Visit, class... Self>
-  static void fields(Visit& visit, Self&... self) {
+  static void walk(Visit& visit, Self&... self) {
     visit("isVisible", self.isVisible...);
     visit("text", self.text...);
     visit("value", self.value...);
@@ -123,7 +123,7 @@ struct NoticeView {
   std::string key() const { return std::to_string(id); }
 
   template <class Visit, class... Self>
-  static void fields(Visit& visit, Self&... self) {
+  static void walk(Visit& visit, Self&... self) {
     visit("id", self.id...);
     visit("kind", self.kind...);
     visit("icon", self.icon...);
@@ -146,7 +146,7 @@ struct NoticeSetting {
   std::string key() const { return std::to_string(icon.code); }
 
   template <class Visit, class... Self>
-  static void fields(Visit& visit, Self&... self) {
+  static void walk(Visit& visit, Self&... self) {
     visit("icon", self.icon...);
     visit("isEnabled", self.isEnabled...);
     visit("color", self.color...);
@@ -165,7 +165,7 @@ struct NoticesView {
   std::vector<NoticeSetting> settings = {};  // by icon
 
   template <class Visit, class... Self>
-  static void fields(Visit& visit, Self&... self) {
+  static void walk(Visit& visit, Self&... self) {
     visit("isEnabled", self.isEnabled...);
     visit("timeoutSeconds", self.timeoutSeconds...);
     visit("shown", self.shown...);
@@ -192,7 +192,7 @@ struct PictureView {
   bool isFullScreen = false;
 
   template <class Visit, class... Self>
-  static void fields(Visit& visit, Self&... self) {
+  static void walk(Visit& visit, Self&... self) {
     visit("theme", self.theme...);
     visit("isBacklightOn", self.isBacklightOn...);
     visit("minBrightness", self.minBrightness...);
@@ -212,7 +212,7 @@ struct SensorsView {
   bool isObd2Wanted = false;  // the phone told the display to connect to OBD-II
 
   template <class Visit, class... Self>
-  static void fields(Visit& visit, Self&... self) {
+  static void walk(Visit& visit, Self&... self) {
     visit("isGpsReliable", self.isGpsReliable...);
     visit("isObd2Wanted", self.isObd2Wanted...);
   }
@@ -230,7 +230,7 @@ struct WifiView {
   bool isHotspotBandForced = false;
 
   template <class Visit, class... Self>
-  static void fields(Visit& visit, Self&... self) {
+  static void walk(Visit& visit, Self&... self) {
     visit("ssid", self.ssid...);
     visit("hasPassword", self.hasPassword...);
     visit("security", self.security...);
@@ -254,7 +254,7 @@ struct SoundDeviceView {
   const std::string& key() const { return address; }
 
   template <class Visit, class... Self>
-  static void fields(Visit& visit, Self&... self) {
+  static void walk(Visit& visit, Self&... self) {
     visit("address", self.address...);
     visit("name", self.name...);
     visit("isPaired", self.isPaired...);
@@ -272,7 +272,7 @@ struct BluetoothView {
   std::vector<SoundDeviceView> devices = {};  // those the display told of or was told of
 
   template <class Visit, class... Self>
-  static void fields(Visit& visit, Self&... self) {
+  static void walk(Visit& visit, Self&... self) {
     visit("isEnabled", self.isEnabled...);
     visit("isScanning", self.isScanning...);
     visit("status", self.status...);
@@ -292,7 +292,7 @@ struct DeviceView {
   DisplayCode lastReset = {};
 
   template <class Visit, class... Self>
-  static void fields(Visit& visit, Self&... self) {
+  static void walk(Visit& visit, Self&... self) {
     visit("modelName", self.modelName...);
     visit("systemVersion", self.systemVersion...);
     visit("bleVersion", self.bleVersion...);
@@ -317,7 +317,7 @@ struct DisplayState {
   DeviceView device = {};
 
   template <class Visit, class... Self>
-  static void fields(Visit& visit, Self&... self) {
+  static void walk(Visit& visit, Self&... self) {
     visit("link", self.link...);
     visit("clock", self.clock...);
     visit("speed", self.speed...);

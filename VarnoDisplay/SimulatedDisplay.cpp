@@ -56,7 +56,9 @@ struct SimulatedDisplay::State {
   void giveEmission(const FaultStage::Emission& emission);
 
   void take(std::span<const std::uint8_t> bytes);
-  void takePacket(const HudPacket& packet);
+  void takeFrame(const FrameCutter::Piece& frame);
+  void wrote(std::span<const std::uint8_t> frame);
+  std::shared_ptr<HudPacket> packetOf(std::span<const std::uint8_t> frame) const;
   void send(const HudPacket& packet);
   void sendBytes(std::span<const std::uint8_t> bytes);
   void receive(std::span<const std::uint8_t> bytes);
@@ -70,6 +72,7 @@ struct SimulatedDisplay::State {
   DisplayHandlers handlers;
   TrafficHistory history;
   FrameCutter fromPhone;
+  FrameCutter written;  // by the display, before the faults
   FrameCutter toPhone;
   std::array<FaultStage, 2> stages;
   DisplayAnswers answers;
@@ -116,6 +119,7 @@ void SimulatedDisplay::State::goDown(std::string_view reason) {
   if (!panel.state.link.isUp) return;
   ++connections;
   if (const auto rest = fromPhone.finish()) recordPiece(Direction::kToDisplay, *rest);
+  written.finish();
   if (const auto rest = toPhone.finish()) recordPiece(Direction::kToPhone, *rest);
   panel.state.link.isUp = false;
   panel.state.link.isPhoneAlive = false;
@@ -153,52 +157,56 @@ void SimulatedDisplay::State::giveEmission(const FaultStage::Emission& emission)
   if (handlers.onOutput) handlers.onOutput(emission.bytes);
 }
 
+std::shared_ptr<HudPacket> SimulatedDisplay::State::packetOf(
+    std::span<const std::uint8_t> frame) const {
+  const PacketDirectory::Entry* const entry = entryOf(frame, options.directory);
+  return entry != nullptr ? packetIn(frame, *entry) : nullptr;
+}
+
 void SimulatedDisplay::State::take(std::span<const std::uint8_t> bytes) {
   const std::uint64_t connection = connections;
   while (const std::optional<FrameCutter::Piece> piece = fromPhone.next(bytes)) {
-    std::shared_ptr<HudPacket> packet;
-    if (piece->kind == RecordKind::kFrame) {
-      if (const auto* const entry = entryOf(piece->bytes, options.directory)) {
-        packet = packetIn(piece->bytes, *entry);
-      }
-    }
     recordPiece(Direction::kToDisplay, *piece);
-    if (packet != nullptr) takePacket(*packet);
+    if (piece->kind == RecordKind::kFrame) takeFrame(*piece);
     // What a handler has ended takes nothing more.
     if (connection != connections) return;
   }
 }
 
-void SimulatedDisplay::State::takePacket(const HudPacket& packet) {
-  ++packetsReceived;
+void SimulatedDisplay::State::takeFrame(const FrameCutter::Piece& frame) {
+  const std::shared_ptr<HudPacket> packet = packetOf(frame.bytes);
+  const bool isForDisplay = packet != nullptr && packet->getCommand() != kEventCommand;
   const LinkTime now = clock.now();
-  const bool isEvent = packet.getCommand() == kEventCommand;
-  if (!isEvent) {
-    panel.apply(packet, now);
-    if (typeid(packet) == typeid(KeepAliveCommandPacket)) answers.keepAlive(now);
-    tellChanges(packet.typeName());
+  if (packet != nullptr) ++packetsReceived;
+  if (isForDisplay) {
+    panel.apply(*packet, now);
+    if (typeid(*packet) == typeid(KeepAliveCommandPacket)) answers.keepAlive(now);
+    tellChanges(packet->typeName());
   }
-  if (handlers.onPacket && handlers.onPacket(packet)) return;
-  if (!isEvent && panel.state.link.isUp) answers.answer(packet, now);
+  if (handlers.onFrame && handlers.onFrame(frame.bytes, packet)) return;
+  if (isForDisplay && panel.state.link.isUp) answers.answer(*packet, now);
 }
 
-void SimulatedDisplay::State::send(const HudPacket& packet) {
-  if (!panel.state.link.isUp) return;
-  const std::vector<std::uint8_t> frame = displayFrameOf(packet);
-  ++packetsSent;
-  if (packet.getCommand() == kEventCommand) {
-    panel.apply(packet, clock.now());
-    answers.sent(packet, clock.now());
-    tellChanges(packet.typeName());
-  }
-  sendBytes(frame);
-}
+void SimulatedDisplay::State::send(const HudPacket& packet) { sendBytes(displayFrameOf(packet)); }
 
 void SimulatedDisplay::State::sendBytes(std::span<const std::uint8_t> bytes) {
   if (!panel.state.link.isUp) return;
+  written.feed(bytes, [this](const FrameCutter::Piece& piece) {
+    if (piece.kind == RecordKind::kFrame) wrote(piece.bytes);
+  });
   stage(Direction::kToPhone).pass(clock.now(), bytes, [this](const FaultStage::Emission& emission) {
     giveEmission(emission);
   });
+}
+
+void SimulatedDisplay::State::wrote(std::span<const std::uint8_t> frame) {
+  const std::shared_ptr<HudPacket> packet = packetOf(frame);
+  if (packet == nullptr) return;
+  ++packetsSent;
+  if (packet->getCommand() != kEventCommand) return;
+  panel.apply(*packet, clock.now());
+  answers.sent(*packet, clock.now());
+  tellChanges(packet->typeName());
 }
 
 void SimulatedDisplay::State::advance() {

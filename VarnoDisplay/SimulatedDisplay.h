@@ -35,9 +35,11 @@ struct DisplayHandlers {
   std::function<void(std::span<const std::uint8_t> bytes)> onOutput;
   // The display hangs up; it already counts as down.
   std::function<void(HangUp how)> onHangUp;
-  // A packet came, of whatever type, before the display answers of its own accord. True: it has
-  // been answered, and the display does not. May use the display.
-  std::function<bool(const HudPacket& packet)> onPacket;
+  // A frame came; packet: what is in it, null where it holds none that is known. Called before the
+  // display answers of its own accord. True: it has been answered, and the display does not. May
+  // use the display.
+  std::function<bool(std::span<const std::uint8_t> frame, const std::shared_ptr<HudPacket>& packet)>
+      onFrame;
   // These two look on: they do not use the display. The record is not yet in the history.
   std::function<void(const StateChange& change)> onChange;
   std::function<void(const TrafficRecord& record)> onRecord;
@@ -85,8 +87,9 @@ class VARNO_EXPORT SimulatedDisplay {
   // other operation.
   std::optional<LinkTime> nextDue() const;
 
-  // Sends by hand, at once; without effect while the link is down. The packet acts on the state as
-  // one that the display sends of its own accord. Bytes may be anything.
+  // Sends by hand, at once; without effect while the link is down. Events act on the state as those
+  // that the display sends of its own accord. A version event goes out as a display writes it, so
+  // that the phone can read it. Bytes may be anything.
   void send(const HudPacket& packet);
   void sendBytes(std::span<const std::uint8_t> bytes);
 

@@ -79,7 +79,7 @@ struct Summary {
 template <class Record>
 std::string summaryOf(const Record& record) {
   Summary summary;
-  Record::fields(summary, std::as_const(*std::make_unique<Record>()), record);
+  Record::walk(summary, std::as_const(*std::make_unique<Record>()), record);
   return summary.text;
 }
 
@@ -110,7 +110,7 @@ class Comparison {
   template <class Value>
   void compare(const Value& before, const Value& after) {
     if constexpr (DisplayRecord<Value>) {
-      Value::fields(*this, before, after);
+      Value::walk(*this, before, after);
     } else if constexpr (kIsOptionalRecord<Value>) {
       if (before && after && before->key() == after->key()) return compare(*before, *after);
       if (!before && !after) return;
@@ -182,7 +182,7 @@ std::string StateChange::text() const {
 std::vector<StateChange> changesBetween(const DisplayState& before, const DisplayState& after,
                                         std::int64_t time, std::string_view cause) {
   Comparison comparison(time, cause);
-  DisplayState::fields(comparison, before, after);
+  DisplayState::walk(comparison, before, after);
   return comparison.take();
 }
 

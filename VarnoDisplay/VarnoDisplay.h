@@ -3,6 +3,7 @@
 // A display when none is on the desk. All that an application includes for it.
 
 #include <VarnoDisplay/DisplayCodes.h>
+#include <VarnoDisplay/DisplayDesk.h>
 #include <VarnoDisplay/DisplayOptions.h>
 #include <VarnoDisplay/DisplayState.h>
 #include <VarnoDisplay/PacketEffects.h>

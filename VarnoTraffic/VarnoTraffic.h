@@ -13,6 +13,7 @@
 #include <VarnoTraffic/NearestName.h>
 #include <VarnoTraffic/Notation.h>
 #include <VarnoTraffic/NotationVariables.h>
+#include <VarnoTraffic/PacketComparison.h>
 #include <VarnoTraffic/PacketDirectory.h>
 #include <VarnoTraffic/PacketPattern.h>
 #include <VarnoTraffic/PcapngWriter.h>

@@ -29,7 +29,7 @@ class Desk {
   explicit Desk(DisplayOptions options = {}) : display(clock, std::move(options)) {
     display.setHandlers({.onOutput = [this](auto bytes) { append(bytes); },
                          .onHangUp = [this](HangUp) { ++hangUps; },
-                         .onPacket = {},
+                         .onFrame = {},
                          .onChange = [this](const auto& change) { add(change.text()); },
                          .onRecord = {}});
     display.linkUp();

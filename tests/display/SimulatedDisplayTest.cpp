@@ -126,9 +126,9 @@ TEST(SimulatedDisplay, AHandlerMayAnswerInItsPlaceOrEndTheLinkInTheMiddle) {
   int outputs = 0;
   display.setHandlers({.onOutput = [&](auto) { ++outputs; },
                        .onHangUp = {},
-                       .onPacket =
-                           [&](const HudPacket& packet) {
-                             if (packet.typeName() == "KeepAliveCommandPacket") {
+                       .onFrame =
+                           [&](auto, const std::shared_ptr<HudPacket>& packet) {
+                             if (packet->typeName() == "KeepAliveCommandPacket") {
                                display.disconnect();
                              } else {
                                display.send(UartConnectionEventPacket());
