@@ -19,8 +19,8 @@
 
 // Scenarios: what one side of a link does and expects, as a text with one statement a line.
 //
-//   option timeout=2s seed=7             how long an expect waits (5s unless told), and the seed of
-//                                        the faults
+//   option timeout=2s seed=7 as=phone    how long an expect waits (5s unless told), the seed of the
+//                                        faults (1), and the side of the link (display)
 //   include FILE                         the statements of another file; relative to this one
 //   let NAME = VALUE                     $NAME stands for the value from here on
 //   send PACKET                          a packet, or `raw` or `noise` and bytes in hex
@@ -40,6 +40,9 @@
 // gives NAME the field's value. What follows a # is a note.
 
 namespace varno {
+
+// Which side of the link a scenario is.
+enum class ScenarioRole : std::uint8_t { kDisplay, kPhone };
 
 // Where something stands in a scenario's files.
 struct ScenarioPlace {
@@ -104,6 +107,7 @@ struct Scenario {
   std::vector<ScenarioStatement> statements;
   NotationVariables variables;  // those of `let`
   std::optional<std::uint64_t> seed;
+  std::optional<ScenarioRole> role;
 };
 
 // What could not be understood in a scenario.

@@ -76,34 +76,44 @@ void ScenarioReader::readStatement(StatementLine& line) {
 }
 
 void ScenarioReader::readOption(StatementLine& line) {
-  static constexpr std::array<std::string_view, 2> kOptions = {"timeout", "seed"};
-  constexpr std::string_view kExpected = "timeout=T or seed=N";
-  bool isFirst = true;
-  for (; isFirst || !line.atEnd(); isFirst = false) {
+  static constexpr std::array<std::string_view, 3> kOptions = {"timeout", "seed", "as"};
+  constexpr std::string_view kExpected = "timeout=T, seed=N or as=display|phone";
+  if (line.atEnd()) line.fail(kExpected);
+  Scenario& scenario = reading_.scenario;
+  while (!line.atEnd()) {
     const std::size_t column = line.column();
     const std::string_view name = line.takeWord(kExpected, "=");
-    const bool isTimeout = name == kOptions[0];
-    const bool isKnown = isTimeout || name == kOptions[1];
+    const auto option = std::find(kOptions.begin(), kOptions.end(), name) - kOptions.begin();
+    const bool isKnown = option < std::ssize(kOptions);
     if (!isKnown || line.line().substr(line.offset(), 1) != "=") {
       throw NotationError{column, std::string(name), std::string(kExpected),
                           std::string(isKnown ? "" : nearestName(name, kOptions))};
     }
     ++line.offset();
-    if (isTimeout) {
-      timeout_ = line.takeDuration(reading_.scenario.variables);
+    const auto refuseSecond = [&](bool isSecond) {
+      if (isSecond) {
+        throw NotationError{column, std::string(name), "this option once in a scenario", {}};
+      }
+    };
+    if (option == 0) {
+      timeout_ = line.takeDuration(scenario.variables);
       continue;
     }
     const std::size_t valueColumn = line.column();
-    const std::string text = line.takeText(reading_.scenario.variables);
-    std::uint64_t seed = 0;
-    if (!isNumber(text, seed)) {
-      throw NotationError{
-          valueColumn, text.substr(0, 40), "a number from 0 to 18446744073709551615", {}};
+    const std::string text = line.takeText(scenario.variables);
+    const auto refuse = [&](const char* expected) {
+      throw NotationError{valueColumn, text.substr(0, 40), expected, {}};
+    };
+    if (option == 1) {
+      std::uint64_t seed = 0;
+      if (!isNumber(text, seed)) refuse("a number from 0 to 18446744073709551615");
+      refuseSecond(scenario.seed.has_value());
+      scenario.seed = seed;
+    } else {
+      if (text != "display" && text != "phone") refuse("display or phone");
+      refuseSecond(scenario.role.has_value());
+      scenario.role = text == "phone" ? ScenarioRole::kPhone : ScenarioRole::kDisplay;
     }
-    if (reading_.scenario.seed) {
-      throw NotationError{column, "seed", "one seed for the whole scenario", {}};
-    }
-    reading_.scenario.seed = seed;
   }
 }
 
