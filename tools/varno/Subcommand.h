@@ -27,6 +27,7 @@ Run defineTypes(CLI::App& app);
 Run defineEncode(CLI::App& app);
 Run defineDecode(CLI::App& app);
 Run defineConvert(CLI::App& app);
+Run definePage(CLI::App& app);
 Run defineWireshark(CLI::App& app);
 Run defineCompletion(CLI::App& app);
 

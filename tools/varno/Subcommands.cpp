@@ -22,6 +22,12 @@ constexpr std::array kSubcommands = {
                "varno convert app.log app.pcapng\n"
                "varno convert drive.pcapng - --to json\n",
                defineConvert},
+#ifdef VARNO_HAS_PAGE
+    Subcommand{"page", "Show recorded traffic in a browser",
+               "varno page drive.pcapng\n"
+               "varno page --page-port 8080 app.log\n",
+               definePage},
+#endif
     Subcommand{"wireshark", "Print the dissector for Wireshark and tshark",
                "varno wireshark >~/.local/lib/wireshark/plugins/varno.lua\n"
                "varno wireshark >varno.lua; tshark -X lua_script:varno.lua -r drive.pcapng\n",

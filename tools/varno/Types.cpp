@@ -1,3 +1,5 @@
+#include "tools/varno/Types.h"
+
 #include "tools/varno/FileBuffers.h"
 #include "tools/varno/RecordFilter.h"
 #include "tools/varno/Subcommand.h"
@@ -171,6 +173,16 @@ int run(const Arguments& arguments) {
 }
 
 }  // namespace
+
+std::string typesJson() {
+  const PacketDirectory directory;
+  std::string text = "[";
+  for (const auto& entry : directory.entries()) {
+    if (text.size() > 1) text += ',';
+    text += jsonLine(entry);
+  }
+  return text += "]";
+}
 
 Run defineTypes(CLI::App& app) {
   const auto arguments = std::make_shared<Arguments>();

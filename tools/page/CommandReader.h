@@ -1,0 +1,22 @@
+#pragma once
+
+#include "tools/page/PageHub.h"
+
+#include <string>
+#include <string_view>
+
+namespace varno::tool {
+
+// Reads a command as the page posts it:
+//
+//   {"do":"send","line":"KeepAlive","direction":">"}
+//   {"do":"again","record":17}            the recorded bytes, whatever they are
+//   {"do":"fault","line":"corrupt byte=7","direction":"<"}
+//   {"do":"clear","direction":null}       the faults
+//   {"do":"hangUp"}, {"do":"reset"}, {"do":"open"}
+//
+// Returns why it cannot be done; empty where it can.
+std::string readCommand(const std::string& body, PageHub& hub, const PageOptions& options,
+                        PageCommand& command);
+
+}  // namespace varno::tool

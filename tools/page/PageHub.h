@@ -1,0 +1,41 @@
+#pragma once
+
+#include "tools/page/PageServer.h"
+#include "tools/page/RecordRing.h"
+#include "tools/page/StateLog.h"
+
+#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <mutex>
+#include <string>
+
+namespace varno::tool {
+
+// What the tool tells the page, where its viewers find it.
+struct PageHub {
+  explicit PageHub(const PageOptions& options)
+      : ring(options.maxRecords, options.maxBytes, options.secrets) {}
+
+  std::string session;  // tells this run of the program from another one at the same address
+  std::string hello;    // what a viewer is told first: a JSON object
+
+  // Taken before `mutex`. Working out what changed is left to the viewers' threads: it takes long.
+  std::mutex logMutex;
+  StateLog log;
+
+  // What is below is guarded by this one.
+  std::mutex mutex;
+  std::condition_variable changed;
+  RecordRing ring;
+  std::deque<ToldState> told;                          // that are not yet in the log
+  std::uint64_t lastChange = 0;                        // in the log
+  std::string status = R"({"links":[],"faults":[]})";  // as JSON
+  std::uint64_t statusVersion = 1;
+  std::deque<PageCommand> commands;
+  std::size_t viewers = 0;
+  bool isStopped = false;
+};
+
+}  // namespace varno::tool

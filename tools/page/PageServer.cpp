@@ -1,0 +1,319 @@
+#include "tools/page/PageServer.h"
+
+#include "tools/page/CommandReader.h"
+#include "tools/page/EventStream.h"
+#include "tools/page/HttpServer.h"
+#include "tools/page/PageFiles.h"
+#include "tools/page/PageHub.h"
+#include "tools/page/RecordDownload.h"
+#include "tools/page/RequestGuard.h"
+
+#include <nlohmann/json.hpp>
+
+#include <charconv>
+#include <future>
+#include <stdexcept>
+#include <thread>
+#include <utility>
+
+namespace varno::tool {
+namespace {
+
+using Json = nlohmann::ordered_json;
+using httplib::Request;
+using httplib::Response;
+
+// Besides the viewers, who each hold one: for what the pages load, and for commands.
+constexpr std::size_t kSpareConnections = 16;
+constexpr std::size_t kMaxCommands = 100;
+constexpr std::chrono::seconds kAnswerTime{5};
+constexpr std::string_view kJsonType = "application/json; charset=utf-8";
+
+const httplib::Headers& safeHeaders() {
+  static const httplib::Headers kHeaders = {
+      {"Content-Security-Policy",
+       "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self'; connect-src "
+       "'self'; base-uri 'none'; form-action 'none'; frame-ancestors 'none'"},
+      {"X-Content-Type-Options", "nosniff"},
+      {"Referrer-Policy", "no-referrer"},
+      {"Cross-Origin-Resource-Policy", "same-origin"},
+      {"Cross-Origin-Opener-Policy", "same-origin"},
+      {"Cache-Control", "no-store"},
+  };
+  return kHeaders;
+}
+
+Json directionsJson(const std::vector<Direction>& directions) {
+  Json json = Json::array();
+  for (const Direction direction : directions) json.push_back(directionText(direction));
+  return json;
+}
+
+std::string helloJson(const PageOptions& options, const std::string& session) {
+  const Json json = {{"session", session},
+                     {"title", options.title},
+                     {"hasLink", options.hasLink},
+                     {"sends", directionsJson(options.sends)},
+                     {"faults", directionsJson(options.faults)},
+                     {"showsSecrets", options.secrets == Secrets::kShown},
+                     {"keeps", options.maxRecords}};
+  return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+std::string catalogueJson(const PageOptions& options) {
+  return R"({"types":)" + options.types + R"(,"faults":)" + options.faultKinds + "}";
+}
+
+void answer(Response& response, int status, const std::string& text) {
+  response.status = status;
+  response.set_content(text + "\n", "text/plain; charset=utf-8");
+}
+
+void answerProblem(Response& response, int status, const std::string& problem) {
+  response.status = status;
+  response.set_content(
+      Json({{"error", problem}}).dump(-1, ' ', false, Json::error_handler_t::replace),
+      std::string(kJsonType));
+}
+
+std::string lastIdOf(const Request& request) {
+  const std::string id = request.get_header_value("Last-Event-ID");
+  return id.empty() ? request.get_param_value("after") : id;
+}
+
+RequestHead headOf(const Request& request) {
+  RequestHead head;
+  head.method = request.method;
+  head.path = request.path;
+  head.host = request.get_header_value("Host");
+  head.origin = request.get_header_value("Origin");
+  head.fetchSite = request.get_header_value("Sec-Fetch-Site");
+  head.contentType = request.get_header_value("Content-Type");
+  const std::string length = request.get_header_value("Content-Length");
+  const auto [end, error] =
+      std::from_chars(length.data(), length.data() + length.size(), head.length);
+  head.hasLength = error == std::errc{} && end == length.data() + length.size() &&
+                   !request.has_header("Transfer-Encoding");
+  return head;
+}
+
+}  // namespace
+
+struct PageServer::State {
+  explicit State(PageOptions given);
+
+  void handle(const Request& request, Response& response);
+  void handleGet(std::string_view path, const Request& request, Response& response);
+  bool hasRoom(Response& response);
+  void handleEvents(const Request& request, Response& response);
+  void handleCommand(const Request& request, Response& response);
+  void handleFrame(std::string_view number, Response& response);
+  void tellStatus();
+
+  PageOptions options;
+  RequestGuard guard;
+  std::string catalogue;
+  PageHub hub;
+  Json links = Json::array();  // these two guarded by the hub's mutex
+  Json faults = Json::array();
+  HttpServer server;
+  std::string address;
+  std::thread thread;
+};
+
+PageServer::State::State(PageOptions given)
+    : options(std::move(given)),
+      guard(options.token.empty() ? randomToken() : options.token, options.host),
+      catalogue(catalogueJson(options)),
+      hub(options),
+      server(options.maxViewers + kSpareConnections) {
+  if (guard.root().find_first_not_of(
+          "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_/") !=
+          std::string::npos ||
+      guard.root().find('/', 1) != guard.root().size() - 1) {
+    throw std::runtime_error("the page's token is to be letters, digits, '-' and '_'");
+  }
+  hub.session = randomToken().substr(0, 8);
+  hub.hello = helloJson(options, hub.session);
+  server.set_default_headers(safeHeaders());
+  // Before httplib reads a body, and instead of its own choice of handlers.
+  server.set_pre_routing_handler([this](const Request& request, Response& response) {
+    const auto refusal = guard.refuse(headOf(request));
+    if (refusal) {
+      answer(response, refusal->status, refusal->reason);
+    } else if (request.method == "POST") {
+      return httplib::Server::HandlerResponse::Unhandled;
+    } else {
+      handle(request, response);
+    }
+    return httplib::Server::HandlerResponse::Handled;
+  });
+  server.Post(".*",
+              [this](const Request& request, Response& response) { handle(request, response); });
+  const int port = server.bind(options.host, options.port);
+  address = "http://" + bracketed(options.host) + ":" + std::to_string(port) + guard.root();
+  thread = std::thread([this] { server.serve(); });
+}
+
+void PageServer::State::handle(const Request& request, Response& response) {
+  const std::string_view path = std::string_view(request.path).substr(guard.root().size());
+  if (request.method != "POST") {
+    handleGet(path, request, response);
+  } else if (path == "command") {
+    handleCommand(request, response);
+  } else {
+    answer(response, 404, "There is no such command.");
+  }
+}
+
+void PageServer::State::handleGet(std::string_view path, const Request& request,
+                                  Response& response) {
+  if (path == "events") return handleEvents(request, response);
+  if (path == "hello") {  // why a viewer's events broke off
+    if (hasRoom(response)) response.set_content(hub.hello, std::string(kJsonType));
+    return;
+  }
+  if (path.starts_with("frame/")) return handleFrame(path.substr(6), response);
+  if (path.starts_with("save/")) return downloadRecords(hub, path.substr(5), options, response);
+  if (path == "catalogue") return response.set_content(catalogue, std::string(kJsonType));
+  const std::string_view name = path.empty() ? "index.html" : path;
+  for (const PageFile& file : pageFiles()) {
+    if (file.name != name) continue;
+    return response.set_content(file.content.data(), file.content.size(), std::string(file.type));
+  }
+  answer(response, 404, "There is no such page.");
+}
+
+// Tells the viewer where there are as many as may be.
+bool PageServer::State::hasRoom(Response& response) {
+  const std::lock_guard lock(hub.mutex);
+  if (hub.viewers < options.maxViewers) return true;
+  answerProblem(response, 503,
+                "As many as may look on do: " + std::to_string(options.maxViewers) +
+                    ". Close one of the pages to see this one.");
+  return false;
+}
+
+void PageServer::State::handleEvents(const Request& request, Response& response) {
+  if (!hasRoom(response)) return;
+  const auto stream = std::make_shared<EventStream>(hub, lastIdOf(request));
+  response.set_header("X-Accel-Buffering", "no");
+  response.set_chunked_content_provider("text/event-stream",
+                                        [stream](std::size_t /*offset*/, httplib::DataSink& sink) {
+                                          const auto events = stream->next();
+                                          if (events && sink.is_writable())
+                                            return sink.write(events->data(), events->size());
+                                          return false;
+                                        });
+}
+
+void PageServer::State::handleFrame(std::string_view number, Response& response) {
+  std::uint64_t wanted = 0;
+  std::from_chars(number.data(), number.data() + number.size(), wanted);
+  RecordRing::Kept kept;
+  {
+    const std::lock_guard lock(hub.mutex);
+    const RecordRing::Kept* const found = hub.ring.find(wanted);
+    if (found == nullptr) return answerProblem(response, 404, "This record is not kept any more.");
+    kept = *found;
+  }
+  response.set_content(frameJson(wanted, kept.record, kept.hiddenBytes, options.secrets),
+                       std::string(kJsonType));
+}
+
+void PageServer::State::handleCommand(const Request& request, Response& response) {
+  PageCommand command;
+  const std::string problem = readCommand(request.body, hub, options, command);
+  if (!problem.empty()) return answerProblem(response, 422, problem);
+  // Given up with the command where nobody answers.
+  const auto promise = std::make_shared<std::promise<std::string>>();
+  std::future<std::string> answered = promise->get_future();
+  command.answer = [given = promise](const std::string& text) { given->set_value(text); };
+  {
+    const std::lock_guard lock(hub.mutex);
+    if (hub.isStopped || hub.commands.size() >= kMaxCommands) {
+      return answerProblem(response, 503, "Too many commands at once.");
+    }
+    hub.commands.push_back(std::move(command));
+  }
+  if (options.onCommand) options.onCommand();
+  if (answered.wait_for(kAnswerTime) != std::future_status::ready) {
+    return answerProblem(response, 504, "The program did not answer in time.");
+  }
+  try {
+    const std::string result = answered.get();
+    if (!result.empty()) return answerProblem(response, 409, result);
+    response.set_content("{}", std::string(kJsonType));
+  } catch (const std::future_error&) {
+    answerProblem(response, 503, "The program ends.");
+  }
+}
+
+void PageServer::State::tellStatus() {
+  hub.status = Json({{"links", links}, {"faults", faults}})
+                   .dump(-1, ' ', false, Json::error_handler_t::replace);
+  ++hub.statusVersion;
+  hub.changed.notify_all();
+}
+
+PageServer::PageServer(PageOptions options) : state_(std::make_unique<State>(std::move(options))) {}
+
+PageServer::~PageServer() {
+  std::deque<PageCommand> commands;
+  {
+    const std::lock_guard lock(state_->hub.mutex);
+    state_->hub.isStopped = true;
+    commands.swap(state_->hub.commands);
+  }
+  commands.clear();
+  state_->hub.changed.notify_all();
+  state_->server.stopAll();
+  state_->thread.join();
+}
+
+const std::string& PageServer::address() const { return state_->address; }
+
+std::uint64_t PageServer::add(const TrafficRecord& record) {
+  const std::lock_guard lock(state_->hub.mutex);
+  const std::uint64_t number = state_->hub.ring.add(record);
+  state_->hub.changed.notify_all();
+  return number;
+}
+
+void PageServer::setState(std::string json, std::optional<std::uint64_t> record,
+                          std::int64_t time) {
+  const std::lock_guard lock(state_->hub.mutex);
+  auto& told = state_->hub.told;
+  told.push_back({.json = std::move(json), .record = record, .time = time});
+  if (told.size() > StateLog::kMaxChanges) told.pop_front();
+  state_->hub.changed.notify_all();
+}
+
+void PageServer::setLinks(const std::vector<PageLink>& links) {
+  Json json = Json::array();
+  for (const PageLink& link : links) {
+    json.push_back({{"name", link.name},
+                    {"address", link.address},
+                    {"state", link.state},
+                    {"reason", link.reason}});
+  }
+  const std::lock_guard lock(state_->hub.mutex);
+  state_->links = std::move(json);
+  state_->tellStatus();
+}
+
+void PageServer::setFaults(const std::vector<std::string>& faults) {
+  const std::lock_guard lock(state_->hub.mutex);
+  state_->faults = faults;
+  state_->tellStatus();
+}
+
+std::optional<PageCommand> PageServer::takeCommand() {
+  const std::lock_guard lock(state_->hub.mutex);
+  if (state_->hub.commands.empty()) return std::nullopt;
+  PageCommand command = std::move(state_->hub.commands.front());
+  state_->hub.commands.pop_front();
+  return command;
+}
+
+}  // namespace varno::tool

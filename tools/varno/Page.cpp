@@ -1,0 +1,92 @@
+#include "tools/varno/Failure.h"
+#include "tools/varno/FileBuffers.h"
+#include "tools/varno/Formats.h"
+#include "tools/varno/PageArguments.h"
+#include "tools/varno/PageDisplay.h"
+#include "tools/varno/RecordSource.h"
+#include "tools/varno/Subcommand.h"
+
+#include <csignal>
+#include <ctime>
+#include <filesystem>
+#include <memory>
+#include <string>
+
+namespace varno::tool {
+namespace {
+
+struct Arguments {
+  std::string file;
+  std::string format;
+  bool showsSecrets = false;
+  std::size_t keep = PageOptions().maxRecords;
+  PageArguments page;
+};
+
+// SIGINT and SIGTERM, which end the page, are taken when they are asked for. Before any thread
+// begins, as threads take over what is blocked.
+class EndSignals {
+ public:
+  EndSignals() {
+    ::sigemptyset(&signals_);
+    ::sigaddset(&signals_, SIGINT);
+    ::sigaddset(&signals_, SIGTERM);
+    ::pthread_sigmask(SIG_BLOCK, &signals_, nullptr);
+  }
+
+  bool hasCome() const {
+    const timespec none{};
+    return ::sigtimedwait(&signals_, nullptr, &none) > 0;
+  }
+  void wait() const {
+    int signal = 0;
+    ::sigwait(&signals_, &signal);
+  }
+
+ private:
+  sigset_t signals_{};
+};
+
+int run(const Arguments& arguments) {
+  const EndSignals signals;
+  const auto format =
+      arguments.format.empty() ? std::nullopt : std::optional(formatNamed(arguments.format));
+  RecordSource source(arguments.file, format, nullptr);
+  PageOptions options = arguments.page.options();
+  options.title = std::filesystem::path(arguments.file).filename().string();
+  options.secrets = arguments.showsSecrets ? Secrets::kShown : Secrets::kHidden;
+  options.maxRecords = arguments.keep;
+  PageServer page(options);
+  print(page.address() + "\n");
+  PageDisplay display(page);
+  TrafficRecord record;
+  bool isEnded = false;
+  while (!isEnded && source.next(record)) {
+    display.pass(record, page.add(record));
+    isEnded = signals.hasCome();
+  }
+  const bool isWhole = source.isWhole();
+  if (!isEnded) signals.wait();
+  return isWhole ? kSuccess : kUnreadable;
+}
+
+}  // namespace
+
+Run definePage(CLI::App& app) {
+  const auto arguments = std::make_shared<Arguments>();
+  app.add_option("FILE", arguments->file, "Any recorded traffic; - is standard input")
+      ->required()
+      ->type_name("");
+  app.add_option("--from", arguments->format, "What the input is, if its first bytes mislead")
+      ->check(CLI::IsMember(formatNames()))
+      ->type_name("FORMAT");
+  app.add_flag("--secrets", arguments->showsSecrets, "Show passwords and keys");
+  app.add_option("--keep", arguments->keep, "How many of the last records the page has")
+      ->check(CLI::Range(std::size_t{1}, std::size_t{1'000'000}))
+      ->capture_default_str()
+      ->type_name("N");
+  arguments->page.define(app);
+  return [arguments] { return run(*arguments); };
+}
+
+}  // namespace varno::tool

@@ -1,0 +1,32 @@
+#include "tools/varno/PageArguments.h"
+
+#include "tools/varno/Types.h"
+
+namespace varno::tool {
+
+void PageArguments::define(CLI::App& app) {
+  constexpr const char* kGroup = "Page";
+  app.add_option("--page-host", host_,
+                 "Where the page listens; others than 127.0.0.1 let other machines in")
+      ->type_name("HOST")
+      ->group(kGroup);
+  app.add_option("--page-port", port_, "Its port; any where none is given")
+      ->type_name("PORT")
+      ->group(kGroup);
+  app.add_option("--page-token", token_,
+                 "The secret part of its address, so that it is the same the next time")
+      ->type_name("TOKEN")
+      ->envname("VARNO_PAGE_TOKEN")
+      ->group(kGroup);
+}
+
+PageOptions PageArguments::options() const {
+  PageOptions options;
+  options.host = host_;
+  options.port = port_;
+  options.token = token_;
+  options.types = typesJson();
+  return options;
+}
+
+}  // namespace varno::tool
