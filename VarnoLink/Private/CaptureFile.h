@@ -7,8 +7,8 @@
 
 namespace varno {
 
-// A file that is written in large pieces, which each end where a call of sputn ended, and that is cut
-// back to such an end where one did not go in whole.
+// A file that is written in large pieces, which each end where a call of sputn ended, and that is
+// cut back to such an end where one did not go in whole.
 class CaptureFile : public std::streambuf {
  public:
   // Throws std::system_error where it cannot be made.

@@ -243,7 +243,13 @@ bool NotationParser::takeSign(std::string_view sign) {
 }
 
 bool NotationParser::hasPieceBefore(std::span<const std::string_view> words) {
-  return atPiece() && std::find(words.begin(), words.end(), piece()) == words.end();
+  if (!atPiece()) return false;
+  // Not piece(), which looks through all that follows without a blank: hex may be long.
+  const std::string_view rest = line_.substr(at_);
+  return std::none_of(words.begin(), words.end(), [&](std::string_view word) {
+    return rest.starts_with(word) &&
+           (rest.size() == word.size() || rest[word.size()] == ' ' || rest[word.size()] == '\t');
+  });
 }
 
 FieldValue NotationParser::takeList(std::size_t depth) {
