@@ -60,7 +60,8 @@ class VARNO_EXPORT Link {
 
   // Ends the connection as a crash would: at once, on TCP by a reset, so that the peer may lose
   // what it has not read yet. Then the link goes on as after any loss; onStatus tells it later.
-  // Without effect on a link that is not up.
+  // Without effect on a link that is not up. The peer of a pseudo-terminal does not notice: that
+  // stays, with its path, until close().
   void reset() noexcept;
 
   // Queues the bytes to be written in one piece, behind those of earlier sends; what is sent in one

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <VarnoLink/LinkOptions.h>
+#include <VarnoLink/Private/SeededRandom.h>
 
 #include <algorithm>
 #include <chrono>
@@ -15,16 +16,15 @@ class BackOff {
       : first_(std::max(options.firstPause, std::chrono::nanoseconds(0))),
         longest_(std::max(options.longestPause, first_)),
         pause_(first_),
-        random_(static_cast<std::minstd_rand::result_type>(
-            options.seed ? *options.seed % std::minstd_rand::modulus : std::random_device{}())) {}
+        random_(options.seed ? *options.seed : std::random_device{}(), 0) {}
 
   std::chrono::nanoseconds next() {
-    constexpr double kRange = std::minstd_rand::max() - std::minstd_rand::min();
-    const double cut = static_cast<double>(random_() - std::minstd_rand::min()) / kRange / 2;
-    const std::chrono::nanoseconds pause = pause_;
+    const auto half = static_cast<std::uint64_t>(pause_.count()) / 2;
+    const std::chrono::nanoseconds cut(
+        static_cast<std::chrono::nanoseconds::rep>(random_.below(half + 1)));
+    const std::chrono::nanoseconds pause = pause_ - cut;
     pause_ = pause_ > longest_ / 2 ? longest_ : 2 * pause_;
-    return pause - std::chrono::nanoseconds(static_cast<std::chrono::nanoseconds::rep>(
-                       static_cast<double>(pause.count()) * cut));
+    return pause;
   }
 
   void reset() { pause_ = first_; }
@@ -35,7 +35,7 @@ class BackOff {
   std::chrono::nanoseconds first_;
   std::chrono::nanoseconds longest_;
   std::chrono::nanoseconds pause_;
-  std::minstd_rand random_;
+  SeededRandom random_;
 };
 
 }  // namespace varno

@@ -1,5 +1,6 @@
 #include <VarnoLink/Private/Connection.h>
 
+#include <VarnoLink/Duration.h>
 #include <VarnoLink/Private/LinkFailure.h>
 #include <VarnoLink/Private/QuietWrite.h>
 
@@ -20,11 +21,6 @@ namespace {
 constexpr int kMaxReads = 4;
 constexpr int kMaxWrites = 16;
 constexpr int kMaxDiscards = 64;
-
-std::string durationText(std::chrono::nanoseconds duration) {
-  const auto count = std::chrono::ceil<std::chrono::milliseconds>(duration).count();
-  return count % 1000 == 0 ? std::to_string(count / 1000) + " s" : std::to_string(count) + " ms";
-}
 
 bool isSocket(int descriptor) {
   struct stat status {};
