@@ -13,6 +13,7 @@
 #include <VarnoLink/FrameWriter.h>
 #include <VarnoLink/Link.h>
 #include <VarnoLink/LinkLoop.h>
+#include <VarnoLink/LinkNetwork.h>
 #include <VarnoLink/LinkOptions.h>
 #include <VarnoLink/LinkTimer.h>
 #include <VarnoLink/LinkWatch.h>

@@ -1,4 +1,4 @@
-#include "../NetworkFixture.h"
+#include "../MainThreadFixture.h"
 
 #include <VarnoLink/FrameInbox.h>
 
@@ -11,12 +11,6 @@ namespace varno::test {
 namespace {
 
 using testing::ElementsAre;
-
-Bytes timeFrame(std::int64_t time) {
-  SystemTimeCommandPacket packet;
-  packet.setTimeInMillis(time);
-  return frameOf(packet);
-}
 
 // A main thread, a network, and a listener that notes the times that came.
 class FrameInboxTest : public testing::Test {
@@ -35,7 +29,7 @@ class FrameInboxTest : public testing::Test {
 
   bool feedTimes(FrameInbox& inbox, std::int64_t first, std::int64_t last) {
     bool hasRoom = true;
-    for (std::int64_t time = first; time <= last; ++time) hasRoom = inbox.feed(timeFrame(time));
+    for (std::int64_t time = first; time <= last; ++time) hasRoom = inbox.feed(frameAt(time));
     return hasRoom;
   }
 
@@ -49,8 +43,8 @@ class FrameInboxTest : public testing::Test {
 
 TEST_F(FrameInboxTest, ABurstCostsOneWakeUpAndKeepsItsOrder) {
   FrameInbox inbox(*network);
-  Bytes stream = timeFrame(1);
-  for (const Bytes& more : {bytes("FF 02 7D"), bytes("02 7D 7F 0F 03"), timeFrame(2)}) {
+  Bytes stream = frameAt(1);
+  for (const Bytes& more : {bytes("FF 02 7D"), bytes("02 7D 7F 0F 03"), frameAt(2)}) {
     stream.insert(stream.end(), more.begin(), more.end());
   }
   for (const std::uint8_t byte : stream) EXPECT_TRUE(inbox.feed({&byte, 1}));

@@ -1,0 +1,324 @@
+#include <VarnoLink/Private/NetworkLink.h>
+#include <VarnoNetwork/Network/HudLog.h>
+
+#include <unistd.h>
+
+#include <exception>
+#include <limits>
+#include <new>
+#include <utility>
+
+namespace varno {
+namespace {
+
+// How long stop() waits for the thread, which takes so long only in an observer.
+constexpr std::chrono::milliseconds kStopTime{40};
+
+// While reading is paused: how often it is looked whether it may go on.
+constexpr std::chrono::milliseconds kLookTime{10};
+
+// From here on what waits in a fault holds up the peer, too.
+constexpr std::size_t kMaxHeldBytes = std::size_t{1} << 20;
+
+constexpr const char* kOutOfMemory = "out of memory";
+constexpr const char* kStopped = "stopped";
+
+// What an observer throws ends neither the thread nor the connection.
+template <class Action>
+void logged(Action&& action) noexcept {
+  const auto log = [](std::string_view reason) noexcept {
+    try {
+      HudLog::write("the link's thread got exception : " + std::string(reason));
+    } catch (...) {
+      // No memory is left for the line.
+    }
+  };
+  try {
+    action();
+  } catch (const std::exception& exception) {
+    log(exception.what());
+  } catch (...) {
+    log("unknown exception");
+  }
+}
+
+Direction opposite(Direction direction) {
+  return direction == Direction::kToDisplay ? Direction::kToPhone : Direction::kToDisplay;
+}
+
+}  // namespace
+
+NetworkLink::NetworkLink(LinkNetworkOptions options, const Address& address)
+    : options_(std::move(options)),
+      onStatus_(std::make_shared<const std::function<void(const LinkStatus&)>>(options_.onStatus)),
+      outbox_({options_.maxSendFrames, options_.maxSendBytes},
+              [this] { loop_.post([this] { sendQueued(); }); }),
+      out_(loop_, options_.sends, options_.faultSeed,
+           [this](const FaultStage::Emission& emission, bool isUntouched) {
+             sendOut(emission, isUntouched);
+           }),
+      in_(loop_, opposite(options_.sends), options_.faultSeed,
+          [this](const FaultStage::Emission& emission, bool) { takeIn(emission); }),
+      readingTimer_(loop_),
+      status_{LinkState::kDown, address, {}} {}
+
+std::shared_ptr<NetworkLink> NetworkLink::makeUnconnected(const HudNetwork& network,
+                                                          LinkNetworkOptions options,
+                                                          const Address& address) {
+  const std::shared_ptr<NetworkLink> made(new NetworkLink(std::move(options), address));
+  made->inbox_.emplace(
+      network, FrameInboxOptions{.maxFrames = made->options_.maxReceiveFrames,
+                                 .maxBytes = made->options_.maxReceiveBytes,
+                                 .maxFrameBytes = made->options_.maxFrameBytes,
+                                 .onRoom = [weak = std::weak_ptr(made)] {
+                                   const auto link = weak.lock();
+                                   if (link)
+                                     link->loop_.post([raw = link.get()] { raw->setReading(); });
+                                 }});
+  return made;
+}
+
+std::shared_ptr<NetworkLink> NetworkLink::make(const HudNetwork& network, const Address& address,
+                                               LinkNetworkOptions options) {
+  const auto made = makeUnconnected(network, std::move(options), address);
+  made->link_.emplace(made->loop_, address, made->linkOptions(), made->handlers());
+  return made;
+}
+
+std::shared_ptr<NetworkLink> NetworkLink::make(const HudNetwork& network, int descriptor,
+                                               LinkNetworkOptions options) {
+  std::shared_ptr<NetworkLink> made;
+  try {
+    made = makeUnconnected(network, std::move(options), Address::ofDescriptor(descriptor));
+  } catch (...) {
+    ::close(descriptor);
+    throw;
+  }
+  made->link_.emplace(made->loop_, descriptor, made->linkOptions(), made->handlers());
+  return made;
+}
+
+// The queue of sends is what has limits. What faults add to it comes on top.
+LinkOptions NetworkLink::linkOptions() const {
+  LinkOptions options = options_.link;
+  options.maxQueuedBytes = options.maxQueuedSends = std::numeric_limits<std::size_t>::max();
+  return options;
+}
+
+LinkHandlers NetworkLink::handlers() {
+  return {.onStatus = [this](const LinkStatus& status) { onStatus(status); },
+          .onBytes =
+              [this](std::span<const std::uint8_t> bytes) {
+                receivedBytes_ += bytes.size();
+                in_.pass(bytes);
+                setReading();
+              },
+          .onWritten = [this](std::size_t sends, std::size_t) { onWritten(sends); }};
+}
+
+void NetworkLink::start() {
+  const std::lock_guard lock(mutex_);
+  if (isStarted_) {
+    throw InternalInconsistencyException("A link is started once; make another network");
+  }
+  link_->open();
+  try {
+    thread_ = std::thread([self = shared_from_this()] { self->run(); });
+  } catch (...) {
+    link_->close();
+    throw;
+  }
+  isStarted_ = true;
+}
+
+void NetworkLink::stop() noexcept {
+  inbox_->close();
+  outbox_.close([](FrameOutbox::OnGiven&&) {});
+  cancellation_.cancel();
+  loop_.stop();
+  std::unique_lock lock(mutex_);
+  isStarted_ = true;
+  if (!thread_.joinable()) return;
+  std::thread thread = std::move(thread_);
+  const bool isFinished = thread.get_id() != std::this_thread::get_id() &&
+                          finished_.wait_for(lock, kStopTime, [this] { return isFinished_; });
+  lock.unlock();
+  isFinished ? thread.join() : thread.detach();
+}
+
+bool NetworkLink::flush(std::chrono::milliseconds timeout) {
+  // The link's thread would wait for itself.
+  return outbox_.waitUntilEmpty(loop_.isCurrent() ? std::chrono::milliseconds(0) : timeout);
+}
+
+LinkStatus NetworkLink::status() const {
+  const std::lock_guard lock(mutex_);
+  return status_;
+}
+
+LinkNetworkCounters NetworkLink::counters() const {
+  return {.connections = connections_,
+          .sentFrames = outbox_.given(),
+          .lostFrames = outbox_.lost(),
+          .receivedBytes = receivedBytes_,
+          .received = inbox_->counters()};
+}
+
+void NetworkLink::run() noexcept {
+  {
+    const WaitCancellation::Scope scope(cancellation_);
+    runLoop();
+    link_->close();
+    readingTimer_.cancel();
+    logged([this] {
+      if (isUp_) record(RecordKind::kLinkDown, kStopped);
+    });
+  }
+  const std::lock_guard lock(mutex_);
+  status_.state = LinkState::kDown;
+  status_.reason = kStopped;
+  isFinished_ = true;
+  finished_.notify_all();
+}
+
+void NetworkLink::runLoop() noexcept {
+  for (bool isOver = false; !isOver;) {
+    logged([&] {
+      try {
+        loop_.run();
+        isOver = true;
+      } catch (const std::bad_alloc&) {
+        end(kOutOfMemory);
+      }
+    });
+  }
+}
+
+void NetworkLink::onStatus(LinkStatus status) {
+  const bool wasUp = std::exchange(isUp_, status.state == LinkState::kUp);
+  std::string reason = std::exchange(reason_, {});
+  if (status.state == LinkState::kDown && !reason.empty()) status.reason = std::move(reason);
+  if (wasUp && !isUp_) {
+    outbox_.close([this](FrameOutbox::OnGiven&& onGiven) { tell(std::move(onGiven), false); });
+    written_.clear();
+    otherBytes_ = 0;
+    hangUp_.reset();
+    inbox_->finish();
+    record(RecordKind::kLinkDown, status.reason);
+  } else if (isUp_) {
+    ++connections_;
+    out_.restart();
+    in_.restart();
+    record(RecordKind::kLinkUp, status.reason);
+    outbox_.open();
+  }
+  {
+    const std::lock_guard lock(mutex_);
+    status_ = status;
+  }
+  if (*onStatus_) {
+    inbox_->post([onStatus = onStatus_, status = std::move(status)] { (*onStatus)(status); });
+  }
+}
+
+void NetworkLink::tell(FrameOutbox::OnGiven&& onGiven, bool isGiven) {
+  inbox_->post([onGiven = std::move(onGiven), isGiven] { onGiven(isGiven); });
+}
+
+void NetworkLink::sendQueued() {
+  outbox_.take(batch_);
+  std::span<const std::uint8_t> rest = batch_.bytes;
+  for (const std::size_t size : batch_.sizes) {
+    const bool isUntouched = out_.pass(rest.first(size));
+    rest = rest.subspan(size);
+    // What a fault may have changed is counted as other bytes; as a frame it is through.
+    if (!isUntouched) {
+      outbox_.setOtherBytes(otherBytes_ + out_.waitingBytes());
+      outbox_.give(1, size, [this](auto&& onGiven) { tell(std::move(onGiven), true); });
+    }
+  }
+}
+
+void NetworkLink::sendOut(const FaultStage::Emission& emission, bool isUntouched) {
+  if (emission.kind != FaultStage::Emission::Kind::kBytes) {
+    hangUp_ = emission.kind;
+    if (link_->queuedBytes() == 0) hangUp();
+    return;
+  }
+  if (!emission.bytes.empty()) {
+    written_.push_back({emission.bytes.size(), isUntouched});
+    if (!link_->send(emission.bytes)) {
+      written_.pop_back();
+      if (isUp_ && link_->status().state == LinkState::kUp) throw std::bad_alloc();
+      return;
+    }
+    if (!isUntouched) otherBytes_ += emission.bytes.size();
+  }
+  if (options_.observer) {
+    options_.observer->onBytes(loop_.clock().now(), options_.sends, emission.bytes, emission.note);
+  }
+}
+
+void NetworkLink::onWritten(std::size_t sends) {
+  std::size_t frames = 0;
+  std::size_t frameBytes = 0;
+  for (; sends > 0; --sends) {
+    const Written& written = written_.front();
+    if (written.isFrame) {
+      ++frames;
+      frameBytes += written.bytes;
+    } else {
+      otherBytes_ -= written.bytes;
+      outbox_.setOtherBytes(otherBytes_ + out_.waitingBytes());
+    }
+    written_.pop_front();
+  }
+  outbox_.give(frames, frameBytes, [this](auto&& onGiven) { tell(std::move(onGiven), true); });
+  if (hangUp_ && link_->queuedBytes() == 0) hangUp();
+}
+
+void NetworkLink::hangUp() {
+  const bool isReset = hangUp_ == FaultStage::Emission::Kind::kReset;
+  reason_ = isReset ? "a fault reset the connection" : "a fault closed the connection";
+  isReset ? link_->reset() : link_->hangUp();
+}
+
+void NetworkLink::end(const std::string& reason) {
+  if (link_->status().state != LinkState::kUp) return;
+  reason_ = reason;
+  link_->reset();
+}
+
+void NetworkLink::takeIn(const FaultStage::Emission& emission) {
+  if (emission.kind != FaultStage::Emission::Kind::kBytes) {
+    hangUp_ = emission.kind;
+    return hangUp();
+  }
+  hasRoom_ = inbox_->feed(emission.bytes);
+  if (options_.observer) {
+    options_.observer->onBytes(loop_.clock().now(), opposite(options_.sends), emission.bytes,
+                               emission.note);
+  }
+}
+
+// Pauses reading where what was read waits, and goes on when there is room.
+void NetworkLink::setReading() {
+  if (!hasRoom_) hasRoom_ = inbox_->feed({});
+  const bool isHeldUp = !hasRoom_ || in_.waitingBytes() > kMaxHeldBytes ||
+                        (options_.observer && options_.observer->isBehind());
+  if (isHeldUp) {
+    if (!isPaused_) link_->pauseReading();
+    readingTimer_.after(kLookTime, [this] { setReading(); });
+  } else if (isPaused_) {
+    link_->resumeReading();
+  }
+  isPaused_ = isHeldUp;
+}
+
+void NetworkLink::record(RecordKind kind, const std::string& note) {
+  if (!options_.observer) return;
+  options_.observer->onRecord(
+      {.time = loop_.clock().now().time_since_epoch().count(), .kind = kind, .note = note});
+}
+
+}  // namespace varno
