@@ -4,8 +4,13 @@
 
 namespace varno {
 
-FaultyWay::FaultyWay(LinkLoop& loop, Direction direction, std::uint64_t seed, OnEmission onEmission)
-    : loop_(loop), timer_(loop), onEmission_(std::move(onEmission)), stage_(direction, seed) {}
+FaultyWay::FaultyWay(LinkLoop& loop, Direction direction, std::uint64_t seed, OnEmission onEmission,
+                     std::function<void()> onDue)
+    : loop_(loop),
+      timer_(loop),
+      onEmission_(std::move(onEmission)),
+      onDue_(std::move(onDue)),
+      stage_(direction, seed) {}
 
 bool FaultyWay::pass(std::span<const std::uint8_t> bytes) {
   std::vector<Kept> emissions;
@@ -64,17 +69,18 @@ std::vector<FaultyWay::Kept> FaultyWay::takeDue() {
                          emission.isAltered});
   }
   waitingBytes_ = stage_.waitingBytes();
-  if (const auto due = stage_.nextDue()) {
-    timer_.at(*due, [this] {
-      std::vector<Kept> left;
-      {
-        const std::lock_guard lock(mutex_);
-        left = takeDue();
-      }
-      emit(left);
-    });
-  }
+  if (const auto due = stage_.nextDue()) timer_.at(*due, [this] { onTimer(); });
   return emissions;
+}
+
+void FaultyWay::onTimer() {
+  std::vector<Kept> emissions;
+  {
+    const std::lock_guard lock(mutex_);
+    emissions = takeDue();
+  }
+  emit(emissions);
+  onDue_();
 }
 
 void FaultyWay::emit(const std::vector<Kept>& emissions) {

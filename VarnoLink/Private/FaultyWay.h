@@ -21,7 +21,9 @@ class FaultyWay {
   // What leaves; isUntouched where no fault can have seen it.
   using OnEmission = std::function<void(const FaultStage::Emission& emission, bool isUntouched)>;
 
-  FaultyWay(LinkLoop& loop, Direction direction, std::uint64_t seed, OnEmission onEmission);
+  // onDue: called when something that waited has left, behind its emissions.
+  FaultyWay(LinkLoop& loop, Direction direction, std::uint64_t seed, OnEmission onEmission,
+            std::function<void()> onDue);
 
   // False where a fault may act on the bytes, which then leave changed or later.
   bool pass(std::span<const std::uint8_t> bytes);
@@ -48,11 +50,13 @@ class FaultyWay {
   };
 
   std::vector<Kept> takeDue();
+  void onTimer();
   void emit(const std::vector<Kept>& emissions);
 
   LinkLoop& loop_;
   LinkTimer timer_;
   const OnEmission onEmission_;
+  const std::function<void()> onDue_;
   std::size_t waitingBytes_ = 0;
   mutable std::mutex mutex_;  // guards the stage
   FaultStage stage_;

@@ -53,12 +53,16 @@ NetworkLink::NetworkLink(LinkNetworkOptions options, const Address& address)
       onStatus_(std::make_shared<const std::function<void(const LinkStatus&)>>(options_.onStatus)),
       outbox_({options_.maxSendFrames, options_.maxSendBytes},
               [this] { loop_.post([this] { sendQueued(); }); }),
-      out_(loop_, options_.sends, options_.faultSeed,
-           [this](const FaultStage::Emission& emission, bool isUntouched) {
-             sendOut(emission, isUntouched);
-           }),
-      in_(loop_, opposite(options_.sends), options_.faultSeed,
-          [this](const FaultStage::Emission& emission, bool) { takeIn(emission); }),
+      out_(
+          loop_, options_.sends, options_.faultSeed,
+          [this](const FaultStage::Emission& emission, bool isUntouched) {
+            sendOut(emission, isUntouched);
+          },
+          [this] { countOther(); }),
+      in_(
+          loop_, opposite(options_.sends), options_.faultSeed,
+          [this](const FaultStage::Emission& emission, bool) { takeIn(emission); },
+          [this] { setReading(); }),
       readingTimer_(loop_),
       status_{LinkState::kDown, address, {}} {}
 
@@ -204,20 +208,21 @@ void NetworkLink::onStatus(LinkStatus status) {
     otherBytes_ = 0;
     hangUp_.reset();
     inbox_->finish();
-    record(RecordKind::kLinkDown, status.reason);
   } else if (isUp_) {
     ++connections_;
     out_.restart();
     in_.restart();
-    record(RecordKind::kLinkUp, status.reason);
     outbox_.open();
   }
   {
     const std::lock_guard lock(mutex_);
     status_ = status;
   }
-  if (*onStatus_) {
-    inbox_->post([onStatus = onStatus_, status = std::move(status)] { (*onStatus)(status); });
+  if (*onStatus_) inbox_->post([onStatus = onStatus_, status] { (*onStatus)(status); });
+  if (isUp_) {
+    record(RecordKind::kLinkUp, status.reason);
+  } else if (wasUp) {
+    record(RecordKind::kLinkDown, status.reason);
   }
 }
 
@@ -233,29 +238,28 @@ void NetworkLink::sendQueued() {
     rest = rest.subspan(size);
     // What a fault may have changed is counted as other bytes; as a frame it is through.
     if (!isUntouched) {
-      outbox_.setOtherBytes(otherBytes_ + out_.waitingBytes());
+      countOther();
       outbox_.give(1, size, [this](auto&& onGiven) { tell(std::move(onGiven), true); });
     }
   }
 }
 
+void NetworkLink::countOther() { outbox_.setOtherBytes(otherBytes_ + out_.waitingBytes()); }
+
 void NetworkLink::sendOut(const FaultStage::Emission& emission, bool isUntouched) {
-  if (emission.kind != FaultStage::Emission::Kind::kBytes) {
-    hangUp_ = emission.kind;
-    if (link_->queuedBytes() == 0) hangUp();
-    return;
-  }
   if (!emission.bytes.empty()) {
     written_.push_back({emission.bytes.size(), isUntouched});
     if (!link_->send(emission.bytes)) {
       written_.pop_back();
-      if (isUp_ && link_->status().state == LinkState::kUp) throw std::bad_alloc();
+      if (link_->status().state == LinkState::kUp) throw std::bad_alloc();
       return;
     }
     if (!isUntouched) otherBytes_ += emission.bytes.size();
   }
-  if (options_.observer) {
-    options_.observer->onBytes(loop_.clock().now(), options_.sends, emission.bytes, emission.note);
+  show(options_.sends, emission);
+  if (emission.kind != FaultStage::Emission::Kind::kBytes) {
+    hangUp_ = emission.kind;
+    if (link_->queuedBytes() == 0) hangUp();
   }
 }
 
@@ -269,10 +273,10 @@ void NetworkLink::onWritten(std::size_t sends) {
       frameBytes += written.bytes;
     } else {
       otherBytes_ -= written.bytes;
-      outbox_.setOtherBytes(otherBytes_ + out_.waitingBytes());
     }
     written_.pop_front();
   }
+  countOther();
   outbox_.give(frames, frameBytes, [this](auto&& onGiven) { tell(std::move(onGiven), true); });
   if (hangUp_ && link_->queuedBytes() == 0) hangUp();
 }
@@ -290,14 +294,25 @@ void NetworkLink::end(const std::string& reason) {
 }
 
 void NetworkLink::takeIn(const FaultStage::Emission& emission) {
+  if (!emission.bytes.empty()) hasRoom_ = inbox_->feed(emission.bytes);
+  show(opposite(options_.sends), emission);
   if (emission.kind != FaultStage::Emission::Kind::kBytes) {
     hangUp_ = emission.kind;
-    return hangUp();
+    hangUp();
   }
-  hasRoom_ = inbox_->feed(emission.bytes);
-  if (options_.observer) {
-    options_.observer->onBytes(loop_.clock().now(), opposite(options_.sends), emission.bytes,
-                               emission.note);
+}
+
+void NetworkLink::show(Direction direction, const FaultStage::Emission& emission) {
+  if (!options_.observer) return;
+  const LinkTime now = loop_.clock().now();
+  if (emission.isAltered) {
+    options_.observer->onRecord({now.time_since_epoch().count(),
+                                 direction,
+                                 RecordKind::kFault,
+                                 {emission.bytes.begin(), emission.bytes.end()},
+                                 std::string(emission.note)});
+  } else {
+    options_.observer->onBytes(now, direction, emission.bytes, emission.note);
   }
 }
 

@@ -65,6 +65,8 @@ class NetworkLink : public std::enable_shared_from_this<NetworkLink> {
   void sendQueued();
   void sendOut(const FaultStage::Emission& emission, bool isUntouched);
   void takeIn(const FaultStage::Emission& emission);
+  void show(Direction direction, const FaultStage::Emission& emission);
+  void countOther();
   void hangUp();
   void setReading();
   void record(RecordKind kind, const std::string& note);

@@ -378,7 +378,7 @@ TEST_P(LinkNetworkTest, AnObserverSeesBothWaysAndMayFail) {
   EXPECT_EQ(phone_->told.front().reason, "out of memory");
   phone_->network->stop();
   EXPECT_THAT(seen,
-              ElementsAre("link up ", "> frame corrupt byte=1 bit=7", "> frame ", "< frame ",
+              ElementsAre("link up ", "> fault corrupt byte=1 bit=7", "> frame ", "< frame ",
                           "< frame ", "link down out of memory", "link up ", "link down stopped"));
   EXPECT_THAT(log.take(), ElementsAre("the link's thread got exception : no more"));
 }
