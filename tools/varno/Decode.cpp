@@ -6,7 +6,6 @@
 #include "tools/varno/RecordSource.h"
 #include "tools/varno/Subcommand.h"
 
-#include <cstdlib>
 #include <map>
 #include <memory>
 #include <string>
@@ -40,11 +39,6 @@ DecodeOutput::Form formOf(const Arguments& arguments) {
   if (arguments.json) return DecodeOutput::Form::kJson;
   if (arguments.explain) return DecodeOutput::Form::kExplain;
   return arguments.hex ? DecodeOutput::Form::kHex : DecodeOutput::Form::kText;
-}
-
-bool wantsColors(const OutputFile& output) {
-  const char* const noColor = std::getenv("NO_COLOR");  // NOLINT(concurrency-mt-unsafe)
-  return output.isTerminal() && (noColor == nullptr || *noColor == '\0');
 }
 
 // False where something in the file could not be read.

@@ -5,6 +5,7 @@
 #include <VarnoTraffic/FrameContent.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <utility>
 #include <vector>
 
@@ -40,6 +41,11 @@ void appendCount(std::string& text, std::uint64_t count, std::string_view word) 
 }
 
 }  // namespace
+
+bool wantsColors(const OutputFile& output) {
+  const char* const noColor = std::getenv("NO_COLOR");  // NOLINT(concurrency-mt-unsafe)
+  return output.isTerminal() && (noColor == nullptr || *noColor == '\0');
+}
 
 std::string DecodeOutput::Tally::text() const {
   std::string wrong;

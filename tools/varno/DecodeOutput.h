@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tools/varno/FileBuffers.h"
+
 #include <VarnoTraffic/VarnoTraffic.h>
 
 #include <array>
@@ -66,5 +68,8 @@ class DecodeOutput {
   std::optional<std::int64_t> base_;
   std::string text_;
 };
+
+// Whether the output is for eyes that like colors.
+bool wantsColors(const OutputFile& output);
 
 }  // namespace varno::tool

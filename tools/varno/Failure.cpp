@@ -12,6 +12,8 @@ std::span<const ExitCodeText> exitCodes() {
       ExitCodeText{kSuccess, "All is well"},
       ExitCodeText{kUsage, "The command line is wrong"},
       ExitCodeText{kUnreadable, "An input, or a part of one, is not what it is to be"},
+      ExitCodeText{kLink, "A link could not be had, or ended before its time"},
+      ExitCodeText{kExpectation, "What came is not what was expected"},
       ExitCodeText{kSystem, "The output could not be written, or memory ran out"},
   };
   return kTexts;

@@ -10,9 +10,11 @@ namespace varno::tool {
 // What the program ends with.
 enum ExitCode : int {
   kSuccess = 0,
-  kUsage = 1,       // the command line
-  kUnreadable = 2,  // something in an input that is not what it is to be; the rest was worked on
-  kSystem = 5,      // what is written is not all there, or memory ran out
+  kUsage = 1,        // the command line
+  kUnreadable = 2,   // something in an input that is not what it is to be; the rest was worked on
+  kLink = 3,         // a link cannot be had, or ended before its time
+  kExpectation = 4,  // what came is not what was expected
+  kSystem = 5,       // what is written is not all there, or memory ran out
 };
 
 // What they mean, for people: those that some subcommand ends with.

@@ -28,6 +28,8 @@ Run defineEncode(CLI::App& app);
 Run defineDecode(CLI::App& app);
 Run defineConvert(CLI::App& app);
 Run definePage(CLI::App& app);
+Run defineTap(CLI::App& app);
+Run defineReplay(CLI::App& app);
 Run defineWireshark(CLI::App& app);
 Run defineCompletion(CLI::App& app);
 

@@ -28,6 +28,15 @@ constexpr std::array kSubcommands = {
                "varno page --page-port 8080 app.log\n",
                definePage},
 #endif
+    Subcommand{"tap", "Stand between a phone and a display: show, record, put faults in",
+               "varno tap tcp-listen://127.0.0.1:4711 tcp://192.168.43.1:4711\n"
+               "varno tap pty:// serial:///dev/ttyUSB0 --record drive.pcapng --fault '< drop "
+               "chance=0.1'\n",
+               defineTap},
+    Subcommand{"replay", "Send recorded traffic again, at its own pace",
+               "varno replay drive.pcapng tcp://192.168.43.1:4711\n"
+               "varno replay drive.pcapng unix:///run/display --expect --speed 10\n",
+               defineReplay},
     Subcommand{"wireshark", "Print the dissector for Wireshark and tshark",
                "varno wireshark >~/.local/lib/wireshark/plugins/varno.lua\n"
                "varno wireshark >varno.lua; tshark -X lua_script:varno.lua -r drive.pcapng\n",

@@ -1,3 +1,4 @@
+#include "tools/varno/Extcap.h"
 #include "tools/varno/Failure.h"
 #include "tools/varno/FileBuffers.h"
 #include "tools/varno/Subcommand.h"
@@ -10,7 +11,9 @@
 #include <iostream>
 #include <map>
 #include <new>
+#include <span>
 #include <string>
+#include <vector>
 
 namespace varno::tool {
 namespace {
@@ -80,8 +83,16 @@ int parseAndRun(int argc, const char* const* argv) {
   return runs.at(chosen.front())();
 }
 
+int runLine(const std::vector<std::string>& arguments) {
+  std::vector<const char*> argv = {"varno"};
+  for (const std::string& argument : arguments) argv.push_back(argument.c_str());
+  return parseAndRun(static_cast<int>(argv.size()), argv.data());
+}
+
 int run(int argc, const char* const* argv) {
   try {
+    const std::span arguments(argv, static_cast<std::size_t>(argc));
+    if (argc > 1 && isExtcap(arguments.subspan(1))) return runExtcap(arguments.subspan(1), runLine);
     return parseAndRun(argc, argv);
   } catch (const ReaderIsGone&) {
     return kSuccess;

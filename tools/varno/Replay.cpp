@@ -1,0 +1,141 @@
+#include "tools/varno/Failure.h"
+#include "tools/varno/Formats.h"
+#include "tools/varno/LinkArguments.h"
+#include "tools/varno/LiveOutput.h"
+#include "tools/varno/Replayer.h"
+#include "tools/varno/Subcommand.h"
+
+#include <VarnoLink/LinkWatch.h>
+
+#include <cmath>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace varno::tool {
+namespace {
+
+struct Arguments {
+  std::string file;
+  std::string address;
+  std::string format;
+  std::string role = "phone";
+  std::string from;
+  std::string to;
+  std::string gapLimit;
+  std::string within = "2s";
+  std::string record;
+  double speed = 1;
+  std::optional<std::uint64_t> loops;
+  bool steps = false;
+  bool expects = false;
+  bool json = false;
+  bool isQuiet = false;
+  bool showsSecrets = false;
+};
+
+Replayer::Options optionsFrom(const Arguments& arguments) {
+  if (arguments.file == "-")
+    throw Failure(kUsage, "standard input cannot be replayed: name a file");
+  if (!std::isfinite(arguments.speed) || arguments.speed < 0) {
+    throw Failure(kUsage, "--speed is to be a number from 0 on");
+  }
+  Replayer::Options options;
+  options.file = arguments.file;
+  if (!arguments.format.empty()) options.format = formatNamed(arguments.format);
+  options.direction = arguments.role == "display" ? Direction::kToPhone : Direction::kToDisplay;
+  options.schedule.speed = arguments.speed;
+  if (!arguments.gapLimit.empty()) {
+    options.schedule.gapLimit = durationFrom(arguments.gapLimit, "--gap-limit");
+  }
+  if (!arguments.from.empty()) options.schedule.from = durationFrom(arguments.from, "--from");
+  if (!arguments.to.empty()) options.schedule.to = durationFrom(arguments.to, "--to");
+  options.loops = arguments.loops.value_or(1);
+  options.waitsForEnter = arguments.steps;
+  options.expects = arguments.expects;
+  options.answerTimeout = durationFrom(arguments.within, "--within");
+  options.secrets = arguments.showsSecrets ? Secrets::kShown : Secrets::kHidden;
+  return options;
+}
+
+std::string countsText(const Replayer::Counts& counts, bool expects) {
+  std::string text = std::to_string(counts.sent) + (counts.sent == 1 ? " record" : " records") +
+                     " sent, " + std::to_string(counts.received) +
+                     (counts.received == 1 ? " frame" : " frames") + " received";
+  if (expects) text += ", " + std::to_string(counts.expected) + " as expected";
+  return text;
+}
+
+int run(const Arguments& arguments) {
+  const Address address = addressFrom(arguments.address);
+  const Replayer::Options options = optionsFrom(arguments);
+  LinkLoop loop;
+  Replayer replayer(loop, address, options);
+  const auto recorder = recorderFor(arguments.record, {.secrets = options.secrets});
+  if (recorder) replayer.addObserver(*recorder);
+  std::optional<LiveOutput> output;
+  if (!arguments.isQuiet) {
+    DecodeOutput::Options decode;
+    decode.form = arguments.json ? DecodeOutput::Form::kJson : DecodeOutput::Form::kText;
+    decode.showsSecrets = arguments.showsSecrets;
+    output.emplace(loop, decode);
+    replayer.addObserver(*output);
+  }
+  const SignalWatch signals(loop, [&](int) { loop.stop(); });
+  replayer.start();
+  loop.run();
+
+  if (output) output->finish(loop.clock().now());
+  const int code = closeRecorder(recorder.get(), arguments.record);
+  tell(countsText(replayer.counts(), options.expects));
+  if (!replayer.finish()) return kUnreadable;
+  return code;
+}
+
+}  // namespace
+
+Run defineReplay(CLI::App& app) {
+  const auto arguments = std::make_shared<Arguments>();
+  app.add_option("FILE", arguments->file, "Any recorded traffic")->required()->type_name("");
+  app.add_option("ADDRESS", arguments->address,
+                 "Where the other side is, or comes: tcp://192.168.43.1:4711, pty://, ...")
+      ->required()
+      ->type_name("");
+  app.add_option("--as", arguments->role, "Whose records are sent; phone unless told")
+      ->check(CLI::IsMember({"phone", "display"}))
+      ->type_name("SIDE");
+  app.add_flag("--expect", arguments->expects,
+               "Wait for the other side's recorded frames, and end at the first that\n"
+               "differs or does not come");
+  app.add_option("--within", arguments->within, "How long to wait for one; 2s unless told")
+      ->type_name("T");
+  app.add_option("--speed", arguments->speed,
+                 "So many times as fast as it was recorded; 0: without pauses")
+      ->type_name("X")
+      ->group("Pace");
+  app.add_option("--gap-limit", arguments->gapLimit, "Cut longer pauses to this")
+      ->type_name("T")
+      ->group("Pace");
+  app.add_flag("--step", arguments->steps, "Send each record when Enter is pressed")->group("Pace");
+  app.add_option("--from", arguments->from, "Begin so long after the first record, as 1m or 2.5s")
+      ->type_name("T")
+      ->group("Pace");
+  app.add_option("--to", arguments->to, "End so long after the first record")
+      ->type_name("T")
+      ->group("Pace");
+  app.add_option("--loop", arguments->loops, "Send it so many times; 0: until stopped")
+      ->type_name("N")
+      ->group("Pace");
+  app.add_option("--format", arguments->format, "What the file is, if its first bytes mislead")
+      ->check(CLI::IsMember(formatNames()))
+      ->type_name("FORMAT");
+  app.add_option("--record", arguments->record,
+                 "Write what passes into this file: .pcapng, .txt, .json, .jsonl")
+      ->type_name("FILE");
+  app.add_flag("--json", arguments->json, "Print what passes as lines of JSON");
+  app.add_flag("--quiet", arguments->isQuiet, "Print no records");
+  app.add_flag("--secrets", arguments->showsSecrets, "Passwords and keys in text and JSON, too");
+  return [arguments] { return run(*arguments); };
+}
+
+}  // namespace varno::tool
