@@ -1,5 +1,6 @@
 #include <VarnoDisplay/Private/MomentText.h>
 #include <VarnoDisplay/StateChange.h>
+#include <VarnoLink/Duration.h>
 #include <VarnoNetwork/Network/HudLog.h>
 
 #include <algorithm>
@@ -13,6 +14,15 @@ namespace varno {
 namespace {
 
 constexpr std::size_t kLongestValue = 160;
+constexpr std::size_t kLongestField = 60;
+
+// Cuts between characters: never before a byte that continues one.
+std::string shortened(const std::string& value, std::size_t longest) {
+  if (value.size() <= longest) return value;
+  std::size_t end = longest;
+  while (end > 0 && (static_cast<unsigned char>(value[end]) & 0xC0) == 0x80) --end;
+  return value.substr(0, end) + "... (" + std::to_string(value.size() - end) + " bytes more)";
+}
 
 // So that it drives no terminal.
 std::string quoted(std::string_view text) {
@@ -64,23 +74,41 @@ inline constexpr bool kIsRecordList = false;
 template <DisplayRecord Record>
 inline constexpr bool kIsRecordList<std::vector<Record>> = true;
 
-// The fields of a record that are not as in a fresh one: `title="Ada" message="hello"`.
+// The fields of a record that are not as in a fresh one: `title="Ada" goesAt=+10s`. Left out is
+// what the path tells already.
 struct Summary {
+  LinkTime now;
+  std::string key;
   std::string text;
 
   template <class Value>
   void operator()(std::string_view name, const Value& fresh, const Value& value) {
     if (fresh == value) return;
+    const std::string shown = valueText(value);
+    if (shown.empty()) return;
     if (!text.empty()) text += ' ';
-    text.append(name).append("=").append(textOf(value));
+    text.append(name).append("=").append(shown);
+  }
+
+  template <class Value>
+  std::string valueText(const Value& value) const {
+    const std::string whole = textOf(value);
+    return whole == key || whole == quoted(key) ? std::string() : shortened(whole, kLongestField);
+  }
+  std::string valueText(const std::optional<LinkTime>& value) const {
+    if (!value) return "never";
+    return *value > now ? "+" + durationText(*value - now) : textOf(*value);
+  }
+  std::string valueText(LinkTime value) const {
+    return value == now ? std::string() : textOf(value);
   }
 };
 
 template <class Record>
-std::string summaryOf(const Record& record) {
-  Summary summary;
+std::string summaryOf(const Record& record, std::int64_t time) {
+  Summary summary{LinkTime(std::chrono::nanoseconds(time)), record.key(), {}};
   Record::walk(summary, std::as_const(*std::make_unique<Record>()), record);
-  return summary.text;
+  return summary.text.empty() ? "new" : summary.text;
 }
 
 template <class Record>
@@ -114,7 +142,8 @@ class Comparison {
     } else if constexpr (kIsOptionalRecord<Value>) {
       if (before && after && before->key() == after->key()) return compare(*before, *after);
       if (!before && !after) return;
-      add(before ? summaryOf(*before) : std::string(), after ? summaryOf(*after) : std::string());
+      add(before ? summaryOf(*before, time_) : std::string(),
+          after ? summaryOf(*after, time_) : std::string());
     } else if constexpr (kIsRecordList<Value>) {
       compareLists(before, after);
     } else if constexpr (std::is_floating_point_v<Value>) {
@@ -133,13 +162,13 @@ class Comparison {
     };
     for (const Record& element : before) {
       enter(element);
-      if (elementWithKey(after, element.key()) == nullptr) add(summaryOf(element), {});
+      if (elementWithKey(after, element.key()) == nullptr) add(summaryOf(element, time_), {});
     }
     for (const Record& element : after) {
       enter(element);
       const Record* const earlier = elementWithKey(before, element.key());
       if (earlier == nullptr) {
-        add({}, summaryOf(element));
+        add({}, summaryOf(element, time_));
       } else {
         compare(*earlier, element);
       }
@@ -157,24 +186,15 @@ class Comparison {
   std::vector<StateChange> changes_;
 };
 
-// Cuts between characters: never before a byte that continues one.
-std::string shortened(const std::string& value) {
-  if (value.size() <= kLongestValue) return value;
-  std::size_t end = kLongestValue;
-  while (end > 0 && (static_cast<unsigned char>(value[end]) & 0xC0) == 0x80) --end;
-  return value.substr(0, end) + "... (" + std::to_string(value.size() - end) + " bytes more)";
-}
-
 }  // namespace
 
 std::string StateChange::text() const {
   std::string line = path + ": ";
-  if (before.empty()) {
-    line += shortened(after);
-  } else if (after.empty()) {
-    line += "gone";
+  const bool isElement = before.empty() || after.empty();
+  if (isElement) {
+    line += after.empty() ? "gone" : after;
   } else {
-    line += shortened(before) + " -> " + shortened(after);
+    line += shortened(before, kLongestValue) + " -> " + shortened(after, kLongestValue);
   }
   return line + " (" + cause + ")";
 }

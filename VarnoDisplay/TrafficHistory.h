@@ -9,14 +9,17 @@
 
 namespace varno {
 
-// The last records that passed, up to a limit. One thread at a time.
+// The last records that passed, up to a number of them and of their bytes. One thread at a time.
 class VARNO_EXPORT TrafficHistory {
  public:
   static constexpr std::size_t kDefaultMaxRecords = 100'000;
+  static constexpr std::size_t kDefaultMaxBytes = std::size_t{64} << 20;
 
-  explicit TrafficHistory(std::size_t maxRecords = kDefaultMaxRecords) : maxRecords_(maxRecords) {}
+  explicit TrafficHistory(std::size_t maxRecords = kDefaultMaxRecords,
+                          std::size_t maxBytes = kDefaultMaxBytes)
+      : maxRecords_(maxRecords), maxBytes_(maxBytes) {}
 
-  // Adds a record; beyond the limit the oldest one goes.
+  // Adds a record; beyond a limit the oldest ones go.
   void add(TrafficRecord record);
 
   void clear();
@@ -29,6 +32,8 @@ class VARNO_EXPORT TrafficHistory {
 
  private:
   std::size_t maxRecords_;
+  std::size_t maxBytes_;
+  std::size_t bytes_ = 0;
   std::deque<TrafficRecord> records_;
   std::uint64_t added_ = 0;
 };

@@ -117,7 +117,7 @@ TEST(PacketEffects, TellsEachChangeInOneLine) {
         "wifi.isJoining: false -> true (WifiStationModeCommandPacket)"}},
       {"BluetoothPairingCommand pairingType=1 soundDeviceAddress=\"A]\" pairingKey=0000",
        {"bluetooth.pairing: 0 -> 1 (PIN) (BluetoothPairingCommandPacket)",
-        "bluetooth.devices[A]]: address=\"A]\" (BluetoothPairingCommandPacket)"}},
+        "bluetooth.devices[A]]: new (BluetoothPairingCommandPacket)"}},
       {"DisplayNotificationSetting icon=3 enable=false textColor=0xFF39B1EE "
        "packageNameSet=[\"com.varno.music\"]",
        {"notices.settings[3].isEnabled: true -> false (DisplayNotificationSettingCommandPacket)"}},
@@ -150,9 +150,9 @@ TEST(PacketEffects, NoticesComeWithIconAndColorAndGoByTheClock) {
   };
   desk.receive("SocialNotification packageName=com.iwilab.KakaoTalk title=Ada message=\"a\\nb\"");
   EXPECT_EQ(desk.takeChanges(),
-            Desk::Lines{"notices.shown[1]: id=1 kind=\"social\" icon=6 (talk) color=#FAE100 "
+            Desk::Lines{"notices.shown[1]: kind=\"social\" icon=6 (talk) color=#FAE100 "
                         "packageName=\"com.iwilab.KakaoTalk\" title=\"Ada\" message=\"a\\x0Ab\" "
-                        "shownAt=1.000000000 goesAt=11.000000000 (SocialNotificationPacket)"});
+                        "goesAt=+10s (SocialNotificationPacket)"});
   desk.pass(seconds(4));
   desk.receive("NotiTimeout timeout=3");
   desk.receive("SocialNotification title=b");

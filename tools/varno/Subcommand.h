@@ -30,6 +30,7 @@ Run defineConvert(CLI::App& app);
 Run definePage(CLI::App& app);
 Run defineTap(CLI::App& app);
 Run defineReplay(CLI::App& app);
+Run defineDisplay(CLI::App& app);
 Run defineWireshark(CLI::App& app);
 Run defineCompletion(CLI::App& app);
 

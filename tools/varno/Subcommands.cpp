@@ -37,6 +37,10 @@ constexpr std::array kSubcommands = {
                "varno replay drive.pcapng tcp://192.168.43.1:4711\n"
                "varno replay drive.pcapng unix:///run/display --expect --speed 10\n",
                defineReplay},
+    Subcommand{"display", "Be a display, and print each change of what a driver would see",
+               "varno display tcp-listen://127.0.0.1:4711\n"
+               "varno display pty:// --record drive.pcapng --headless\n",
+               defineDisplay},
     Subcommand{"wireshark", "Print the dissector for Wireshark and tshark",
                "varno wireshark >~/.local/lib/wireshark/plugins/varno.lua\n"
                "varno wireshark >varno.lua; tshark -X lua_script:varno.lua -r drive.pcapng\n",
