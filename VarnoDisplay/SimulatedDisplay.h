@@ -32,17 +32,17 @@ enum class HangUp : std::uint8_t {
 // operation.
 struct DisplayHandlers {
   // Bytes for the phone, in order. A piece may be a part of a frame or several.
-  std::function<void(std::span<const std::uint8_t> bytes)> onOutput;
+  std::function<void(std::span<const std::uint8_t> bytes)> onOutput = {};
   // The display hangs up; it already counts as down.
-  std::function<void(HangUp how)> onHangUp;
+  std::function<void(HangUp how)> onHangUp = {};
   // A frame came; packet: what is in it, null where it holds none that is known. Called before the
   // display answers of its own accord. True: it has been answered, and the display does not. May
   // use the display.
   std::function<bool(std::span<const std::uint8_t> frame, const std::shared_ptr<HudPacket>& packet)>
-      onFrame;
+      onFrame = {};
   // These two look on: they do not use the display. The record is not yet in the history.
-  std::function<void(const StateChange& change)> onChange;
-  std::function<void(const TrafficRecord& record)> onRecord;
+  std::function<void(const StateChange& change)> onChange = {};
+  std::function<void(const TrafficRecord& record)> onRecord = {};
 };
 
 // A head-up display that is none: bytes go in and come out, the time comes from a clock, and what a

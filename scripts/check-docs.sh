@@ -62,13 +62,16 @@ checkProgram() { # PAGE
   local program=$work/${1//\//-} sources=() libraries=() library
   blocks cpp "$1" >"$program.cpp"
   [[ -s $program.cpp ]] || return 0
-  grep -q '^int main(' "$program.cpp" || echo 'int main() {}' >>"$program.cpp"
+  grep -qE '^(int main\(|#include <gtest/)' "$program.cpp" || echo 'int main() {}' >>"$program.cpp"
   if grep -q '^#include <examples/link/' "$program.cpp"; then
     sources=(examples/link/*.cpp)
   fi
   for library in Display Link Traffic Network; do # users before those they use
     libraries+=("$(find "$work/prefix" -name "libVarno$library.a")")
   done
+  if grep -q '^#include <gtest/' "$program.cpp"; then
+    libraries+=(-lgtest_main -lgtest) # it has the program's main
+  fi
   quietly "${CXX:-c++}" -std=c++20 -Wall -Wextra -Wpedantic -Werror -pthread \
     -I "$work/prefix/include" -I . "$program.cpp" "${sources[@]}" \
     "${libraries[@]}" -o "$program"
