@@ -99,6 +99,11 @@ bool InProcessScenario::receive(std::span<const std::uint8_t> bytes) {
   return true;
 }
 
+void InProcessScenario::hangUp() {
+  state_->peer.linkDown("the application hung up");
+  state_->changes.push_back(false);
+}
+
 const ScenarioResult& InProcessScenario::run() {
   state_->run();
   return result();

@@ -36,8 +36,7 @@ struct ScenarioApplication {
 //   EXPECT_EQ(scenario.run().outcome, ScenarioOutcome::kPassed) <<
 //   scenario.result().failure->text();
 //
-// The link is up from the beginning, and after `link close` again when the scenario opens it. One
-// thread at a time.
+// The link is up from the beginning. One thread at a time.
 class VARNO_EXPORT InProcessScenario {
  public:
   // scenario, clock: outlive it. The scenario has no errors.
@@ -53,6 +52,10 @@ class VARNO_EXPORT InProcessScenario {
 
   // What the application sends. False while the link is down.
   bool receive(std::span<const std::uint8_t> bytes);
+
+  // The application hangs up. The link stays down until the scenario opens it, as does that of
+  // `link close`.
+  void hangUp();
 
   // Runs the scenario to its end, and advances the clock meanwhile. Once. What the application
   // throws leaves it.

@@ -80,6 +80,7 @@ struct ScenarioRunner::State {
   bool isStarted = false;
   bool isRunning = false;
   bool isUp = false;
+  bool wasUp = false;
   bool isClosed = false;  // by the scenario
   std::size_t at = 0;     // the statement
   std::size_t nextCase = 0;
@@ -134,7 +135,8 @@ void ScenarioRunner::State::run() {
         begun = clock.now();
         passedOver.clear();
       }
-      const Step done = step(statement);
+      // Before the link is up for the first time, nothing counts.
+      const Step done = wasUp ? step(statement) : notUp();
       if (done == Step::kWaits && answers.empty()) break;
       if (done != Step::kDone) continue;
       if (isScenarioCase(statement)) finishCase(ScenarioCase::Status::kPassed);
@@ -393,6 +395,8 @@ void ScenarioRunner::start() {
 
 void ScenarioRunner::linkUp() {
   state_->isUp = true;
+  if (!state_->wasUp) state_->hasBegun = false;
+  state_->wasUp = true;
   state_->run();
 }
 

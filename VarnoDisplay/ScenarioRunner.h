@@ -60,7 +60,7 @@ class VARNO_EXPORT ScenarioRunner {
   ScenarioRunner(const ScenarioRunner&) = delete;
   ScenarioRunner& operator=(const ScenarioRunner&) = delete;
 
-  // Begins; what comes before that is passed over. Statements that need no link are run at once.
+  // Begins: the first statement is run when the link is up. What comes before that is passed over.
   void start();
 
   void linkUp();

@@ -6,7 +6,12 @@
 #include <VarnoDisplay/DisplayDesk.h>
 #include <VarnoDisplay/DisplayOptions.h>
 #include <VarnoDisplay/DisplayState.h>
+#include <VarnoDisplay/InProcessScenario.h>
 #include <VarnoDisplay/PacketEffects.h>
+#include <VarnoDisplay/Scenario.h>
+#include <VarnoDisplay/ScenarioPeer.h>
+#include <VarnoDisplay/ScenarioResult.h>
+#include <VarnoDisplay/ScenarioRunner.h>
 #include <VarnoDisplay/SimulatedDisplay.h>
 #include <VarnoDisplay/StateChange.h>
 #include <VarnoDisplay/TrafficHistory.h>
