@@ -84,6 +84,7 @@ void idle(TestLoop& loop, std::chrono::milliseconds duration = std::chrono::mill
 }
 
 TEST(LinkEnds, NameServiceHoldsUpNothing) {
+  nameService().setAnswering(false);
   {
     TestLoop loop;
     std::vector<std::unique_ptr<TestLink>> links;
