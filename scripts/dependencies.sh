@@ -17,6 +17,7 @@ declare -A groups=(
   [package]="dpkg-dev file"
   [install]="clang pkg-config"
   [captures]="tshark time"
+  [link]="socat"
   [dissector]="tshark python3 lua5.2 lua5.4"
   [docs]="doxygen git libgtest-dev"
   [abi]="abigail-tools binutils xz-utils"

@@ -36,7 +36,7 @@ class LoopCore {
   // Without it the context would stop by itself whenever nothing is to be waited for.
   asio::executor_work_guard<LoopExecutor> work_{context_.get_executor()};
   SystemClock clock_;
-  std::array<std::uint8_t, std::size_t{64} << 10> readBuffer_;
+  std::array<std::uint8_t, std::size_t{256} << 10> readBuffer_;
 };
 
 }  // namespace varno
