@@ -65,34 +65,40 @@ std::string versionText() {
          std::to_string(VARNO_NETWORK_VERSION_PATCH);
 }
 
-// A value within the braces of an answer.
-std::string braced(std::string_view name, std::string_view value) {
-  std::string text = "{" + std::string(name) + "=";
+// Appends a value within the braces of an answer.
+void append(std::string& text, std::string_view name, std::string_view value) {
+  text.append("{").append(name).append("=");
   for (const char character : value) {
     if (character == '{' || character == '}' || character == '\\') text += '\\';
     text += character;
   }
-  return text + "}";
+  text += '}';
 }
 
 std::string interfacesText() {
-  std::string text =
-      "extcap " + braced("version", versionText()) + braced("display", "Varno links") + "\n";
+  std::string text = "extcap ";
+  append(text, "version", versionText());
+  append(text, "display", "Varno links");
   for (const Source& source : kSources) {
-    text +=
-        "interface " + braced("value", source.interface) + braced("display", source.label) + "\n";
+    text += "\ninterface ";
+    append(text, "value", source.interface);
+    append(text, "display", source.label);
   }
-  return text;
+  return text + "\n";
 }
 
 std::string configText(const Source& source) {
   std::string text;
-  std::size_t number = 0;
-  for (const Field& field : source.fields) {
-    text += "arg " + braced("number", std::to_string(number++)) + braced("call", field.option) +
-            braced("display", field.label) + braced("tooltip", field.tip) +
-            braced("type", "string") + braced("required", field.isPositional ? "true" : "false") +
-            "\n";
+  for (std::size_t number = 0; number < source.fields.size(); ++number) {
+    const Field& field = source.fields[number];
+    text += "arg ";
+    append(text, "number", std::to_string(number));
+    append(text, "call", field.option);
+    append(text, "display", field.label);
+    append(text, "tooltip", field.tip);
+    append(text, "type", "string");
+    append(text, "required", field.isPositional ? "true" : "false");
+    text += '\n';
   }
   return text;
 }

@@ -9,6 +9,14 @@
 #include <utility>
 
 namespace varno::tool {
+namespace {
+
+std::string quoted(const std::string& text) {
+  std::string result = "'";
+  return result.append(shown(text)).append("'");
+}
+
+}  // namespace
 
 Address addressFrom(const std::string& text) {
   try {
@@ -28,7 +36,7 @@ DirectedFault faultFrom(const std::string& text) {
 std::chrono::nanoseconds durationFrom(const std::string& text, const std::string& name) {
   const auto duration = durationFromText(text);
   if (!duration) {
-    throw Failure(kUsage, name + ": '" + shown(text) + "' is no time, as 250us, 2ms or 1.5s");
+    throw Failure(kUsage, name + ": " + quoted(text) + " is no time, as 250us, 2ms or 1.5s");
   }
   return *duration;
 }
@@ -37,23 +45,23 @@ std::unique_ptr<CaptureRecorder> recorderFor(const std::string& path, CaptureOpt
   if (path.empty()) return nullptr;
   if (!options.onFailure) {
     options.onFailure = [path](const std::string& reason) {
-      tell("'" + shown(path) + "' cannot be written any more: " + reason +
+      tell(quoted(path) + " cannot be written any more: " + reason +
            "; what passes from here on is not recorded");
     };
   }
   try {
     return std::make_unique<CaptureRecorder>(path, std::move(options));
   } catch (const InvalidArgumentException& exception) {
-    throw Failure(kUsage, "'" + shown(path) + "': " + exception.reason());
+    throw Failure(kUsage, quoted(path) + ": " + exception.reason());
   } catch (const std::system_error& error) {
-    throw Failure(kSystem, "'" + shown(path) + "' cannot be written: " + error.code().message());
+    throw Failure(kSystem, quoted(path) + " cannot be written: " + error.code().message());
   }
 }
 
 int closeRecorder(CaptureRecorder* recorder, const std::string& path) {
   if (recorder == nullptr || recorder->close()) return kSuccess;
   const CaptureRecorder::Counts counts = recorder->counts();
-  tell("'" + shown(path) + "' has not all that passed: " + std::to_string(counts.lostBytes) +
+  tell(quoted(path) + " has not all that passed: " + std::to_string(counts.lostBytes) +
        " bytes are missing");
   return kSystem;
 }
