@@ -4,7 +4,7 @@
 set -euo pipefail
 
 declare -A groups=(
-  [build]="cmake ninja-build g++ nlohmann-json3-dev libasio-dev libcpp-httplib-dev libcli11-dev"
+  [build]="cmake ninja-build g++ nlohmann-json3-dev libasio-dev libcpp-httplib-dev libcli11-dev libedit-dev"
   [test]="googletest"
   [sanitizers]="clang libclang-rt-dev llvm"
   [libcxx]="clang libc++-dev libc++abi-dev"

@@ -27,6 +27,8 @@ Run defineTypes(CLI::App& app);
 Run defineEncode(CLI::App& app);
 Run defineDecode(CLI::App& app);
 Run defineConvert(CLI::App& app);
+Run defineRun(CLI::App& app);
+Run definePhone(CLI::App& app);
 Run definePage(CLI::App& app);
 Run defineTap(CLI::App& app);
 Run defineReplay(CLI::App& app);

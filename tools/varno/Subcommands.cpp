@@ -41,6 +41,14 @@ constexpr std::array kSubcommands = {
                "varno display tcp-listen://127.0.0.1:4711\n"
                "varno display pty:// --record drive.pcapng --headless\n",
                defineDisplay},
+    Subcommand{"run", "Run a scenario against an application or a display",
+               "varno run scenarios/first-pairing.varno tcp-listen://127.0.0.1:4711\n"
+               "varno run flood.varno unix:///run/display --as phone --junit report.xml\n",
+               defineRun},
+    Subcommand{"phone", "Be the phone by hand: send packets, show what comes",
+               "varno phone tcp://192.168.43.1:4711\n"
+               "echo 'SystemTime timeInMillis=125' | varno phone unix:///run/display\n",
+               definePhone},
     Subcommand{"wireshark", "Print the dissector for Wireshark and tshark",
                "varno wireshark >~/.local/lib/wireshark/plugins/varno.lua\n"
                "varno wireshark >varno.lua; tshark -X lua_script:varno.lua -r drive.pcapng\n",

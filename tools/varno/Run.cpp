@@ -1,0 +1,135 @@
+#include "tools/varno/Failure.h"
+#include "tools/varno/FileBuffers.h"
+#include "tools/varno/LinkArguments.h"
+#include "tools/varno/LivePeer.h"
+#include "tools/varno/Scenarios.h"
+#include "tools/varno/Subcommand.h"
+
+#include <VarnoDisplay/ScenarioResult.h>
+#include <VarnoLink/Duration.h>
+#include <VarnoLink/LinkWatch.h>
+
+#include <memory>
+#include <optional>
+#include <ostream>
+#include <string>
+
+namespace varno::tool {
+namespace {
+
+struct Arguments {
+  std::string file;
+  std::string address;
+  std::string as;
+  std::string junit;
+  std::string record;
+  std::string wait = "30s";
+  std::optional<std::uint64_t> seed;
+};
+
+int codeOf(ScenarioOutcome outcome) {
+  switch (outcome) {
+    case ScenarioOutcome::kPassed: return kSuccess;
+    case ScenarioOutcome::kFailed: return kExpectation;
+    case ScenarioOutcome::kRunning:
+    case ScenarioOutcome::kLinkFailed: break;
+  }
+  return kLink;
+}
+
+// As "passed join.varno: 7 of 7 expectations held in 1.2s, seed 1".
+std::string verdictText(const Arguments& arguments, const ScenarioResult& result,
+                        std::chrono::nanoseconds took) {
+  const bool isPassed = result.outcome == ScenarioOutcome::kPassed;
+  std::string text = isPassed ? "passed " : "failed ";
+  text += shown(arguments.file) + ": " + std::to_string(result.passed()) + " of " +
+          std::to_string(result.cases.size()) + " expectations held in " +
+          durationText(std::chrono::round<std::chrono::milliseconds>(took)) + ", seed " +
+          std::to_string(result.seed) + "\n";
+  return text;
+}
+
+void writeReport(const Arguments& arguments, const ScenarioResult& result) {
+  if (arguments.junit.empty()) return;
+  OutputFile file(arguments.junit);
+  std::ostream output(&file);
+  output.exceptions(std::ios::badbit);
+  writeJUnit(output, arguments.file, result);
+  output.flush();
+  file.close();
+}
+
+int run(const Arguments& arguments) {
+  const Address address = addressFrom(arguments.address);
+  ScenarioOptions options;
+  options.seed = arguments.seed;
+  options.linkTimeout = durationFrom(arguments.wait, "--wait");
+  if (!arguments.as.empty()) {
+    options.role = arguments.as == "phone" ? ScenarioRole::kPhone : ScenarioRole::kDisplay;
+  }
+  const std::optional<Scenario> scenario = scenarioIn(arguments.file);
+  if (!scenario) return kUnreadable;
+  const std::unique_ptr<CaptureRecorder> recorder = recorderFor(arguments.record);
+
+  LinkLoop loop;
+  std::string trouble;
+  LivePeer::Handlers handlers;
+  handlers.onReady = [](const Address& ready) { tell("ready " + ready.text()); };
+  handlers.onTrouble = [](const std::string& reason) { tell(shown(reason)); };
+  handlers.onEnd = [&](const std::string& reason) {
+    trouble = reason;
+    loop.stop();
+  };
+  if (recorder != nullptr) {
+    handlers.onRecord = [&](const TrafficRecord& record) { recorder->onRecord(record); };
+  }
+  const SignalWatch signals(loop, [&](int) {
+    trouble = "interrupted";
+    loop.stop();
+  });
+  const LinkTime begin = loop.clock().now();
+  LivePeer peer(loop, address, *scenario, options, std::move(handlers));
+  peer.start();
+  loop.run();
+
+  const ScenarioResult& result = peer.result();
+  writeReport(arguments, result);
+  std::string text = verdictText(arguments, result, loop.clock().now() - begin);
+  if (result.failure) text = result.failure->text() + "\n" + text;
+  print(text);
+  if (!trouble.empty()) tell(address.text() + ": " + shown(trouble));
+  if (peer.refusedBytes() > 0) {
+    tell(std::to_string(peer.refusedBytes()) + " bytes were not sent: the other side did not read");
+  }
+  const int recorded = closeRecorder(recorder.get(), arguments.record);
+  return recorded == kSuccess ? codeOf(result.outcome) : recorded;
+}
+
+}  // namespace
+
+Run defineRun(CLI::App& app) {
+  const auto arguments = std::make_shared<Arguments>();
+  app.add_option("FILE", arguments->file, "The scenario; - is standard input")
+      ->required()
+      ->type_name("");
+  app.add_option("ADDRESS", arguments->address,
+                 "Where the application is, or is to come: tcp-listen://127.0.0.1:4711,\n"
+                 "tcp://.., unix://.., unix-listen://.., serial://.. or pty://")
+      ->required()
+      ->type_name("");
+  app.add_option("--as", arguments->as,
+                 "The side that the scenario is; the display, if neither this nor the file tells")
+      ->check(CLI::IsMember({"display", "phone"}))
+      ->type_name("SIDE");
+  app.add_option("--seed", arguments->seed, "Of the faults; before that of the file")
+      ->type_name("N");
+  app.add_option("--wait", arguments->wait, "How long to wait for the link (30s)")->type_name("T");
+  app.add_option("--junit", arguments->junit, "Write a case for each expectation, as CI reads it")
+      ->type_name("FILE");
+  app.add_option("--record", arguments->record,
+                 "Write what passes into this file, in the format of its ending")
+      ->type_name("FILE");
+  return [arguments] { return run(*arguments); };
+}
+
+}  // namespace varno::tool
