@@ -1,16 +1,16 @@
 #include "tools/varno/Failure.h"
 #include "tools/varno/FileBuffers.h"
+#include "tools/varno/LinkArguments.h"
 #include "tools/varno/LiveDisplay.h"
+#include "tools/varno/Scenarios.h"
 #include "tools/varno/Subcommand.h"
 
-#include <VarnoLink/Address.h>
-#include <VarnoLink/CaptureRecorder.h>
+#include <VarnoDisplay/ScenarioResult.h>
 #include <VarnoLink/LinkWatch.h>
-#include <VarnoNetwork/Network/HudException.h>
 
 #include <memory>
+#include <optional>
 #include <string>
-#include <system_error>
 #include <utility>
 
 namespace varno::tool {
@@ -18,32 +18,10 @@ namespace {
 
 struct Arguments {
   std::string address;
+  std::string scenario;
   std::string record;
   bool isHeadless = false;
 };
-
-Address addressFrom(const std::string& text) {
-  try {
-    return Address::parse(text);
-  } catch (const InvalidArgumentException& exception) {
-    throw Failure(kUsage, exception.reason());
-  }
-}
-
-std::unique_ptr<CaptureRecorder> recorderFor(const std::string& path) {
-  if (path.empty()) return nullptr;
-  CaptureOptions options;
-  options.onFailure = [path](const std::string& reason) {
-    tell("'" + shown(path) + "': " + reason + "; nothing is recorded any more");
-  };
-  try {
-    return std::make_unique<CaptureRecorder>(path, std::move(options));
-  } catch (const InvalidArgumentException& exception) {
-    throw Failure(kUsage, exception.reason());
-  } catch (const std::system_error& error) {
-    throw Failure(kSystem, "'" + shown(path) + "': " + error.code().message());
-  }
-}
 
 std::string counted(std::uint64_t count, const std::string& what) {
   return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
@@ -62,7 +40,7 @@ std::string countsText(LiveDisplay& live) {
     separator = ", ";
   };
   const std::uint64_t unread = counts.frames - display.packetsReceived();
-  add(unread, counted(unread, "frame") + " that cannot be read");
+  add(unread, counted(unread, "frame") + " without a known packet");
   add(counts.tornFrames, counted(counts.tornFrames, "torn frame"));
   add(counts.shortFrames, counted(counts.shortFrames, "short frame"));
   add(counts.longFrames, counted(counts.longFrames, "frame") + " too long");
@@ -71,39 +49,93 @@ std::string countsText(LiveDisplay& live) {
   return text;
 }
 
+class DisplayProgram {
+ public:
+  DisplayProgram(const Arguments& arguments, Address address, const Scenario* scenario,
+                 CaptureRecorder* recorder)
+      : arguments_(arguments),
+        recorder_(recorder),
+        output_("-"),
+        signals_(loop_, [this](int) { loop_.stop(); }),
+        live_(loop_, std::move(address), options(scenario), scenario, handlers()) {}
+
+  int run() {
+    live_.start();
+    loop_.run();
+    live_.end();
+    int code = kSuccess;
+    if (!trouble_.empty()) {
+      tell(shown(arguments_.address) + ": " + shown(trouble_));
+      code = kLink;
+    }
+    if (live_.result() != nullptr && code == kSuccess) code = tellResult(*live_.result());
+    output_.flush();
+    tell(countsText(live_));
+    const int recorded = closeRecorder(recorder_, arguments_.record);
+    return code == kSuccess ? recorded : code;
+  }
+
+ private:
+  static DisplayOptions options(const Scenario* scenario) {
+    DisplayOptions options;
+    options.maxHistory = 0;  // nobody asks for it
+    if (scenario != nullptr) options.seed = seedOf(*scenario, {});
+    return options;
+  }
+
+  LiveDisplay::Handlers handlers() {
+    LiveDisplay::Handlers handlers{
+        .onReady =
+            [this](const Address& address) {
+              output_.write("ready " + address.text() + "\n");
+              output_.flush();
+            },
+        .onTrouble = [](const std::string& reason) { tell(shown(reason) + "; trying again"); },
+        .onUseless =
+            [this](const std::string& reason) {
+              trouble_ = reason;
+              loop_.stop();
+            },
+        .onDone = [this] { output_.flush(); },
+        .onPlayed = [this] { loop_.stop(); }};
+    if (!arguments_.isHeadless) {
+      handlers.onChange = [this](const StateChange& change) {
+        output_.write(change.text() + "\n");
+      };
+    }
+    if (recorder_ != nullptr) {
+      handlers.onRecord = [this](const TrafficRecord& record) { recorder_->onRecord(record); };
+    }
+    return handlers;
+  }
+
+  int tellResult(const ScenarioResult& result) {
+    if (result.failure) output_.write(result.failure->text() + "\n");
+    output_.write(verdictText(arguments_.scenario, result, loop_.clock().now() - begin_));
+    return codeOf(result.outcome);
+  }
+
+  const Arguments& arguments_;
+  CaptureRecorder* recorder_;
+  OutputFile output_;
+  LinkLoop loop_;
+  const LinkTime begin_ = loop_.clock().now();
+  SignalWatch signals_;
+  LiveDisplay live_;
+  std::string trouble_;
+};
+
 int run(const Arguments& arguments) {
   Address address = addressFrom(arguments.address);
+  std::optional<Scenario> scenario;
+  if (!arguments.scenario.empty()) {
+    scenario = scenarioIn(arguments.scenario);
+    if (!scenario) return kUnreadable;
+  }
   const std::unique_ptr<CaptureRecorder> recorder = recorderFor(arguments.record);
-  OutputFile output("-");
-  DisplayOptions options;
-  options.maxHistory = 0;  // nobody asks for it
-  LiveDisplay::Handlers handlers;
-  handlers.onReady = [&](const Address& ready) {
-    output.write("ready " + ready.text() + "\n");
-    output.flush();
-  };
-  handlers.onTrouble = [](const std::string& reason) { tell(shown(reason) + "; trying again"); };
-  handlers.onDone = [&] { output.flush(); };
-  if (!arguments.isHeadless) {
-    handlers.onChange = [&](const StateChange& change) { output.write(change.text() + "\n"); };
-  }
-  if (recorder != nullptr) {
-    handlers.onRecord = [&](const TrafficRecord& record) { recorder->onRecord(record); };
-  }
-
-  LinkLoop loop;
-  const SignalWatch signals(loop, [&](int) { loop.stop(); });
-  LiveDisplay live(loop, std::move(address), std::move(options), std::move(handlers));
-  live.open();
-  loop.run();
-
-  live.link().close();
-  live.display().linkDown("the display ended");
-  output.flush();
-  const bool isRecorded = recorder == nullptr || recorder->close();
-  tell(countsText(live));
-  if (!isRecorded) tell("'" + shown(arguments.record) + "' has not all that passed");
-  return isRecorded ? kSuccess : kSystem;
+  DisplayProgram program(arguments, std::move(address), scenario ? &*scenario : nullptr,
+                         recorder.get());
+  return program.run();
 }
 
 }  // namespace
@@ -115,6 +147,10 @@ Run defineDisplay(CLI::App& app) {
                  "unix-listen:///run/display, serial:///dev/ttyUSB0?baud=115200, pty://")
       ->required()
       ->type_name("");
+  app.add_option("--scenario", arguments->scenario,
+                 "Play this scenario besides, and end with it; what one of its `on`\n"
+                 "answers, the display does not")
+      ->type_name("FILE");
   app.add_option("--record", arguments->record,
                  "Write what passes into this file, in the format of its ending")
       ->type_name("FILE");

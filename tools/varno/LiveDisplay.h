@@ -1,7 +1,9 @@
 #pragma once
 
+#include "tools/varno/LiveLink.h"
+
+#include <VarnoDisplay/ScenarioRunner.h>
 #include <VarnoDisplay/SimulatedDisplay.h>
-#include <VarnoLink/Link.h>
 #include <VarnoLink/LinkLoop.h>
 #include <VarnoLink/LinkTimer.h>
 
@@ -13,53 +15,66 @@
 
 namespace varno::tool {
 
-// A simulated display at the end of a link. On the loop's thread.
-class LiveDisplay {
+// A simulated display at the end of a link, and the scenario that it plays besides, where there is
+// one. On the loop's thread.
+class LiveDisplay : private ScenarioWire {
  public:
   struct Handlers {
-    // The link can be used by the other side, at this address; once.
-    std::function<void(const Address& address)> onReady;
-    // It is down for a reason that is another than the last one.
+    std::function<void(const Address& address)> onReady;  // these three as those of LiveLink
     std::function<void(const std::string& reason)> onTrouble;
-    // Bytes came, or it was time for something: what the display did is done.
+    std::function<void(const std::string& reason)> onUseless;
+    // What was to be done at the moment is done.
     std::function<void()> onDone;
-    // As those of the display.
-    std::function<bool(std::span<const std::uint8_t> frame,
-                       const std::shared_ptr<HudPacket>& packet)>
-        onFrame;
-    std::function<void(const StateChange& change)> onChange;
-    std::function<void(const TrafficRecord& record)> onRecord;
+    // The scenario has ended, and what the display sent has left.
+    std::function<void()> onPlayed;
+    std::function<void(const StateChange& change)> onChange = {};
+    std::function<void(const TrafficRecord& record)> onRecord = {};
   };
 
-  LiveDisplay(LinkLoop& loop, Address address, DisplayOptions options, Handlers handlers);
+  // scenario: null for none; outlives it.
+  LiveDisplay(LinkLoop& loop, Address address, DisplayOptions options, const Scenario* scenario,
+              Handlers handlers);
 
-  void open() { link_.open(); }
+  // Begins: the link is opened, and the scenario started.
+  void start();
+
+  // Ends the link for good.
+  void end();
 
   SimulatedDisplay& display() { return display_; }
-  Link& link() { return link_; }
 
-  // To be called after the display was used by others than its handlers.
+  // To be called after the display was used.
   void isUsed();
 
-  // Bytes that the link did not take, as the phone reads too slowly.
-  std::uint64_t refusedBytes() const { return refusedBytes_; }
+  // Null where there is no scenario.
+  const ScenarioResult* result() const { return runner_ ? &runner_->result() : nullptr; }
+
+  std::uint64_t refusedBytes() const { return link_.refusedBytes(); }
 
  private:
-  DisplayHandlers wiring();
-  LinkHandlers linkHandlers();
-  void onStatus(const LinkStatus& status);
-  void onOutput(std::span<const std::uint8_t> bytes);
-  void hangUp(HangUp how);
-  void hangUpWhenWritten();
+  LiveLink::Handlers linkHandlers();
+  DisplayHandlers displayHandlers();
+  void onRecord(const TrafficRecord& record);
+  void tellWhenPlayed();
+
+  // The scenario's wire.
+  void send(std::span<const std::uint8_t> bytes) override { display_.sendBytes(bytes); }
+  void addFault(Direction direction, const Fault& fault) override {
+    display_.fault(direction, fault);
+  }
+  void close() override { goDown(HangUp::kClose); }
+  void reset() override { goDown(HangUp::kReset); }
+  void open() override;
+  void goDown(HangUp how);
 
   Handlers handlers_;
   SimulatedDisplay display_;
-  Link link_;
+  LiveLink link_;
+  std::optional<ScenarioRunner> runner_;
   LinkTimer timer_;
-  bool isReady_ = false;
-  bool hangsUp_ = false;
-  std::string trouble_;
-  std::uint64_t refusedBytes_ = 0;
+  LinkTimer lingerTimer_;
+  bool staysDown_ = false;
+  bool isPlayed_ = false;
 };
 
 }  // namespace varno::tool

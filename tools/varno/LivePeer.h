@@ -1,14 +1,13 @@
 #pragma once
 
+#include "tools/varno/LiveLink.h"
+
 #include <VarnoDisplay/ScenarioPeer.h>
-#include <VarnoLink/Link.h>
 #include <VarnoLink/LinkLoop.h>
 #include <VarnoLink/LinkTimer.h>
 
 #include <cstdint>
 #include <functional>
-#include <optional>
-#include <span>
 #include <string>
 
 namespace varno::tool {
@@ -17,9 +16,7 @@ namespace varno::tool {
 class LivePeer {
  public:
   struct Handlers {
-    // The link can be used by the other side; once.
-    std::function<void(const Address& address)> onReady;
-    // It is down for a reason that is another than the last one.
+    std::function<void(const Address& address)> onReady;  // these two as those of LiveLink
     std::function<void(const std::string& reason)> onTrouble;
     // The scenario has ended, and what it sent has left; or, with a reason, there is no use in
     // going on: nobody can ever use the link.
@@ -35,32 +32,20 @@ class LivePeer {
 
   const ScenarioResult& result() const { return peer_.result(); }
 
-  // Bytes that the link did not take, as the other side reads too slowly.
-  std::uint64_t refusedBytes() const { return refusedBytes_; }
+  std::uint64_t refusedBytes() const { return link_.refusedBytes(); }
 
  private:
-  // What becomes of the link once all that was sent is written.
-  enum class Ending : std::uint8_t { kNone, kClose, kReopen };
-
-  LinkHandlers linkHandlers();
-  void open();
-  void onStatus(const LinkStatus& status);
-  void hangUp(HangUp how);
-  void endWhenWritten();
+  ScenarioPeerHandlers peerHandlers();
+  LiveLink::Handlers linkHandlers();
   void isUsed();
+  void end(const std::string& reason);
 
-  LinkLoop& loop_;
-  Address address_;
   Handlers handlers_;
   ScenarioPeer peer_;
-  std::optional<Link> link_;
+  LiveLink link_;
   LinkTimer timer_;
   LinkTimer endTimer_;
-  Ending ending_ = Ending::kNone;
-  bool isReady_ = false;
   bool hasEnded_ = false;
-  std::string trouble_;
-  std::uint64_t refusedBytes_ = 0;
 };
 
 }  // namespace varno::tool

@@ -6,7 +6,6 @@
 #include "tools/varno/Subcommand.h"
 
 #include <VarnoDisplay/ScenarioResult.h>
-#include <VarnoLink/Duration.h>
 #include <VarnoLink/LinkWatch.h>
 
 #include <memory>
@@ -26,28 +25,6 @@ struct Arguments {
   std::string wait = "30s";
   std::optional<std::uint64_t> seed;
 };
-
-int codeOf(ScenarioOutcome outcome) {
-  switch (outcome) {
-    case ScenarioOutcome::kPassed: return kSuccess;
-    case ScenarioOutcome::kFailed: return kExpectation;
-    case ScenarioOutcome::kRunning:
-    case ScenarioOutcome::kLinkFailed: break;
-  }
-  return kLink;
-}
-
-// As "passed join.varno: 7 of 7 expectations held in 1.2s, seed 1".
-std::string verdictText(const Arguments& arguments, const ScenarioResult& result,
-                        std::chrono::nanoseconds took) {
-  const bool isPassed = result.outcome == ScenarioOutcome::kPassed;
-  std::string text = isPassed ? "passed " : "failed ";
-  text += shown(arguments.file) + ": " + std::to_string(result.passed()) + " of " +
-          std::to_string(result.cases.size()) + " expectations held in " +
-          durationText(std::chrono::round<std::chrono::milliseconds>(took)) + ", seed " +
-          std::to_string(result.seed) + "\n";
-  return text;
-}
 
 void writeReport(const Arguments& arguments, const ScenarioResult& result) {
   if (arguments.junit.empty()) return;
@@ -94,7 +71,7 @@ int run(const Arguments& arguments) {
 
   const ScenarioResult& result = peer.result();
   writeReport(arguments, result);
-  std::string text = verdictText(arguments, result, loop.clock().now() - begin);
+  std::string text = verdictText(arguments.file, result, loop.clock().now() - begin);
   if (result.failure) text = result.failure->text() + "\n" + text;
   print(text);
   if (!trouble.empty()) tell(address.text() + ": " + shown(trouble));

@@ -3,6 +3,8 @@
 #include "tools/varno/Failure.h"
 #include "tools/varno/FileBuffers.h"
 
+#include <VarnoLink/Duration.h>
+
 #include <istream>
 #include <iterator>
 
@@ -19,6 +21,27 @@ std::optional<Scenario> scenarioIn(const std::string& path) {
   const std::size_t count = reading.errors.size();
   tell(shown(path) + ": " + std::to_string(count) + (count == 1 ? " error" : " errors"));
   return std::nullopt;
+}
+
+int codeOf(ScenarioOutcome outcome) {
+  switch (outcome) {
+    case ScenarioOutcome::kPassed: return kSuccess;
+    case ScenarioOutcome::kFailed: return kExpectation;
+    case ScenarioOutcome::kRunning:
+    case ScenarioOutcome::kLinkFailed: break;
+  }
+  return kLink;
+}
+
+std::string verdictText(const std::string& path, const ScenarioResult& result,
+                        std::chrono::nanoseconds took) {
+  const bool isPassed = result.outcome == ScenarioOutcome::kPassed;
+  std::string text = isPassed ? "passed " : "failed ";
+  text += shown(path) + ": " + std::to_string(result.passed()) + " of " +
+          std::to_string(result.cases.size()) + " expectations held in " +
+          durationText(std::chrono::round<std::chrono::milliseconds>(took)) + ", seed " +
+          std::to_string(result.seed) + "\n";
+  return text;
 }
 
 }  // namespace varno::tool
