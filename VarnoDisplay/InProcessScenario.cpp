@@ -100,8 +100,8 @@ bool InProcessScenario::receive(std::span<const std::uint8_t> bytes) {
 }
 
 void InProcessScenario::hangUp() {
-  state_->peer.linkDown("the application hung up");
   state_->changes.push_back(false);
+  state_->peer.linkDown("the application hung up");
 }
 
 const ScenarioResult& InProcessScenario::run() {

@@ -17,13 +17,13 @@ namespace varno {
 struct ScenarioApplication {
   // A whole frame came: for HudNetwork::handleRawPacket. What is no frame is dropped on the way, as
   // an application's own cutter does.
-  std::function<void(std::span<const std::uint8_t> frame)> onFrame;
+  std::function<void(std::span<const std::uint8_t> frame)> onFrame = {};
   // The link came up, or went down.
-  std::function<void()> onLinkUp;
-  std::function<void()> onLinkDown;
+  std::function<void()> onLinkUp = {};
+  std::function<void()> onLinkDown = {};
   // Does what is due by the clock, such as running the main thread's queue; and when that is next.
-  std::function<void()> advance;
-  std::function<std::optional<LinkTime>()> nextDue;
+  std::function<void()> advance = {};
+  std::function<std::optional<LinkTime>()> nextDue = {};
 };
 
 // Runs a scenario against an application in this process: without sockets, and by a clock that does

@@ -17,13 +17,13 @@ namespace varno {
 // What a peer tells its owner, inside its operations. What they throw leaves the operation.
 struct ScenarioPeerHandlers {
   // Bytes for the other side, in order.
-  std::function<void(std::span<const std::uint8_t> bytes)> onOutput;
+  std::function<void(std::span<const std::uint8_t> bytes)> onOutput = {};
   // The link ends, and stays down until onOpen.
-  std::function<void(HangUp how)> onHangUp;
+  std::function<void(HangUp how)> onHangUp = {};
   // The link may come up again: the owner connects or listens, and calls linkUp() when it is up.
-  std::function<void()> onOpen;
+  std::function<void()> onOpen = {};
   // Looks on.
-  std::function<void(const TrafficRecord& record)> onRecord;
+  std::function<void(const TrafficRecord& record)> onRecord = {};
 };
 
 // One end of a link that does what a scenario says and nothing else: a display or a phone. Bytes go

@@ -12,6 +12,7 @@
 #include <VarnoDisplay/ScenarioPeer.h>
 #include <VarnoDisplay/ScenarioResult.h>
 #include <VarnoDisplay/ScenarioRunner.h>
+#include <VarnoDisplay/ScenarioWriter.h>
 #include <VarnoDisplay/SimulatedDisplay.h>
 #include <VarnoDisplay/StateChange.h>
 #include <VarnoDisplay/TrafficHistory.h>

@@ -113,7 +113,9 @@ ConditionState::ConditionState(NotationParser& parser, bool isAlone) : column(pa
   }
   if (!isSign) throwUnexpected(parser.column(), "!", "= behind it");
   const std::size_t valueColumn = parser.offset() + 1;
-  value = isAlone && !parser.atQuote() ? parser.takeRest() : parser.takeValue();
+  // The brackets of a regular expression make no list.
+  const bool isText = isAlone || comparison == Comparison::kMatches;
+  value = isText && !parser.atQuote() ? parser.takeText(isAlone) : parser.takeValue();
   if (!isAlone || value.kind == FieldValue::Kind::kText) parser.expectEndOfValue();
   const bool isWord = value.kind == FieldValue::Kind::kWord;
   if (comparison == Comparison::kEqual && isWord && value.text == "*") {

@@ -15,11 +15,11 @@ if [[ ! $seconds =~ ^([0-9]+|merge)$ ]]; then
   echo "usage: scripts/fuzz.sh [SECONDS|merge [TARGET...]]" >&2
   exit 2
 fi
-targets=("${@:-receive streams roundtrip cutter pcapng log notation explain}")
+targets=("${@:-receive streams roundtrip cutter pcapng log notation explain scenario}")
 read -ra targets <<<"${targets[*]}"
 # The longest input of each target. A script of stream operations is short: what it writes is not.
 declare -A longest=([receive]=4096 [streams]=256 [roundtrip]=4096 [cutter]=1024
-  [pcapng]=2048 [log]=2048 [notation]=2048 [explain]=2048)
+  [pcapng]=2048 [log]=2048 [notation]=2048 [explain]=2048 [scenario]=2048)
 for target in "${targets[@]}"; do
   if [[ -z ${longest[$target]:-} ]]; then
     echo "fuzz.sh: no target '$target'; there are: ${!longest[*]}" >&2

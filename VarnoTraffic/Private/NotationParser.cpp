@@ -217,13 +217,19 @@ FieldValue NotationParser::takeValue() {
   return takeValue(false, 0);
 }
 
-FieldValue NotationParser::takeRest() {
+FieldValue NotationParser::takeText(bool isAllThatIsLeft) {
   FieldValue value;
   value.kind = FieldValue::Kind::kWord;
-  value.column = column();
-  value.text = line_.substr(at_);
-  at_ = line_.size();
-  return value;
+  value.column = at_ + 1;
+  const std::size_t end = isAllThatIsLeft ? line_.size() : line_.find_first_of(kBlanks, at_);
+  value.text = line_.substr(at_, end - at_);
+  if (value.text.empty() && !isAllThatIsLeft) fail("a value");
+  at_ += value.text.size();
+  const std::string_view name =
+      std::string_view(value.text).substr(std::min<std::size_t>(1, value.text.size()));
+  const bool isVariable =
+      variables_ != nullptr && value.text.starts_with('$') && isVariableName(name);
+  return isVariable ? takeVariable(name, value.column) : value;
 }
 
 std::string_view NotationParser::takeUpTo(std::string_view characters, std::string_view expected) {

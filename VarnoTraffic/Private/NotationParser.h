@@ -33,8 +33,8 @@ class NotationParser {
   FieldValue takeFields();
   // A value alone.
   FieldValue takeValue();
-  // The rest of the line, as a text without quotes.
-  FieldValue takeRest();
+  // A text without quotes: up to the next blank, or all that is left.
+  FieldValue takeText(bool isAllThatIsLeft);
   // The text up to one of the characters, which has to be there.
   std::string_view takeUpTo(std::string_view characters, std::string_view expected);
   // Whether such characters come next; takes them.

@@ -31,6 +31,15 @@ class ReferencePhone : public HudNetwork {
 
   bool sendPacketImpl(std::vector<std::uint8_t> frame) override { return transport_(frame); }
 
+  // A frame that is none must not end an application.
+  void receive(std::span<const std::uint8_t> frame) {
+    try {
+      handleRawPacket(frame);
+    } catch (const HudException&) {
+      ++refusedFrames_;
+    }
+  }
+
   void linkUp() {
     SystemTimeCommandPacket time;
     time.setTimeInMillis(clock_.now().time_since_epoch() / std::chrono::milliseconds(1));
@@ -171,6 +180,7 @@ class ReferencePhone : public HudNetwork {
   std::vector<PacketRouter::Subscription> subscriptions_;
   std::multimap<LinkTime, std::function<void()>> due_;
   std::string address_;
+  int refusedFrames_ = 0;
   int joins_ = 0;
   int connects_ = 0;
   bool updating_ = false;

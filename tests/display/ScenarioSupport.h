@@ -17,7 +17,8 @@ namespace varno::test {
 // What a run of a scenario in this process gave.
 struct ScenarioRun {
   ScenarioResult result;
-  std::string records;  // one a line, secrets hidden
+  std::string records;         // one a line, secrets hidden
+  std::string recordsInClear;  // the same with secrets
 
   std::string failure() const { return result.failure ? result.failure->text() : std::string(); }
 };
@@ -30,7 +31,7 @@ inline ScenarioRun runScenario(const Scenario& scenario, ScenarioOptions options
   std::optional<SimulatedDisplay> display;
   if (roleOf(scenario, options) == ScenarioRole::kDisplay) {
     phone.emplace(clock, [&](auto frame) { return run.receive(frame); });
-    run.setApplication({.onFrame = [&](auto frame) { phone->handleRawPacket(frame); },
+    run.setApplication({.onFrame = [&](auto frame) { phone->receive(frame); },
                         .onLinkUp = [&] { phone->linkUp(); },
                         .onLinkDown = [&] { phone->linkDown(); },
                         .advance = [&] { phone->advance(); },
@@ -38,10 +39,7 @@ inline ScenarioRun runScenario(const Scenario& scenario, ScenarioOptions options
   } else {
     display.emplace(clock);
     display->setHandlers({.onOutput = [&](auto bytes) { run.receive(bytes); },
-                          .onHangUp = [&](HangUp) { run.hangUp(); },
-                          .onPacket = {},
-                          .onChange = {},
-                          .onRecord = {}});
+                          .onHangUp = [&](HangUp) { run.hangUp(); }});
     run.setApplication({.onFrame = [&](auto frame) { display->receive(frame); },
                         .onLinkUp = [&] { display->linkUp(); },
                         .onLinkDown = [&] { display->linkDown(); },
@@ -50,9 +48,12 @@ inline ScenarioRun runScenario(const Scenario& scenario, ScenarioOptions options
   }
   ScenarioRun ran;
   NotationPrinter printer;
+  NotationPrinter printerInClear(Secrets::kShown);
   run.setOnRecord([&](const TrafficRecord& record) {
     printer.append(ran.records, record);
     ran.records += '\n';
+    printerInClear.append(ran.recordsInClear, record);
+    ran.recordsInClear += '\n';
   });
   ran.result = run.run();
   return ran;

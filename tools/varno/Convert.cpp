@@ -7,11 +7,15 @@
 
 #include <VarnoTraffic/FrameContent.h>
 
+#include <VarnoDisplay/ScenarioWriter.h>
+
 #include <filesystem>
 #include <memory>
 #include <ostream>
 #include <string>
+#include <string_view>
 #include <system_error>
+#include <vector>
 
 namespace varno::tool {
 namespace {
@@ -25,11 +29,20 @@ struct Arguments {
   RecordFilter filter;
 };
 
+constexpr std::string_view kScenario = "scenario";
+constexpr std::string_view kScenarioEnding = ".varno";
+
+bool isToScenario(const Arguments& arguments) {
+  return arguments.to.empty() ? arguments.output.ends_with(kScenarioEnding)
+                              : arguments.to == kScenario;
+}
+
 InputFormat outputFormat(const Arguments& arguments) {
   if (!arguments.to.empty()) return formatNamed(arguments.to);
   if (const auto format = formatOfName(arguments.output)) return *format;
   throw Failure(kUsage, "the ending of '" + shown(arguments.output) +
-                            "' tells no format: give --to, or one of " + formatEndings());
+                            "' tells no format: give --to, or one of " + formatEndings() +
+                            ", .varno (scenario)");
 }
 
 // Opening the output empties it, and with it the input where both are one file.
@@ -80,9 +93,25 @@ bool copyRecords(const Arguments& arguments, RecordSource& source, InputFormat t
   return source.isWhole();
 }
 
+// What the display sent, and what is expected of the phone.
+bool makeScenario(const Arguments& arguments, RecordSource& source, OutputFile& output) {
+  std::ostream stream(&output);
+  stream.exceptions(std::ios::badbit);
+  ScenarioWriter writer(stream, "from " + shown(arguments.input), arguments.filter.directory());
+  TrafficRecord record;
+  while (source.next(record)) {
+    if (arguments.filter.takes(record)) writer.write(record);
+  }
+  if (writer.lackingSecrets() > 0) {
+    tell("passwords and keys that the display sent are left out of the scenario");
+  }
+  return source.isWhole();
+}
+
 int run(Arguments& arguments) {
   arguments.filter.prepare();
-  const InputFormat format = outputFormat(arguments);
+  const auto format =
+      isToScenario(arguments) ? std::nullopt : std::optional(outputFormat(arguments));
   refuseSameFile(arguments);
   const auto from =
       arguments.from.empty() ? std::nullopt : std::optional(formatNamed(arguments.from));
@@ -91,7 +120,8 @@ int run(Arguments& arguments) {
   OutputFile output(arguments.output);
   source.setOutput(output);
   try {
-    const bool isWhole = copyRecords(arguments, source, format, output);
+    const bool isWhole = format ? copyRecords(arguments, source, *format, output)
+                                : makeScenario(arguments, source, output);
     output.close();
     return isWhole ? kSuccess : kUnreadable;
   } catch (...) {
@@ -107,15 +137,18 @@ Run defineConvert(CLI::App& app) {
   app.add_option("IN", arguments->input, "Any recorded traffic; - is standard input")
       ->required()
       ->type_name("");
-  app.add_option("OUT", arguments->output,
-                 "Told by its ending: " + formatEndings() + "; - is standard output")
+  app.add_option(
+         "OUT", arguments->output,
+         "Told by its ending: " + formatEndings() + ", .varno (scenario); - is standard output")
       ->required()
       ->type_name("");
   app.add_option("--from", arguments->from, "What the input is, if its first bytes mislead")
       ->check(CLI::IsMember(formatNames()))
       ->type_name("FORMAT");
+  std::vector<std::string> outputs = formatNames();
+  outputs.emplace_back(kScenario);
   app.add_option("--to", arguments->to, "What the output is to be")
-      ->check(CLI::IsMember(formatNames()))
+      ->check(CLI::IsMember(std::move(outputs)))
       ->type_name("FORMAT");
   app.add_flag("--secrets", arguments->showsSecrets, "Passwords and keys in text and JSON, too");
   arguments->filter.define(app);

@@ -20,7 +20,8 @@ constexpr std::array kSubcommands = {
                defineDecode},
     Subcommand{"convert", "Turn one form of recorded traffic into another",
                "varno convert app.log app.pcapng\n"
-               "varno convert drive.pcapng - --to json\n",
+               "varno convert drive.pcapng - --to json\n"
+               "varno convert drive.pcapng drive.varno\n",
                defineConvert},
 #ifdef VARNO_HAS_PAGE
     Subcommand{"page", "Show recorded traffic in a browser",

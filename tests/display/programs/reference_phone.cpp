@@ -46,7 +46,7 @@ class PhoneAtLink {
 
   void onBytes(std::span<const std::uint8_t> bytes) {
     cutter_.feed(bytes, [this](const FrameCutter::Piece& piece) {
-      if (piece.kind == RecordKind::kFrame) phone_.handleRawPacket(piece.bytes);
+      if (piece.kind == RecordKind::kFrame) phone_.receive(piece.bytes);
     });
     plan();
   }
