@@ -19,7 +19,6 @@ std::string inXml(std::string_view text) {
       case '<': escaped += "&lt;"; break;
       case '>': escaped += "&gt;"; break;
       case '"': escaped += "&quot;"; break;
-      case '\n': escaped += "&#10;"; break;
       default: escaped += character;
     }
   }

@@ -149,6 +149,7 @@ ScenarioWriter::ScenarioWriter(std::ostream& output, std::string_view title,
     : output_(output), directory_(std::move(directory)), printer_(Secrets::kHidden, directory_) {
   remark(title);
   line("option timeout=" + durationText(kTimeout));
+  line("ignore KeepAlive");
 }
 
 void ScenarioWriter::line(const std::string& text) { output_ << text << '\n'; }
@@ -174,10 +175,7 @@ void ScenarioWriter::write(const TrafficRecord& record) {
         send(record, pause);
       } else if (record.kind == RecordKind::kFrame) {
         const auto* const entry = entryOf(record.bytes, directory_);
-        if (entry != nullptr && entry->type == PacketType::of<KeepAliveCommandPacket>()) {
-          if (!std::exchange(ignoresKeepAlive_, true)) line("ignore KeepAlive");
-          return;
-        }
+        if (entry != nullptr && entry->type == PacketType::of<KeepAliveCommandPacket>()) return;
         expect(record, pause);
       } else {
         std::string text;

@@ -48,7 +48,6 @@ class VARNO_EXPORT ScenarioWriter {
   std::optional<std::int64_t> last_;  // when something passed that counts
   std::string pendingDown_;           // the end of the link, which counts if it comes up again
   bool wasUp_ = false;
-  bool ignoresKeepAlive_ = false;
   std::uint64_t lackingSecrets_ = 0;
 };
 

@@ -78,7 +78,7 @@ class ManualPhone {
       goOn();
     } else if (status.state == LinkState::kConnecting) {
       if (status.address.isListening() && !std::exchange(isReady_, true)) {
-        tell("ready " + status.address.text());
+        tell("ready " + status.address.counterpart().text());
       }
     } else {
       onDown(status);
