@@ -1,13 +1,12 @@
 #include "tools/varno/Failure.h"
 #include "tools/varno/FileBuffers.h"
 #include "tools/varno/Frames.h"
+#include "tools/varno/PacketLine.h"
 #include "tools/varno/Subcommand.h"
-
-#include <VarnoTraffic/Lint.h>
-#include <VarnoTraffic/Notation.h>
 
 #include <istream>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -20,53 +19,26 @@ struct Arguments {
   bool raw = false;
 };
 
-// The line without the time and the direction that it may begin with. It was understood before.
-std::string_view packetOf(std::string_view line) {
-  const auto skip = [&](std::size_t count) {
-    line.remove_prefix(count);
-    line.remove_prefix(std::min(line.find_first_not_of(" \t"), line.size()));
-  };
-  skip(0);
-  if (line.starts_with('(')) skip(line.find(')') + 1);
-  if (line.starts_with('>') || line.starts_with('<')) skip(1);
-  return line;
-}
-
 class Encoder {
  public:
   explicit Encoder(bool raw) : raw_(raw) {}
 
   // Appends the bytes that the line stands for. False, with a message, where it is not understood.
   bool encode(std::string_view line, const std::string& place, std::string& output) {
-    if (NotationReader::isBlank(line)) return true;
-    NotationError error;
-    if (!reader_.read(line, record_, error)) {
-      tell(place + error.text() + "\n" + error.pointTo(line));
-      return false;
-    }
-    if (record_.kind == RecordKind::kFrame) warn(line, place);
+    if (!line_.read(line, place)) return false;
+    const std::span<const std::uint8_t> bytes = line_.bytes();
     if (raw_) {
-      output.append(reinterpret_cast<const char*>(record_.bytes.data()), record_.bytes.size());
-    } else if (!record_.bytes.empty()) {
-      appendHex(output, record_.bytes);
+      output.append(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+    } else if (!bytes.empty()) {
+      appendHex(output, bytes);
       output += '\n';
     }
     return true;
   }
 
  private:
-  void warn(std::string_view line, const std::string& place) const {
-    NotationError error;
-    const auto packet = reader_.readPacket(packetOf(line), error);
-    if (packet == nullptr) return;  // bytes
-    for (const std::string& sentence : lint(*packet, reader_.directory())) {
-      tell(std::string(place).append("warning: ").append(sentence));
-    }
-  }
-
   bool raw_;
-  NotationReader reader_;
-  TrafficRecord record_;
+  PacketLine line_;
 };
 
 // All of them or none.

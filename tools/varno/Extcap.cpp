@@ -37,8 +37,16 @@ constexpr Field kTapFields[] = {
     {"--seed", "Seed", "Of the fault's chances: the same seed, the same faults", false},
 };
 
+constexpr Field kListenFields[] = {
+    {"--address", "Address",
+     "Where the other side is, or comes, as tcp://192.168.43.1:4711 or serial:///dev/ttyUSB0",
+     true},
+    {"--as", "What to be", "For the other side: phone or display", false},
+};
+
 constexpr std::array kSources = {
     Source{"varno-tap", "Varno tap", "tap", kTapFields},
+    Source{"varno-listen", "Varno listen", "listen", kListenFields},
 };
 
 // "--name value" and "--name=value"; flags have no value.

@@ -50,7 +50,7 @@ DisplayHandlers LiveDisplay::displayHandlers() {
   return handlers;
 }
 
-LiveLink::Handlers LiveDisplay::linkHandlers() {
+PeerLink::Handlers LiveDisplay::linkHandlers() {
   return {.onReady = handlers_.onReady,
           .onTrouble = handlers_.onTrouble,
           .onUseless = handlers_.onUseless,

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tools/varno/LiveLink.h"
+#include "tools/varno/PeerLink.h"
 
 #include <VarnoDisplay/ScenarioRunner.h>
 #include <VarnoDisplay/SimulatedDisplay.h>
@@ -20,7 +20,7 @@ namespace varno::tool {
 class LiveDisplay : private ScenarioWire {
  public:
   struct Handlers {
-    std::function<void(const Address& address)> onReady;  // these three as those of LiveLink
+    std::function<void(const Address& address)> onReady;  // these three as those of PeerLink
     std::function<void(const std::string& reason)> onTrouble;
     std::function<void(const std::string& reason)> onUseless;
     // What was to be done at the moment is done.
@@ -52,7 +52,7 @@ class LiveDisplay : private ScenarioWire {
   std::uint64_t refusedBytes() const { return link_.refusedBytes(); }
 
  private:
-  LiveLink::Handlers linkHandlers();
+  PeerLink::Handlers linkHandlers();
   DisplayHandlers displayHandlers();
   void onRecord(const TrafficRecord& record);
   void tellWhenPlayed();
@@ -69,7 +69,7 @@ class LiveDisplay : private ScenarioWire {
 
   Handlers handlers_;
   SimulatedDisplay display_;
-  LiveLink link_;
+  PeerLink link_;
   std::optional<ScenarioRunner> runner_;
   LinkTimer timer_;
   LinkTimer lingerTimer_;

@@ -1,98 +1,77 @@
 #include "tools/varno/LiveLink.h"
 
+#include "tools/varno/Failure.h"
+
+#include <algorithm>
 #include <chrono>
 #include <utility>
 
 namespace varno::tool {
-namespace {
 
-// How long the other side may take to read what was sent last.
-constexpr std::chrono::seconds kMostLinger{2};
+LiveLink::LiveLink(LinkLoop& loop, Address address, Direction received, LinkOptions options,
+                   Handlers handlers)
+    : loop_(loop),
+      received_(received),
+      reconnects_(options.reconnects),
+      handlers_(std::move(handlers)),
+      link_(loop, std::move(address), std::move(options),
+            {.onStatus = [this](const LinkStatus& status) { onStatus(status); },
+             .onBytes = [this](std::span<const std::uint8_t> bytes) { onBytes(bytes); },
+             .onWritten =
+                 [this](std::size_t, std::size_t) {
+                   if (handlers_.onWritten) handlers_.onWritten();
+                 }}),
+      readingTimer_(loop) {}
 
-}  // namespace
-
-LiveLink::LiveLink(LinkLoop& loop, Address address, Handlers handlers)
-    : loop_(loop), address_(std::move(address)), handlers_(std::move(handlers)), timer_(loop) {}
-
-LinkHandlers LiveLink::linkHandlers() {
-  return {.onStatus = [this](const LinkStatus& status) { onStatus(status); },
-          .onBytes = [this](std::span<const std::uint8_t> bytes) { handlers_.onBytes(bytes); },
-          .onWritten =
-              [this](std::size_t, std::size_t) {
-                endWhenWritten();
-                if (isWritten()) handlers_.onWritten();
-              }};
-}
-
-void LiveLink::open() {
-  if (ending_ != Ending::kNone) {
-    ending_ = Ending::kReopen;
-    return;
+void LiveLink::onBytes(std::span<const std::uint8_t> bytes) {
+  const LinkTime now = loop_.clock().now();
+  for (TrafficObserver* const observer : observers_) {
+    observer->onBytes(now, received_, bytes, {});
   }
-  // Anew, at the port that was taken the first time: the other side comes back there.
-  link_.emplace(loop_, address_, LinkOptions(), linkHandlers());
-  link_->open();
+  setReading();
 }
 
-void LiveLink::send(std::span<const std::uint8_t> bytes) {
-  if (!link_->send(bytes)) refusedBytes_ += bytes.size();
+void LiveLink::setReading() {
+  constexpr std::chrono::milliseconds kLookTime{10};
+  const bool isBehind =
+      std::any_of(observers_.begin(), observers_.end(),
+                  [](const TrafficObserver* observer) { return observer->isBehind(); });
+  if (isBehind) {
+    link_.pauseReading();
+    readingTimer_.after(kLookTime, [this] { setReading(); });
+  } else if (isPaused_) {
+    link_.resumeReading();
+  }
+  isPaused_ = isBehind;
 }
 
 void LiveLink::onStatus(const LinkStatus& status) {
-  if (status.state == LinkState::kDown) return onDown(status);
-  if (status.address.kind() == Address::Kind::kTcpListen) address_ = status.address;
-  if (!isReady_) {
-    isReady_ = true;
-    handlers_.onReady(status.address.isListening() ? status.address.counterpart() : status.address);
+  const bool wasUp = std::exchange(isUp_, status.state == LinkState::kUp);
+  if (status.state == LinkState::kDown) return onDown(status, wasUp);
+  if (!std::exchange(hasStood_, true) && status.address.isListening()) {
+    tell("ready " + status.address.text());
   }
-  if (status.state != LinkState::kUp) return;
+  if (!isUp_) return;
   trouble_.clear();
-  wasUp_ = true;
-  handlers_.onUp();
+  if (!status.reason.empty()) tell(shown(status.reason));
+  record(RecordKind::kLinkUp, {});
+  if (handlers_.onUp) handlers_.onUp();
 }
 
-void LiveLink::onDown(const LinkStatus& status) {
-  const std::string reason = status.reason;
-  if (ending_ == Ending::kComeBack) {
-    ending_ = Ending::kNone;
-    timer_.cancel();
-  }
-  if (std::exchange(wasUp_, false)) return handlers_.onDown(reason);
-  if (!isReady_ && status.address.isListening()) {
-    link_->close();
-    handlers_.onUseless(reason);
-  } else if (!reason.empty() && reason != trouble_) {
-    trouble_ = reason;
-    handlers_.onTrouble(reason);
+void LiveLink::onDown(const LinkStatus& status, bool wasUp) {
+  if (wasUp) record(RecordKind::kLinkDown, status.reason);
+  if (!reconnects_ || (!hasStood_ && status.address.isListening())) {
+    failure_ = status.address.text() + ": " + shown(status.reason);
+    loop_.stop();
+  } else if (!wasUp && std::exchange(trouble_, status.reason) != status.reason) {
+    tell(status.address.text() + ": " + shown(status.reason) + "; trying again");
   }
 }
 
-void LiveLink::end(HangUp how, Ending ending) {
-  if (!link_) return;
-  ending_ = ending;
-  if (how == HangUp::kReset) {
-    link_->reset();
-    return endNow();
-  }
-  timer_.after(kMostLinger, [this] { endNow(); });
-  endWhenWritten();
-}
-
-// What the link has not given to the system yet would be lost.
-void LiveLink::endWhenWritten() {
-  if (ending_ != Ending::kNone && isWritten()) endNow();
-}
-
-void LiveLink::endNow() {
-  timer_.cancel();
-  wasUp_ = false;
-  const Ending ending = std::exchange(ending_, Ending::kNone);
-  if (ending == Ending::kComeBack) {
-    link_->hangUp();
-  } else {
-    link_->close();
-    if (ending == Ending::kReopen) open();
-  }
+void LiveLink::record(RecordKind kind, const std::string& note) {
+  const TrafficRecord record{
+      .time = loop_.clock().now().time_since_epoch().count(), .kind = kind, .note = note};
+  for (TrafficObserver* const observer : observers_) observer->onRecord(record);
 }
 
 }  // namespace varno::tool

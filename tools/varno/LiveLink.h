@@ -1,74 +1,59 @@
 #pragma once
 
-#include <VarnoDisplay/SimulatedDisplay.h>
 #include <VarnoLink/Link.h>
 #include <VarnoLink/LinkLoop.h>
 #include <VarnoLink/LinkTimer.h>
+#include <VarnoLink/TrafficObserver.h>
 
-#include <cstdint>
 #include <functional>
-#include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
 namespace varno::tool {
 
-// A link at which a simulated end stands: what was sent goes out before it hangs up, and it comes
-// back at the same place. On the loop's thread.
+// The link of a subcommand that has one. Tells on standard error when the other side can come, and
+// what keeps the link from coming up; shows observers what is received. On the loop's thread.
 class LiveLink {
  public:
   struct Handlers {
-    // The link can be used by the other side, at this address; once.
-    std::function<void(const Address& address)> onReady;
-    // It cannot be, for a reason that is another than the last one; it is tried again.
-    std::function<void(const std::string& reason)> onTrouble;
-    // It never can be: no place to listen. The link stays down.
-    std::function<void(const std::string& reason)> onUseless;
     std::function<void()> onUp;
-    std::function<void(const std::string& reason)> onDown;
-    std::function<void(std::span<const std::uint8_t> bytes)> onBytes;
-    // All that was sent has been given to the system.
     std::function<void()> onWritten;
   };
 
-  LiveLink(LinkLoop& loop, Address address, Handlers handlers);
+  // received: the direction of what comes from the other side. options: one that does not reconnect
+  // ends the loop when it is down.
+  LiveLink(LinkLoop& loop, Address address, Direction received, LinkOptions options,
+           Handlers handlers);
 
-  // The first time, and after close(): as soon as that has ended.
-  void open();
+  // observer: outlives the link.
+  void addObserver(TrafficObserver& observer) { observers_.push_back(&observer); }
 
-  void send(std::span<const std::uint8_t> bytes);
+  Link& link() { return link_; }
 
-  // Ends the connection, and waits for the next one.
-  void hangUp(HangUp how) { end(how, Ending::kComeBack); }
-
-  // Ends it, and stays down until open(); onDown is not called.
-  void close(HangUp how) { end(how, Ending::kStayDown); }
-
-  bool isWritten() const { return !link_ || link_->queuedBytes() == 0; }
-
-  // Bytes that the link did not take, as the other side reads too slowly.
-  std::uint64_t refusedBytes() const { return refusedBytes_; }
+  // Why it has ended the loop; empty where it has not.
+  const std::string& failure() const { return failure_; }
 
  private:
-  enum class Ending : std::uint8_t { kNone, kComeBack, kStayDown, kReopen };
-
-  LinkHandlers linkHandlers();
   void onStatus(const LinkStatus& status);
-  void onDown(const LinkStatus& status);
-  void end(HangUp how, Ending ending);
-  void endWhenWritten();
-  void endNow();
+  void onBytes(std::span<const std::uint8_t> bytes);
+  // Reads no more while an observer is behind.
+  void setReading();
+  void onDown(const LinkStatus& status, bool wasUp);
+  void record(RecordKind kind, const std::string& note);
 
   LinkLoop& loop_;
-  Address address_;
-  Handlers handlers_;
-  std::optional<Link> link_;
-  LinkTimer timer_;
-  Ending ending_ = Ending::kNone;
-  bool isReady_ = false;
-  bool wasUp_ = false;
+  const Direction received_;
+  const bool reconnects_;
+  const Handlers handlers_;
+  Link link_;
+  LinkTimer readingTimer_;
+  bool isPaused_ = false;
+  std::vector<TrafficObserver*> observers_;
+  bool hasStood_ = false;  // listens, or has begun to connect
+  bool isUp_ = false;
   std::string trouble_;
-  std::uint64_t refusedBytes_ = 0;
+  std::string failure_;
 };
 
 }  // namespace varno::tool

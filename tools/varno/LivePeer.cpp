@@ -26,7 +26,7 @@ ScenarioPeerHandlers LivePeer::peerHandlers() {
           .onRecord = handlers_.onRecord};
 }
 
-LiveLink::Handlers LivePeer::linkHandlers() {
+PeerLink::Handlers LivePeer::linkHandlers() {
   return {.onReady = handlers_.onReady,
           .onTrouble = handlers_.onTrouble,
           .onUseless = [this](const std::string& reason) { end(reason); },

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tools/varno/LiveLink.h"
+#include "tools/varno/PeerLink.h"
 
 #include <VarnoDisplay/ScenarioPeer.h>
 #include <VarnoLink/LinkLoop.h>
@@ -16,7 +16,7 @@ namespace varno::tool {
 class LivePeer {
  public:
   struct Handlers {
-    std::function<void(const Address& address)> onReady;  // these two as those of LiveLink
+    std::function<void(const Address& address)> onReady;  // these two as those of PeerLink
     std::function<void(const std::string& reason)> onTrouble;
     // The scenario has ended, and what it sent has left; or, with a reason, there is no use in
     // going on: nobody can ever use the link.
@@ -36,13 +36,13 @@ class LivePeer {
 
  private:
   ScenarioPeerHandlers peerHandlers();
-  LiveLink::Handlers linkHandlers();
+  PeerLink::Handlers linkHandlers();
   void isUsed();
   void end(const std::string& reason);
 
   Handlers handlers_;
   ScenarioPeer peer_;
-  LiveLink link_;
+  PeerLink link_;
   LinkTimer timer_;
   LinkTimer endTimer_;
   bool hasEnded_ = false;

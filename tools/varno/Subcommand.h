@@ -33,6 +33,8 @@ Run definePage(CLI::App& app);
 Run defineTap(CLI::App& app);
 Run defineReplay(CLI::App& app);
 Run defineDisplay(CLI::App& app);
+Run defineSend(CLI::App& app);
+Run defineListen(CLI::App& app);
 Run defineWireshark(CLI::App& app);
 Run defineCompletion(CLI::App& app);
 

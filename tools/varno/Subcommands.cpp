@@ -29,6 +29,14 @@ constexpr std::array kSubcommands = {
                "varno page --page-port 8080 app.log\n",
                definePage},
 #endif
+    Subcommand{"send", "Send packets over a link",
+               "varno send tcp://192.168.43.1:4711 KeepAlive 'DisplayTheme theme=2'\n"
+               "varno send --wait 10s serial:///dev/ttyUSB0 <packets.txt\n",
+               defineSend},
+    Subcommand{"listen", "Show and record what comes over a link",
+               "varno listen tcp://192.168.43.1:4711\n"
+               "varno listen tcp-listen://127.0.0.1:4711 --as display --record drive.pcapng\n",
+               defineListen},
     Subcommand{"tap", "Stand between a phone and a display: show, record, put faults in",
                "varno tap tcp-listen://127.0.0.1:4711 tcp://192.168.43.1:4711\n"
                "varno tap pty:// serial:///dev/ttyUSB0 --record drive.pcapng --fault '< drop "
