@@ -85,7 +85,8 @@ RequestHead headOf(const Request& request) {
   RequestHead head;
   head.method = request.method;
   head.path = request.path;
-  head.host = request.get_header_value("Host");
+  // Two of them would let each reader choose another one.
+  if (request.get_header_value_count("Host") == 1) head.host = request.get_header_value("Host");
   head.origin = request.get_header_value("Origin");
   head.fetchSite = request.get_header_value("Sec-Fetch-Site");
   head.contentType = request.get_header_value("Content-Type");

@@ -29,7 +29,11 @@ export class Changes {
   constructor(place, onRecord, typeOf) {
     this.#onRecord = onRecord;
     this.#typeOf = typeOf;
-    this.#list = h("ol", { class: "changes", tabindex: "0", "aria-label": "What changed, the newest first" });
+    this.#list = h("ol", {
+      class: "changes",
+      tabindex: "0",
+      "aria-label": "What changed, the newest first",
+    });
     place.append(h("h3", {}, "What changed, and by which packet"), this.#list);
     this.#list.append(h("li", { class: "empty" }, "Nothing has changed yet."));
   }
@@ -97,7 +101,16 @@ function textsOf(change) {
 
 function nameOf(keys) {
   const names = keys.filter((key) => !/^\d+$|^-$|^code$|^text$|^shown$/.test(key));
-  return names.map((key) => WORDS[key] ?? key.replace(/^is(?=[A-Z])/, "").replace(/([a-z])([A-Z])/g, "$1 $2").toLowerCase()).join(" ");
+  return names
+    .map(
+      (key) =>
+        WORDS[key] ??
+        key
+          .replace(/^is(?=[A-Z])/, "")
+          .replace(/([a-z])([A-Z])/g, "$1 $2")
+          .toLowerCase(),
+    )
+    .join(" ");
 }
 
 function valueText(value) {
@@ -106,7 +119,9 @@ function valueText(value) {
   if (value === false) return "off";
   if (typeof value !== "object") return short(String(value));
   if ("meaning" in value) return value.meaning || String(value.code);
-  return short([value.title ?? value.name, value.message ?? value.address].filter(Boolean).join(": ") || "…");
+  return short(
+    [value.title ?? value.name, value.message ?? value.address].filter(Boolean).join(": ") || "…",
+  );
 }
 
 function short(text) {

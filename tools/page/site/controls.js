@@ -42,7 +42,11 @@ export class Controls {
     this.#makeFaults();
     this.#makeLink();
     this.#again = h("button", { type: "button", onclick: () => this.#sendAgain() }, "Send again");
-    this.#edit = h("button", { type: "button", onclick: () => this.#editRecord() }, "Edit and send");
+    this.#edit = h(
+      "button",
+      { type: "button", onclick: () => this.#editRecord() },
+      "Edit and send",
+    );
     frameTools.append(this.#again, this.#edit);
     this.#apply();
   }
@@ -162,7 +166,10 @@ export class Controls {
     if (!fault) return;
     this.#faultText.value = fault.example ?? "";
     const help = this.#faults.querySelector("#fault-help");
-    setText(help, [fault.summary, fault.parameters && `(${fault.parameters})`].filter(Boolean).join(" "));
+    setText(
+      help,
+      [fault.summary, fault.parameters && `(${fault.parameters})`].filter(Boolean).join(" "),
+    );
   }
 
   #putFault() {
@@ -172,7 +179,11 @@ export class Controls {
 
   #makeLink() {
     const button = (what, words, done) =>
-      h("button", { type: "button", "data-do": what, onclick: () => this.#do({ do: what }, done) }, words);
+      h(
+        "button",
+        { type: "button", "data-do": what, onclick: () => this.#do({ do: what }, done) },
+        words,
+      );
     this.#link.append(
       button("hangUp", "Hang up", "Hung up."),
       button("reset", "Break off", "Broken off."),
@@ -181,7 +192,8 @@ export class Controls {
   }
 
   #saving() {
-    const link = (name, words) => h("a", { class: "button", href: `save/${name}`, download: name }, words);
+    const link = (name, words) =>
+      h("a", { class: "button", href: `save/${name}`, download: name }, words);
     return h(
       "details",
       { class: "saving" },

@@ -121,7 +121,11 @@ export class FrameView {
       const remarks = span.remarks ?? [];
       const row = h(
         "tr",
-        { class: classesOf(span, index).join(" "), "data-span": index, tabindex: index ? "-1" : "0" },
+        {
+          class: classesOf(span, index).join(" "),
+          "data-span": index,
+          tabindex: index ? "-1" : "0",
+        },
         h("td", { class: "offset" }, hex(span.offset, 4)),
         h("th", { scope: "row" }, span.name),
         h(
@@ -219,7 +223,12 @@ function shown(value) {
 }
 
 function pane(title, note, content) {
-  return h("section", { class: "pane", "aria-label": title }, h("h3", {}, title, " ", h("small", {}, note)), content);
+  return h(
+    "section",
+    { class: "pane", "aria-label": title },
+    h("h3", {}, title, " ", h("small", {}, note)),
+    content,
+  );
 }
 
 function head(record) {

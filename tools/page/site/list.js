@@ -16,6 +16,7 @@ export class VirtualList {
   #follows = true;
   #rowHeight = 0;
   #setTop = 0;
+  #drawnExtent = "";
   #render = oncePerFrame(() => this.#renderNow());
 
   // options: label; key(item); fill(element, item), which makes a row show the item; onSelect(item);
@@ -133,12 +134,16 @@ export class VirtualList {
   }
 
   #scrolled() {
-    // What this list did itself tells nothing of what is wanted.
-    if (Math.abs(this.#box.scrollTop - this.#setTop) >= 1) {
+    // What this list did itself tells nothing of what is wanted, nor does another size.
+    if (Math.abs(this.#box.scrollTop - this.#setTop) >= 1 && this.#extent() === this.#drawnExtent) {
       const left = this.#box.scrollHeight - this.#box.clientHeight - this.#box.scrollTop;
       this.#setFollow(left < this.#height());
     }
     this.#render();
+  }
+
+  #extent() {
+    return `${this.#box.scrollHeight} ${this.#box.clientHeight}`;
   }
 
   #show(at) {
@@ -190,11 +195,9 @@ export class VirtualList {
     const box = this.#box;
     this.#space.style.height = `${this.size * height}px`;
     if (this.#follows) this.#setScroll(this.size * height);
+    this.#drawnExtent = this.#extent();
     const from = Math.max(0, Math.floor(box.scrollTop / height) - SPARE_ROWS);
-    const count = Math.min(
-      this.size - from,
-      Math.ceil(box.clientHeight / height) + 2 * SPARE_ROWS,
-    );
+    const count = Math.min(this.size - from, Math.ceil(box.clientHeight / height) + 2 * SPARE_ROWS);
     let selectedRow = null;
     for (let at = 0; at < count; ++at) {
       const item = this.#items[this.#begin + from + at];

@@ -68,7 +68,9 @@ export class PacketForm {
     const shown = [...this.#direction.options].map((option) => option.value);
     if (shown.join() === directions.join()) return;
     this.#direction.replaceChildren(
-      ...directions.map((direction) => h("option", { value: direction }, directionWords(direction))),
+      ...directions.map((direction) =>
+        h("option", { value: direction }, directionWords(direction)),
+      ),
     );
     this.#offer();
   }
@@ -146,7 +148,8 @@ function inputFor(field, value, onChange) {
   const isHidden = field.secret && given === "***";
   if (type === "bool") {
     const input = h("input", { type: "checkbox", checked: given === true, onchange: onChange });
-    const text = () => (input.checked === (field.default === true) ? "" : `${name}=${input.checked}`);
+    const text = () =>
+      input.checked === (field.default === true) ? "" : `${name}=${input.checked}`;
     return { input, label: h("label", { class: "check" }, input, h("span", {}, name)), text };
   }
   const isText = type === "string" || type.startsWith("set") || type === "list";

@@ -29,7 +29,12 @@ export class Plot {
       const area = s("path", { class: "plot-area" });
       const svg = s(
         "svg",
-        { class: "plot", viewBox: `0 0 ${WIDTH} ${HEIGHT}`, preserveAspectRatio: "none", "aria-hidden": "true" },
+        {
+          class: "plot",
+          viewBox: `0 0 ${WIDTH} ${HEIGHT}`,
+          preserveAspectRatio: "none",
+          "aria-hidden": "true",
+        },
         area,
         line,
       );
@@ -91,7 +96,9 @@ export class Plot {
       const now = values[values.length - 1];
       setText(
         chart.figure,
-        Number.isFinite(end) ? `${countText(now)} · most ${countText(Math.max(...values))} in 5 min` : "no times",
+        Number.isFinite(end)
+          ? `${countText(now)} · most ${countText(Math.max(...values))} in 5 min`
+          : "no times",
       );
     }
     const { frames, bytes, wrong } = this.#totals;

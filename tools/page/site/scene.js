@@ -31,9 +31,14 @@ export function road() {
   ];
   return s(
     "svg",
-    { class: "road", viewBox: "0 0 640 360", preserveAspectRatio: "xMidYMid slice", "aria-hidden": "true" },
+    {
+      class: "road",
+      viewBox: "0 0 640 360",
+      preserveAspectRatio: "xMidYMid slice",
+      "aria-hidden": "true",
+    },
     s("rect", { class: "sky", width: 640, height: 210 }),
-    s("circle", { class: "sun", cx: 520, cy: 74, r: 26 }),
+    s("circle", { class: "sun", cx: 372, cy: 150, r: 30 }),
     s("path", {
       class: "hills far",
       d: "M0 196C70 150 120 170 190 178S300 140 380 168 520 150 640 184V214H0Z",
@@ -95,14 +100,16 @@ const ICONS = {
   link: "M4 1h8a1 1 0 0 1 1 1v12a1 1 0 0 1-1 1H4a1 1 0 0 1-1-1V2a1 1 0 0 1 1-1Zm.5 2v8.5h7V3ZM8 12.4a.9.9 0 1 0 .01 0Z",
   gps: "M8 0a5 5 0 0 1 5 5c0 3.6-5 11-5 11S3 8.600 3 5a5 5 0 0 1 5-5Zm0 3a2 2 0 1 0 0 4 2 2 0 0 0 0-4Z",
   obd2: "M2 5h2V3h4v2h2l2 2v1h1V6h2v7h-2v-2h-1l-1 2H5l-1-2H2v2H0V7h2Zm2 2v3h6V7Z",
-  bluetooth: "M7 0l5 4.200L9 8l3 3.800L7 16v-6l-3 2.700-1-1.300L7 8 3 4.600l1-1.300L7 6Zm1.500 3.300v2.400L10 4.400Zm0 7v2.400l1.500-1.100Z",
+  bluetooth:
+    "M7 0l5 4.200L9 8l3 3.800L7 16v-6l-3 2.700-1-1.300L7 8 3 4.600l1-1.300L7 6Zm1.500 3.300v2.400L10 4.400Zm0 7v2.400l1.500-1.100Z",
   wifi: "M8 13.500a1.700 1.700 0 1 0 0-3.400 1.700 1.700 0 0 0 0 3.400ZM3.700 8.700 5 10a4.300 4.300 0 0 1 6 0l1.300-1.300a6.200 6.200 0 0 0-8.600 0ZM.8 5.800l1.300 1.300a8.400 8.400 0 0 1 11.800 0l1.300-1.300a10.300 10.300 0 0 0-14.400 0Z",
   sound: "M2 5h3l4-4v14l-4-4H2ZM11 4.500a5 5 0 0 1 0 7M13 2a8 8 0 0 1 0 12",
   bell: "M8 1a4 4 0 0 1 4 4v4l2 3H2l2-3V5a4 4 0 0 1 4-4ZM6.500 13h3a1.500 1.500 0 0 1-3 0Z",
   call: "M3 1l3 1 1 3.500-2 1.500a9 9 0 0 0 4 4l1.500-2L14 10l1 3-2 2C7 15 1 9 1 3Z",
   music: "M6 2l8-1.500V11a2.300 2.300 0 1 1-1.500-2.200V4L7.500 5v8a2.300 2.300 0 1 1-1.500-2.200Z",
   message: "M1 2h14v9H7l-4 3v-3H1Z",
-  sunny: "M8 4.500a3.500 3.500 0 1 0 .01 0ZM7.300 0h1.400v3H7.300Zm0 13h1.400v3H7.300ZM0 7.300h3v1.400H0Zm13 0h3v1.400h-3Z",
+  sunny:
+    "M8 4.500a3.500 3.500 0 1 0 .01 0ZM7.300 0h1.400v3H7.300Zm0 13h1.400v3H7.300ZM0 7.300h3v1.400H0Zm13 0h3v1.400h-3Z",
 };
 
 export function icon(name, x, y, size, classes) {

@@ -40,7 +40,8 @@ export class Timeline {
   #keep(changes) {
     const last = this.changes[this.changes.length - 1]?.c ?? 0;
     this.changes.push(...changes.filter((change) => change.c > last));
-    if (this.changes.length > MAX_CHANGES) this.changes.splice(0, this.changes.length - MAX_CHANGES);
+    const spare = this.changes.length - MAX_CHANGES;
+    if (spare > 0) this.changes.splice(0, spare);
   }
 }
 

@@ -122,11 +122,18 @@ export class Traffic {
     if (this.#isPaused) text += "; paused";
     setText(this.#count, text);
     this.#empty.hidden = shown > 0;
-    setText(this.#empty, total ? "No record is as the filter wants it." : "Nothing has passed yet.");
+    setText(
+      this.#empty,
+      total ? "No record is as the filter wants it." : "Nothing has passed yet.",
+    );
     this.#end.hidden = this.#list.follows && !this.#isPaused;
     setText(
       this.#end,
-      this.#unseen ? `↓ ${plural(this.#unseen, "new record")}` : this.#isPaused ? "Resume" : "↓ To the end",
+      this.#unseen
+        ? `↓ ${plural(this.#unseen, "new record")}`
+        : this.#isPaused
+          ? "Resume"
+          : "↓ To the end",
     );
   }
 }

@@ -2,6 +2,7 @@
 
 import { byId, h, oncePerFrame, s, setText } from "./dom.js";
 import { card, cut, icon, road, speedometer } from "./scene.js";
+import { millisOf } from "./text.js";
 
 const MAX_CARDS = 3;
 
@@ -67,7 +68,7 @@ export class Windshield {
     this.#stage.dataset.theme = state.picture.theme.meaning || "day";
     this.#drawPicture(state, now, time);
     this.#drawGeometry(state.picture);
-    if (this.#isLive && (state.clock.isSet || state.notices.shown.length)) {
+    if (this.#isLive && (state.clock.reading || state.notices.shown.length)) {
       this.#timer = setTimeout(() => this.#draw(), 250);
     }
   }
@@ -117,7 +118,9 @@ export class Windshield {
       : "0.25";
     const facts = [
       `Theme ${picture.theme.meaning || picture.theme.code}`,
-      picture.isBacklightOn ? `Brightness at least ${picture.minBrightnessPercent} %` : "Backlight off",
+      picture.isBacklightOn
+        ? `Brightness at least ${picture.minBrightnessPercent} %`
+        : "Backlight off",
       `Keystone ${signed(finite(picture.keystone))}`,
       picture.isFullScreen ? "Full screen" : `Size ${finite(picture.layoutSize) || "as delivered"}`,
     ];
@@ -156,22 +159,34 @@ function musicLine(music) {
 function updateLine(device) {
   return [
     s("rect", { class: "progress-back", x: 24, y: 246, width: 514, height: 6, rx: 3 }),
-    s("rect", { class: "progress", x: 24, y: 246, width: 5.14 * device.updatePercent, height: 6, rx: 3 }),
-    s("text", { class: "music", x: 24, y: 240 }, `Software update ${device.update}, ${device.updatePercent} %`),
+    s("rect", {
+      class: "progress",
+      x: 24,
+      y: 246,
+      width: 5.14 * device.updatePercent,
+      height: 6,
+      rx: 3,
+    }),
+    s(
+      "text",
+      { class: "music", x: 24, y: 240 },
+      `Software update ${device.update}, ${device.updatePercent} %`,
+    ),
   ];
 }
 
 // Of a notice's time, how much is left; null where it stays.
 function shareLeft(notice, now) {
-  const goes = Number(notice.goesAt) / 1e6;
-  const shown = Number(notice.shownAt) / 1e6;
-  return goes > shown ? clamp((goes - now) / (goes - shown), 0, 1) : null;
+  if (notice.goesAt === null) return null;
+  const goes = millisOf(notice.goesAt);
+  const shown = millisOf(notice.shownAt);
+  return goes > shown ? clamp((goes - now) / (goes - shown), 0, 1) : 0;
 }
 
 // The display's time of day; null where it was not set.
 function clockOf(clock, now) {
-  if (!clock.isSet) return null;
-  const date = new Date(Number(clock.setTo) + now - Number(clock.setAt) / 1e6);
+  if (!clock.reading) return null;
+  const date = new Date(Number(clock.reading.time) + now - millisOf(clock.reading.setAt));
   const format = (timeZone) =>
     new Intl.DateTimeFormat("en-GB", { hour: "2-digit", minute: "2-digit", timeZone }).format(date);
   try {
@@ -209,4 +224,3 @@ function finite(value) {
 function signed(value) {
   return value > 0 ? `+${value}` : String(value);
 }
-

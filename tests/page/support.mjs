@@ -1,0 +1,96 @@
+// What the tests of the page share: the command, a phone, a browser.
+
+import assert from "node:assert/strict";
+import { execFileSync, spawn } from "node:child_process";
+import { once } from "node:events";
+import net from "node:net";
+import puppeteer from "puppeteer-core";
+
+export const VARNO = process.env.VARNO;
+export const TOKEN = "page-test";
+
+const WAIT_MS = 20_000;
+
+// Runs the command; `addresses` are what it prints, until as many lines as are asked for are there.
+export async function start(args, lines = 1) {
+  const child = spawn(VARNO, args, { stdio: ["pipe", "pipe", "inherit"] });
+  const printed = [];
+  let rest = "";
+  for await (const chunk of child.stdout) {
+    const parts = (rest + chunk).split("\n");
+    rest = parts.pop();
+    printed.push(...parts);
+    if (printed.length >= lines) break;
+  }
+  assert.ok(printed.length >= lines, `varno ${args.join(" ")} printed ${printed}`);
+  return {
+    child,
+    printed,
+    async stop() {
+      if (child.exitCode !== null) return child.exitCode;
+      child.kill("SIGTERM");
+      await once(child, "exit");
+      return child.exitCode;
+    },
+  };
+}
+
+// The frame of a packet, as bytes.
+export function frameOf(...packets) {
+  return execFileSync(VARNO, ["encode", "--raw", ...packets]);
+}
+
+// The phone's end of a link, to the port.
+export class Phone {
+  static async to(port) {
+    const phone = new Phone();
+    phone.socket = net.connect(port, "127.0.0.1");
+    phone.received = Buffer.alloc(0);
+    phone.socket.on("data", (bytes) => {
+      phone.received = Buffer.concat([phone.received, bytes]);
+    });
+    phone.socket.on("error", () => {});
+    await once(phone.socket, "connect");
+    return phone;
+  }
+  send(...packets) {
+    this.socket.write(frameOf(...packets));
+  }
+}
+
+export async function until(what, isSo) {
+  for (const end = Date.now() + WAIT_MS; Date.now() < end;) {
+    if (await isSo()) return;
+    await new Promise((done) => setTimeout(done, 50));
+  }
+  assert.fail(`never: ${what}`);
+}
+
+export async function launch() {
+  return puppeteer.launch({
+    executablePath: process.env.CHROMIUM ?? "/usr/bin/chromium",
+    args: ["--no-sandbox", "--disable-dev-shm-usage"],
+  });
+}
+
+// A page at the address; what it writes on the console goes into `said`.
+export async function open(browser, address, size = { width: 1440, height: 900 }) {
+  const page = await browser.newPage();
+  page.said = [];
+  page.on("console", (message) => page.said.push(message.text()));
+  page.on("pageerror", (error) => page.said.push(String(error)));
+  await page.setViewport(size);
+  await page.emulateMediaFeatures([{ name: "prefers-color-scheme", value: "dark" }]);
+  await page.goto(address);
+  return page;
+}
+
+export const textOf = (page, selector) => page.$eval(selector, (element) => element.textContent);
+
+export const rowTexts = (page) =>
+  page.$$eval("#records [role=option]", (rows) =>
+    rows
+      .map((row) => [Number(row.getAttribute("aria-posinset")), row.textContent])
+      .sort((one, other) => one[0] - other[0])
+      .map(([, text]) => text),
+  );
