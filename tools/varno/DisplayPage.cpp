@@ -37,9 +37,7 @@ std::string faultKindsJson() {
 }
 
 DisplayPage::DisplayPage(SimulatedDisplay& display, PageOptions options, LinkActions link)
-    : display_(display),
-      link_(std::move(link)),
-      server_(withAbilities(std::move(options))) {
+    : display_(display), link_(std::move(link)), server_(withAbilities(std::move(options))) {
   server_.setState(jsonOf(display_.state()), std::nullopt, 0);
 }
 

@@ -54,7 +54,7 @@ class DisplayPage {
   SimulatedDisplay& display_;
   LinkActions link_;
   PageServer server_;
-  std::uint64_t record_ = 0;  // the last one
+  std::uint64_t record_ = 0;           // the last one
   std::optional<StateChange> change_;  // the last one that was not told
   std::optional<std::uint64_t> cause_;
 };
