@@ -7,14 +7,15 @@
 namespace varno {
 namespace {
 
-struct Unit {
+struct TimeUnit {
   std::string_view name;
   std::uint64_t nanoseconds;
 };
 
 // From the largest on. Minutes and hours are not printed with decimals: most have no end.
-constexpr Unit kUnits[] = {{"h", 3'600'000'000'000}, {"m", 60'000'000'000}, {"s", 1'000'000'000},
-                           {"ms", 1'000'000},        {"us", 1'000},         {"ns", 1}};
+constexpr TimeUnit kUnits[] = {
+    {"h", 3'600'000'000'000}, {"m", 60'000'000'000}, {"s", 1'000'000'000},
+    {"ms", 1'000'000},        {"us", 1'000},         {"ns", 1}};
 constexpr std::uint64_t kSecond = 1'000'000'000;
 constexpr std::uint64_t kMost = std::numeric_limits<std::int64_t>::max();
 
@@ -45,8 +46,9 @@ std::optional<std::chrono::nanoseconds> durationFromText(std::string_view text) 
       divisor *= 10;
     }
   }
-  const Unit* const unit = std::find_if(std::begin(kUnits), std::end(kUnits),
-                                        [text](const Unit& one) { return one.name == text; });
+  const TimeUnit* const unit =
+      std::find_if(std::begin(kUnits), std::end(kUnits),
+                   [text](const TimeUnit& one) { return one.name == text; });
   if (unit == std::end(kUnits)) return std::nullopt;
   std::uint64_t factor = unit->nanoseconds;
   while (divisor > 1 && number % 10 == 0) {  // what ends in zeros has more room
@@ -63,10 +65,11 @@ std::optional<std::chrono::nanoseconds> durationFromText(std::string_view text) 
 std::string durationText(std::chrono::nanoseconds duration) {
   const auto number = static_cast<std::uint64_t>(duration.count());
   if (number == 0) return "0s";
-  const Unit& unit = *std::find_if(std::begin(kUnits), std::end(kUnits), [number](const Unit& one) {
-    return number >= one.nanoseconds &&
-           (one.nanoseconds <= kSecond || number % one.nanoseconds == 0);
-  });
+  const TimeUnit& unit =
+      *std::find_if(std::begin(kUnits), std::end(kUnits), [number](const TimeUnit& one) {
+        return number >= one.nanoseconds &&
+               (one.nanoseconds <= kSecond || number % one.nanoseconds == 0);
+      });
   std::string text = std::to_string(number / unit.nanoseconds);
   if (std::uint64_t rest = number % unit.nanoseconds; rest > 0) {
     text += '.';
