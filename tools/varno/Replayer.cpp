@@ -64,7 +64,7 @@ void Replayer::onStatus(const LinkStatus& status) {
     goOn();
   } else if (status.state == LinkState::kDown && !isDone_) {
     fail(kLink, status.address.text() + ": " + shown(status.reason) +
-                    (isRunning_ ? ", after " + std::to_string(counts_.sent) + " records" : ""));
+                    (isRunning_ ? ", after record " + std::to_string(recordNumber_) : ""));
   }
 }
 
