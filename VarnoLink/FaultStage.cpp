@@ -13,17 +13,15 @@
 namespace varno {
 namespace {
 
-using Bytes = std::vector<std::uint8_t>;
-using Nanoseconds = std::chrono::nanoseconds;
 using Emission = FaultStage::Emission;
 
 // How often a frame of a limited rate leaves in pieces.
 constexpr std::uint64_t kPiecesPerSecond = 50;
 
 // A piece of the stream on its way through the faults and out of the stage.
-struct Unit {
+struct Portion {
   Emission::Kind kind = Emission::Kind::kBytes;
-  Bytes bytes;
+  std::vector<std::uint8_t> bytes;
   bool isFrame = false;
   bool isAltered = false;
   std::string note;
@@ -31,7 +29,7 @@ struct Unit {
 
   // How it leaves.
   std::uint64_t pieceBytes = 0;  // 0: all at once
-  Nanoseconds pieceGap{0};
+  std::chrono::nanoseconds pieceGap{0};
   std::uint64_t rate = 0;  // 0: at once
 
   void addNote(const Fault& fault) {
@@ -79,30 +77,30 @@ struct FaultStage::State {
   FrameCutter cutter;
   std::size_t heldBytes = 0;  // in the cutter
   LinkTime fedLast;
-  std::deque<Unit> queue;
+  std::deque<Portion> queue;
   std::size_t queuedBytes = 0;
-  std::size_t leftOfFirst = 0;   // how much of the first unit has left
+  std::size_t leftOfFirst = 0;   // how much of the first portion has left
   LinkTime firstBegan;           // when its first piece was due
   LinkTime pieceLast;            // when its last piece was
-  std::optional<LinkTime> left;  // when the unit before it had left
+  std::optional<LinkTime> left;  // when the portion before it had left
   LinkTime stalledUntil;
   bool isEnded = false;  // the link was closed or reset by a fault
-  Unit given;            // what the last emission shows
+  Portion given;         // what the last emission shows
 
   void feed(LinkTime now, std::span<const std::uint8_t> bytes);
   void push(LinkTime now, std::span<const std::uint8_t> bytes, bool isFrame);
-  void append(Unit unit);
+  void append(Portion portion);
   void releaseHeld();
   void settle();
   LinkTime beginOfFirst() const;
   LinkTime dueOfFirst() const;
   std::size_t nextPiece() const;
 
-  void act(ActiveFault& active, std::vector<Unit>& units, LinkTime now);
-  bool actsOn(ActiveFault& active, const Unit& unit, LinkTime now) const;
-  void apply(ActiveFault& active, Unit unit, std::vector<Unit>& units, LinkTime now);
-  void applyLimit(ActiveFault& active, Unit unit, std::vector<Unit>& units);
-  void endLink(Emission::Kind kind, const ActiveFault& active, std::vector<Unit>& units,
+  void act(ActiveFault& active, std::vector<Portion>& portions, LinkTime now);
+  bool actsOn(ActiveFault& active, const Portion& portion, LinkTime now) const;
+  void apply(ActiveFault& active, Portion portion, std::vector<Portion>& portions, LinkTime now);
+  void applyLimit(ActiveFault& active, Portion portion, std::vector<Portion>& portions);
+  void endLink(Emission::Kind kind, const ActiveFault& active, std::vector<Portion>& portions,
                LinkTime earliest);
 };
 
@@ -124,19 +122,19 @@ void FaultStage::State::feed(LinkTime now, std::span<const std::uint8_t> bytes) 
 
 // Takes the bytes through the faults.
 void FaultStage::State::push(LinkTime now, std::span<const std::uint8_t> bytes, bool isFrame) {
-  std::vector<Unit> units(1);
-  units[0].bytes.assign(bytes.begin(), bytes.end());
-  units[0].isFrame = isFrame;
-  units[0].earliest = now;
+  std::vector<Portion> portions(1);
+  portions[0].bytes.assign(bytes.begin(), bytes.end());
+  portions[0].isFrame = isFrame;
+  portions[0].earliest = now;
   for (ActiveFault& active : faults) {
-    if (active.mayAct()) act(active, units, now);
+    if (active.mayAct()) act(active, portions, now);
   }
-  for (Unit& unit : units) append(std::move(unit));
+  for (Portion& portion : portions) append(std::move(portion));
 }
 
-void FaultStage::State::append(Unit unit) {
-  queuedBytes += unit.bytes.size();
-  queue.push_back(std::move(unit));
+void FaultStage::State::append(Portion portion) {
+  queuedBytes += portion.bytes.size();
+  queue.push_back(std::move(portion));
 }
 
 // What the cutter holds is part of a frame that no fault will act on.
@@ -151,128 +149,131 @@ void FaultStage::State::settle() {
   if (!mayAct && !isEnded) releaseHeld();
 }
 
-void FaultStage::State::act(ActiveFault& active, std::vector<Unit>& units, LinkTime now) {
-  std::vector<Unit> results;
-  for (Unit& unit : units) {
+void FaultStage::State::act(ActiveFault& active, std::vector<Portion>& portions, LinkTime now) {
+  std::vector<Portion> results;
+  for (Portion& portion : portions) {
     if (!results.empty() && results.back().kind != Emission::Kind::kBytes) break;
     if (active.fault.kind == FaultKind::kLimit) {
-      applyLimit(active, std::move(unit), results);
-    } else if (actsOn(active, unit, now)) {
-      apply(active, std::move(unit), results, now);
+      applyLimit(active, std::move(portion), results);
+    } else if (actsOn(active, portion, now)) {
+      apply(active, std::move(portion), results, now);
     } else {
-      results.push_back(std::move(unit));
+      results.push_back(std::move(portion));
     }
   }
-  units = std::move(results);
+  portions = std::move(results);
 }
 
-bool FaultStage::State::actsOn(ActiveFault& active, const Unit& unit, LinkTime now) const {
-  if (!unit.isFrame) return false;
+bool FaultStage::State::actsOn(ActiveFault& active, const Portion& portion, LinkTime now) const {
+  if (!portion.isFrame) return false;
   const Fault& fault = active.fault;
-  const std::size_t size = unit.bytes.size();
+  const std::size_t size = portion.bytes.size();
   const bool isPossible = (fault.kind != FaultKind::kCorrupt || fault.byte.value_or(0) < size) &&
                           (fault.kind != FaultKind::kTear || fault.bytes.value_or(1) < size) &&
                           (fault.kind != FaultKind::kStall || now >= stalledUntil);
   return isPossible && active.takesChance();
 }
 
-void FaultStage::State::apply(ActiveFault& active, Unit unit, std::vector<Unit>& units,
+void FaultStage::State::apply(ActiveFault& active, Portion portion, std::vector<Portion>& portions,
                               LinkTime now) {
   Fault deed = active.deed();
   SeededRandom& random = active.random;
   switch (deed.kind) {
     case FaultKind::kLatency: {
-      const auto jitter = static_cast<std::uint64_t>(deed.jitter.value_or(Nanoseconds(0)).count());
-      const Nanoseconds shift(static_cast<std::int64_t>(random.below(2 * jitter + 1)) -
-                              static_cast<std::int64_t>(jitter));
-      deed.delay = std::max(*deed.delay + shift, Nanoseconds(0));
+      const auto jitter =
+          static_cast<std::uint64_t>(deed.jitter.value_or(std::chrono::nanoseconds(0)).count());
+      const std::chrono::nanoseconds shift(static_cast<std::int64_t>(random.below(2 * jitter + 1)) -
+                                           static_cast<std::int64_t>(jitter));
+      deed.delay = std::max(*deed.delay + shift, std::chrono::nanoseconds(0));
       deed.jitter.reset();
-      unit.earliest += *deed.delay;
+      portion.earliest += *deed.delay;
       break;
     }
     case FaultKind::kBandwidth:
-      unit.rate = unit.rate == 0 ? *deed.rate : std::min(unit.rate, *deed.rate);
+      portion.rate = portion.rate == 0 ? *deed.rate : std::min(portion.rate, *deed.rate);
       break;
     case FaultKind::kSlicer:
-      unit.pieceBytes = *deed.size;
-      unit.pieceGap = deed.delay.value_or(Nanoseconds(0));
+      portion.pieceBytes = *deed.size;
+      portion.pieceGap = deed.delay.value_or(std::chrono::nanoseconds(0));
       break;
     case FaultKind::kStall:
       stalledUntil = now + *deed.duration;
-      unit.earliest = std::max(unit.earliest, stalledUntil);
+      portion.earliest = std::max(portion.earliest, stalledUntil);
       break;
     case FaultKind::kDrop:
-      unit.note += unit.note.empty() ? "" : ", ";
-      unit.note += "drop, a frame of " + std::to_string(unit.bytes.size()) + " bytes";
-      unit.bytes.clear();
-      unit.isFrame = false;
-      unit.isAltered = true;
-      units.push_back(std::move(unit));
+      portion.note += portion.note.empty() ? "" : ", ";
+      portion.note += "drop, a frame of " + std::to_string(portion.bytes.size()) + " bytes";
+      portion.bytes.clear();
+      portion.isFrame = false;
+      portion.isAltered = true;
+      portions.push_back(std::move(portion));
       return;
     case FaultKind::kDuplicate:
-      units.push_back(unit);
-      unit.isAltered = true;
+      portions.push_back(portion);
+      portion.isAltered = true;
       break;
     case FaultKind::kCorrupt:
-      deed.byte = deed.byte ? *deed.byte : random.below(unit.bytes.size());
+      deed.byte = deed.byte ? *deed.byte : random.below(portion.bytes.size());
       deed.bit = deed.bit ? *deed.bit : random.below(8);
-      unit.bytes[*deed.byte] ^= static_cast<std::uint8_t>(1U << *deed.bit);
-      unit.isAltered = true;
+      portion.bytes[*deed.byte] ^= static_cast<std::uint8_t>(1U << *deed.bit);
+      portion.isAltered = true;
       break;
     case FaultKind::kTear:
-      deed.bytes = deed.bytes ? *deed.bytes : 1 + random.below(unit.bytes.size() - 1);
-      unit.bytes.resize(*deed.bytes);
-      unit.isAltered = true;
+      deed.bytes = deed.bytes ? *deed.bytes : 1 + random.below(portion.bytes.size() - 1);
+      portion.bytes.resize(*deed.bytes);
+      portion.isAltered = true;
       break;
     case FaultKind::kNoise: {
-      Unit noise;
-      noise.earliest = unit.earliest;
+      Portion noise;
+      noise.earliest = portion.earliest;
       noise.isAltered = true;
       noise.addNote(deed);
       while (noise.bytes.size() < *deed.bytes) {
         const auto byte = static_cast<std::uint8_t>(random.next() >> 56);
         if (byte != STX) noise.bytes.push_back(byte);
       }
-      units.push_back(std::move(noise));
-      units.push_back(std::move(unit));
+      portions.push_back(std::move(noise));
+      portions.push_back(std::move(portion));
       return;
     }
     case FaultKind::kLimit: return;  // see applyLimit
-    case FaultKind::kReset: return endLink(Emission::Kind::kReset, active, units, unit.earliest);
+    case FaultKind::kReset:
+      return endLink(Emission::Kind::kReset, active, portions, portion.earliest);
   }
-  unit.addNote(deed);
-  units.push_back(std::move(unit));
+  portion.addNote(deed);
+  portions.push_back(std::move(portion));
 }
 
-void FaultStage::State::applyLimit(ActiveFault& active, Unit unit, std::vector<Unit>& units) {
+void FaultStage::State::applyLimit(ActiveFault& active, Portion portion,
+                                   std::vector<Portion>& portions) {
   const std::uint64_t room = *active.fault.bytes - active.passedBytes;
-  active.passedBytes += unit.bytes.size();
-  const LinkTime earliest = unit.earliest;
-  const bool isReached = unit.bytes.size() >= room;
+  active.passedBytes += portion.bytes.size();
+  const LinkTime earliest = portion.earliest;
+  const bool isReached = portion.bytes.size() >= room;
   if (isReached) active.passedBytes = 0;
   const bool acts = isReached && active.takesChance();
-  if (acts && unit.bytes.size() > room) {
-    unit.bytes.resize(room);
-    unit.isAltered = true;
+  if (acts && portion.bytes.size() > room) {
+    portion.bytes.resize(room);
+    portion.isAltered = true;
   }
-  units.push_back(std::move(unit));
-  if (acts) endLink(Emission::Kind::kClose, active, units, earliest);
+  portions.push_back(std::move(portion));
+  if (acts) endLink(Emission::Kind::kClose, active, portions, earliest);
 }
 
 void FaultStage::State::endLink(Emission::Kind kind, const ActiveFault& active,
-                                std::vector<Unit>& units, LinkTime earliest) {
-  Unit end;
+                                std::vector<Portion>& portions, LinkTime earliest) {
+  Portion end;
   end.kind = kind;
   end.earliest = earliest;
   end.isAltered = true;
   end.addNote(active.deed());
-  units.push_back(std::move(end));
+  portions.push_back(std::move(end));
   isEnded = true;
 }
 
-// How much of the first unit leaves next.
+// How much of the first portion leaves next.
 std::size_t FaultStage::State::nextPiece() const {
-  const Unit& first = queue.front();
+  const Portion& first = queue.front();
   const std::size_t rest = first.bytes.size() - leftOfFirst;
   std::uint64_t piece = first.pieceBytes;
   if (piece == 0) piece = first.rate > 0 ? first.rate / kPiecesPerSecond + 1 : rest;
@@ -281,18 +282,18 @@ std::size_t FaultStage::State::nextPiece() const {
 
 LinkTime FaultStage::State::beginOfFirst() const {
   if (leftOfFirst > 0) return firstBegan;
-  const Unit& first = queue.front();
+  const Portion& first = queue.front();
   return left ? std::max(first.earliest, *left + first.pieceGap) : first.earliest;
 }
 
 LinkTime FaultStage::State::dueOfFirst() const {
-  const Unit& first = queue.front();
+  const Portion& first = queue.front();
   const LinkTime begin = beginOfFirst();
   const LinkTime due = leftOfFirst == 0 ? begin : pieceLast + first.pieceGap;
   if (first.rate == 0) return due;
-  // From the unit's beginning on, so that no rounding adds up.
+  // From the portion's beginning on, so that no rounding adds up.
   const std::uint64_t onLine = (leftOfFirst + nextPiece()) * std::nano::den / first.rate;
-  return std::max(due, begin + Nanoseconds(static_cast<std::int64_t>(onLine)));
+  return std::max(due, begin + std::chrono::nanoseconds(static_cast<std::int64_t>(onLine)));
 }
 
 FaultStage::FaultStage(Direction direction, std::uint64_t seed)
@@ -354,18 +355,18 @@ bool FaultStage::take(LinkTime now, Emission& emission) {
   const std::size_t piece = state.nextPiece();
   const std::size_t begin = std::exchange(state.leftOfFirst, state.leftOfFirst + piece);
   state.queuedBytes -= piece;
-  const Unit* unit = &state.queue.front();
-  if (state.leftOfFirst == unit->bytes.size()) {
+  const Portion* portion = &state.queue.front();
+  if (state.leftOfFirst == portion->bytes.size()) {
     state.given = std::move(state.queue.front());
-    unit = &state.given;
+    portion = &state.given;
     state.queue.pop_front();
     state.leftOfFirst = 0;
     state.left = due;
   }
-  emission.kind = unit->kind;
-  emission.bytes = std::span(unit->bytes).subspan(begin, piece);
-  emission.note = begin == 0 ? std::string_view(unit->note) : std::string_view();
-  emission.isAltered = unit->isAltered;
+  emission.kind = portion->kind;
+  emission.bytes = std::span(portion->bytes).subspan(begin, piece);
+  emission.note = begin == 0 ? std::string_view(portion->note) : std::string_view();
+  emission.isAltered = portion->isAltered;
   return true;
 }
 

@@ -44,8 +44,8 @@ struct Relay::State {
   enum class Ending : std::uint8_t { kNone, kHangUp, kReset, kDone };
 
   struct Side {
-    Side(State& state, RelaySide which, Address address, const LinkOptions& options)
-        : link(state.loop, std::move(address), options, state.handlersOf(which)) {
+    Side(State& state, RelaySide which, Address address, const LinkOptions& linkOptions)
+        : link(state.loop, std::move(address), linkOptions, state.handlersOf(which)) {
       link.pauseReading();
     }
 
