@@ -91,3 +91,38 @@ same "mergecap" "$work/expected" "$work/found"
 quietly mergecap -a -I none -w "$work/both.pcapng" "$file" "$work/2.pcapng"
 cat "$work/1.txt" "$work/2.txt" >"$work/expected"
 readBack "mergecap -a" "$work/both.pcapng" "$work/expected"
+
+# A live capture: to tshark, the tap is a network interface. tshark looks for such programs only in
+# the system's folder where root runs it.
+asUser=()
+if ((EUID == 0)); then asUser=(setpriv --reuid=65534 --regid=65534 --clear-groups); fi
+mkdir "$work/live" "$work/live/programs" "$work/live/libraries"
+scripts/build.sh release varno
+cp build/release/tools/varno/varno "$work/live/programs"
+cp build/release/Varno*/libVarno*.so.1 "$work/live/libraries"
+chmod 755 "$work"
+chmod --recursive 777 "$work/live"
+cat >"$work/live/talk.txt" <<'END'
+(1) > KeepAlive
+(2) < WifiStationStatus eventType=1 ipAddress=10.0.0.7
+(3) > SystemTime timeInMillis=125
+END
+inLive() {
+  (cd "$work/live" && "${asUser[@]}" env HOME="$work/live" LD_LIBRARY_PATH="$work/live/libraries" \
+    WIRESHARK_EXTCAP_DIR="$work/live/programs" timeout 60 "$@")
+}
+inLive programs/varno replay talk.txt unix-listen://display --as display --expect --gap-limit 10ms \
+  --quiet 2>"$work/display.log" &
+until [[ -S $work/live/display ]]; do sleep 0.1; done
+inLive tshark -i varno-tap -o "extcap.varno_tap.phoneside:unix-listen://$work/live/phone" \
+  -o "extcap.varno_tap.displayside:unix://$work/live/display" -c 5 -w live.pcapng \
+  2>"$work/tshark.log" &
+until [[ -S $work/live/phone ]]; do sleep 0.1; done
+inLive programs/varno replay talk.txt unix://phone --expect --gap-limit 10ms --quiet \
+  2>"$work/phone.log" || fail "replay: $(cat "$work/phone.log" "$work/tshark.log")"
+wait
+inLive programs/varno decode --quiet live.pcapng | sed 's/^([0-9.]*) //' | grep '^[<>]' |
+  cut -d ' ' -f 1,2 >"$work/found"
+printf '%s\n' '> KeepAliveCommandPacket' '< WifiStationStatusEventPacket' \
+  '> SystemTimeCommandPacket' >"$work/expected"
+same "tshark -i varno-tap" "$work/expected" "$work/found"
