@@ -5,9 +5,24 @@
 #include <cstdint>
 #include <deque>
 #include <memory>
+#include <stdexcept>
 #include <string>
+#include <type_traits>
+#include <utility>
 
 namespace varno::example {
+
+inline void require(bool isTrue, const std::string& what) {
+  if (!isTrue) throw std::runtime_error(what);
+}
+
+// A packet with one property set.
+template <class Packet, class Value>
+Packet with(void (Packet::*set)(Value), std::type_identity_t<Value> value) {
+  Packet packet;
+  (packet.*set)(std::move(value));
+  return packet;
+}
 
 // Registered without a filter: keeps every packet until the application takes it. Like all
 // listeners it runs on the main thread, so it needs no lock.
@@ -31,27 +46,11 @@ class Inbox : public PacketHandleDelegate {
     return nullptr;
   }
 
-  bool isEmpty() const { return packets_.empty(); }
   std::int64_t received() const { return received_; }
 
  private:
   std::deque<std::shared_ptr<HudPacket>> packets_;
   std::int64_t received_ = 0;
-};
-
-// Registered with a filter for the one packet type that it shows.
-class WifiIndicator : public PacketHandleDelegate {
- public:
-  void onPacketReceived(const std::shared_ptr<HudPacket>& packet) override {
-    const auto& status = dynamic_cast<const WifiStationStatusEventPacket&>(*packet);
-    address_ = status.ipAddress().value_or("");
-    HudLog::write("   Wi-Fi indicator: the display's address is " + address_);
-  }
-
-  const std::string& address() const { return address_; }
-
- private:
-  std::string address_;
 };
 
 }  // namespace varno::example

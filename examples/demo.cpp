@@ -1,8 +1,7 @@
-// Starts a phone application and a display as two processes that talk over a pseudo-terminal, the
-// nearest thing to the serial link of a real unit. Exit status 0 when both ended well.
+// Starts a phone application and a display as two processes that talk over a Unix socket. Exit
+// status 0 when both ended well.
 
 #include "DemoLog.h"
-#include "link/Terminal.h"
 
 #include <VarnoNetwork/Network/HudLog.h>
 
@@ -11,6 +10,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <chrono>
 #include <csignal>
 #include <exception>
 #include <filesystem>
@@ -28,20 +28,13 @@ constexpr std::chrono::seconds kTimeLimit{12};
 // A program that was started.
 class Program {
  public:
-  // Starts directory/name with one argument. standardInput: a descriptor for it; -1 leaves ours.
-  Program(const std::filesystem::path& directory, std::string name, std::string argument,
-          int standardInput)
+  // Starts directory/name with one argument.
+  Program(const std::filesystem::path& directory, std::string name, std::string argument)
       : name_(std::move(name)) {
     std::string path = directory / name_;
     const std::array<char*, 3> arguments{path.data(), argument.data(), nullptr};
-    posix_spawn_file_actions_t actions;
-    ::posix_spawn_file_actions_init(&actions);
-    if (standardInput >= 0) {
-      ::posix_spawn_file_actions_adddup2(&actions, standardInput, STDIN_FILENO);
-    }
     const int error =
-        ::posix_spawn(&process_, path.c_str(), &actions, nullptr, arguments.data(), environ);
-    ::posix_spawn_file_actions_destroy(&actions);
+        ::posix_spawn(&process_, path.c_str(), nullptr, nullptr, arguments.data(), environ);
     if (error != 0) throw std::system_error(error, std::generic_category(), path);
   }
 
@@ -81,13 +74,13 @@ class Program {
 };
 
 bool runDemo(const std::filesystem::path& directory) {
-  std::optional<PseudoTerminal> line = openPseudoTerminal();
-  HudLog::write("a phone and a display talk over the pseudo-terminal " + line->other);
-  Program display(directory, "display", "-", line->side.number());
-  Program phone(directory, "phone", line->other, -1);
-  line.reset();  // now it is the display's alone, and the phone sees it go when the display ends
+  const std::filesystem::path socket = std::filesystem::temp_directory_path() /
+                                       ("varno-demo" + std::to_string(::getpid()) + ".socket");
+  HudLog::write("a phone and a display talk over the socket " + socket.string());
+  Program phone(directory, "phone", "unix://" + socket.string());  // waits for the display
+  Program display(directory, "display", "unix-listen://" + socket.string());
 
-  const Deadline deadline = std::chrono::steady_clock::now() + kTimeLimit;
+  const auto deadline = std::chrono::steady_clock::now() + kTimeLimit;
   while (!(display.hasEnded() && phone.hasEnded()) && std::chrono::steady_clock::now() < deadline) {
     std::this_thread::sleep_for(std::chrono::milliseconds(5));
   }

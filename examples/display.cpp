@@ -1,17 +1,12 @@
 // The display's side of the demo: stands in for the unit, with the same library.
 //
-//   display DEVICE    the serial device that leads to the phone; - is standard input
+//   display ADDRESS    where the phone comes: unix-listen:///run/display, pty://, ...
 
 #include "DemoLog.h"
 #include "LinkReport.h"
-#include "link/DescriptorNetwork.h"
-#include "link/FrameReader.h"
-#include "link/MainLoop.h"
-#include "link/Terminal.h"
 
+#include <VarnoLink/VarnoLink.h>
 #include <VarnoNetwork/VarnoNetwork.h>
-
-#include <unistd.h>
 
 #include <exception>
 #include <memory>
@@ -27,16 +22,9 @@ constexpr std::chrono::seconds kTimeLimit{10};  // for the whole run
 
 using Bytes = std::vector<std::uint8_t>;
 
-Descriptor openLink(const std::string& device) {
-  if (device != "-") return openSerialDevice(device);
-  Descriptor link(::dup(STDIN_FILENO));
-  makeNonBlocking(link.number());
-  return link;
-}
-
 class Display {
  public:
-  explicit Display(const std::string& device);
+  explicit Display(const Address& address);
 
   // Answers the phone until it says goodbye. Throws std::runtime_error if it never does, or if
   // something that it sent was lost.
@@ -60,7 +48,8 @@ class Display {
   void disturb(const std::string& what, const Bytes& bytes, std::int32_t& count,
                std::int32_t amount = 1);
 
-  const Deadline deadline_ = std::chrono::steady_clock::now() + kTimeLimit;
+  const std::chrono::steady_clock::time_point deadline_ =
+      std::chrono::steady_clock::now() + kTimeLimit;
   std::int32_t received_ = 0;
   std::uint8_t statuses_ = 0;
   LinkReportEventPacket::Counts sent_;
@@ -69,19 +58,17 @@ class Display {
   const std::shared_ptr<PacketRouter> router_ = std::make_shared<PacketRouter>();
   std::vector<PacketRouter::Subscription> subscriptions_;
 
-  // In this order, since each uses those before it.
-  Descriptor link_;
-  DescriptorNetwork network_;
-  FrameReader reader_;
-  MainLoop loop_;
+  MainThreadDescriptor tasks_;
+  LinkNetwork network_;
 };
 
-Display::Display(const std::string& device)
-    : link_(openLink(device)),
-      network_(link_.number()),
-      reader_(network_, link_.number(), [this](const std::string& reason) {
-        if (failure_.empty()) failure_ = "the link ended before the phone said goodbye: " + reason;
-      }) {
+Display::Display(const Address& address)
+    : network_(address, {.onStatus =
+                             [this](const LinkStatus& status) {
+                               const bool isDown = status.state == LinkState::kDown;
+                               if (isDown && failure_.empty()) failure_ = status.reason;
+                             },
+                         .sends = Direction::kToPhone}) {
   subscriptions_.push_back(router_->onEvery([this](const HudPacket& packet) {
     HudLog::write("<- " + packet.description());
     ++received_;
@@ -97,7 +84,7 @@ Display::Display(const std::string& device)
   on(&Display::answerGoodbye);
   network_.registerPacketHandleDelegate(router_);
   network_.setDumpReceivePacket(true);  // the first frame as it comes in
-  reader_.start();
+  network_.start();
 }
 
 template <class Packet>
@@ -107,14 +94,13 @@ void Display::on(void (Display::*answer)(const Packet& packet)) {
 }
 
 void Display::run() {
-  const bool inTime = loop_.runUntil(deadline_, [this] { return isOver_ || !failure_.empty(); });
-  loop_.quit();  // first, so that the reader's thread waits for nothing
-  reader_.stop();
+  const bool inTime = tasks_.runUntil(deadline_, [this] { return isOver_ || !failure_.empty(); });
   if (!inTime) failure_ = "the phone did not say goodbye in time";
   if (!failure_.empty()) throw std::runtime_error(failure_);
   HudLog::write("   sent " + std::to_string(sent_.framesSent) + ", received " +
                 std::to_string(received_) + ", dropped " +
-                std::to_string(reader_.counts().skippedBytes) + " bytes; hangs up");
+                std::to_string(network_.linkCounters().received.pieces.skippedBytes) +
+                " bytes; hangs up");
 }
 
 void Display::send(const HudPacket& packet) {
@@ -232,8 +218,8 @@ int main(int argc, char** argv) {
   using varno::HudLog;
   varno::example::logAs("display");
   try {
-    if (argc != 2) throw std::invalid_argument("usage: display DEVICE (- is standard input)");
-    varno::example::Display(argv[1]).run();
+    if (argc != 2) throw std::invalid_argument("usage: display ADDRESS");
+    varno::example::Display(varno::Address::parse(argv[1])).run();
     return 0;
   } catch (const std::exception& exception) {
     HudLog::write(std::string("failed: ") + exception.what());

@@ -1,17 +1,18 @@
-// An application that runs listeners in an event loop of its own, and what happens to receiving
-// threads when that loop ends while they wait for it. Exit status 0 when each of them got the
-// exception.
+// An application that runs listeners in an event loop of its own, which ends while packets still
+// wait for it. Exit status 0 when it got those before.
 
 #include "DemoLog.h"
 
+#include <VarnoLink/VarnoLink.h>
 #include <VarnoNetwork/VarnoNetwork.h>
+
+#include <sys/socket.h>
 
 #include <array>
 #include <condition_variable>
 #include <deque>
 #include <exception>
 #include <functional>
-#include <future>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -75,41 +76,35 @@ class ApplicationThread : public MainThread {
   const std::thread::id thread_ = std::this_thread::get_id();
 };
 
-// A receiving thread, with a fixed frame instead of a link.
-void receive(HudNetwork& network, const std::string& name) {
-  constexpr std::array<std::uint8_t, 6> kKeepAlive{STX, 0x7D, 0x7F, 0x0F, 0x00, ETX};
-  try {
-    for (;;) network.handleRawPacket(kKeepAlive);
-  } catch (const MainThreadClosedException& exception) {
-    HudLog::write(name + " ends: " + exception.what());
-  }
-}
-
 bool run() {
   constexpr int kPackets = 4;
   const auto loop = std::make_shared<ApplicationLoop>();
   MainThread::setInstance(std::make_shared<ApplicationThread>(loop));
 
+  std::array<int, 2> ends{};
+  if (::socketpair(AF_UNIX, SOCK_STREAM, 0, ends.data()) != 0) return false;
   int received = 0;
   const auto router = std::make_shared<PacketRouter>();
   const auto subscription = router->onEvery([&](const HudPacket& packet) {
     HudLog::write(packet.description());
     if (++received == kPackets) loop->quit();
   });
-  HudNetwork cable;
-  HudNetwork radio;
-  std::array<std::future<void>, 2> receivers;
-  cable.registerPacketHandleDelegate(router);
-  radio.registerPacketHandleDelegate(router);
-  receivers[0] = std::async(std::launch::async, receive, std::ref(cable), "the cable's thread");
-  receivers[1] = std::async(std::launch::async, receive, std::ref(radio), "the radio's thread");
-
+  LinkNetwork phone(ends[0]);
+  LinkNetwork display(ends[1], {.onStatus =
+                                    [&](const LinkStatus& status) {
+                                      if (status.state != LinkState::kUp) return;
+                                      for (int packet = 0; packet < 2 * kPackets; ++packet) {
+                                        display.sendPacket(UartConnectionEventPacket());
+                                      }
+                                    },
+                                .sends = Direction::kToPhone});
+  phone.registerPacketHandleDelegate(router);
+  phone.start();
+  display.start();
   loop->post([] { HudLog::write("a task of the application's own"); });
   loop->run();
-  // The loop has ended, so nobody waits for it any more. It stays the library's main thread: nobody
-  // would run the standard queue in its place.
-  for (std::future<void>& receiver : receivers) receiver.get();
-  return received == kPackets;
+  // The loop has ended, and packets may still wait for it: the links end nevertheless.
+  return received >= kPackets;
 }
 
 }  // namespace

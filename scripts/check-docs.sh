@@ -59,13 +59,10 @@ blocks() { # LANGUAGE PAGE: with #line, so that errors name the page's lines
 }
 
 checkProgram() { # PAGE
-  local program=$work/${1//\//-} sources=() libraries=() library
+  local program=$work/${1//\//-} libraries=() library
   blocks cpp "$1" >"$program.cpp"
   [[ -s $program.cpp ]] || return 0
   grep -qE '^(int main\(|#include <gtest/)' "$program.cpp" || echo 'int main() {}' >>"$program.cpp"
-  if grep -q '^#include <examples/link/' "$program.cpp"; then
-    sources=(examples/link/*.cpp)
-  fi
   for library in Display Link Traffic Network; do # users before those they use
     libraries+=("$(find "$work/prefix" -name "libVarno$library.a")")
   done
@@ -73,7 +70,7 @@ checkProgram() { # PAGE
     libraries+=(-lgtest_main -lgtest) # it has the program's main
   fi
   quietly "${CXX:-c++}" -std=c++20 -Wall -Wextra -Wpedantic -Werror -pthread \
-    -I "$work/prefix/include" -I . "$program.cpp" "${sources[@]}" \
+    -I "$work/prefix/include" -I . "$program.cpp" \
     "${libraries[@]}" -o "$program"
   timeout 20 stdbuf -oL "$program" </dev/null >"$program.printed" 2>&1 ||
     fail "$1: the program failed with $?: $(cat "$program.printed")"
