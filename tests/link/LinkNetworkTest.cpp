@@ -19,18 +19,11 @@ using SteadyClock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 using testing::ElementsAre;
 
-// What the process holds.
-struct Held {
-  static std::ptrdiff_t entries(const char* directory) {
-    const std::filesystem::directory_iterator begin(directory);
-    return std::distance(begin, std::filesystem::directory_iterator());
-  }
-
-  std::ptrdiff_t descriptors = entries("/proc/self/fd");
-  std::ptrdiff_t threads = entries("/proc/self/task");
-
-  bool operator==(const Held&) const = default;
-};
+// How many of what the process holds: of its descriptors in "fd", of its threads in "task".
+std::ptrdiff_t held(const char* what) {
+  const std::filesystem::directory_iterator begin(std::string("/proc/self/") + what);
+  return std::distance(begin, std::filesystem::directory_iterator());
+}
 
 // Holds up the peer while it is told to.
 class Brake : public TrafficObserver {
@@ -135,8 +128,8 @@ class LinkNetworkTest : public testing::TestWithParam<const char*> {
   void TearDown() override {
     phone_.reset();
     display_.reset();
-    EXPECT_EQ(Held::entries("/proc/self/fd"), held_.descriptors);
-    EXPECT_EQ(Held::entries("/proc/self/task"), held_.threads);
+    EXPECT_EQ(held("fd"), descriptors_);
+    EXPECT_EQ(held("task"), threads_);
   }
 
   MainThreadScope scope_;
@@ -146,7 +139,8 @@ class LinkNetworkTest : public testing::TestWithParam<const char*> {
   std::uint16_t port_ = 0;
   std::optional<Side> display_;
   std::optional<Side> phone_;
-  const Held held_;
+  const std::ptrdiff_t descriptors_ = held("fd");
+  const std::ptrdiff_t threads_ = held("task");
 };
 
 INSTANTIATE_TEST_SUITE_P(, LinkNetworkTest, testing::Values("Tcp", "Unix", "Terminal"),
@@ -225,7 +219,7 @@ TEST_P(LinkNetworkTest, ComesBackAThousandTimesFromTheMiddleOfAFrame) {
   awaitUp();
   const std::size_t size = frameOf(timePacket(1)).size();
   phone_->network->addFault(Direction::kToDisplay, {.kind = FaultKind::kLimit, .bytes = size + 5});
-  std::size_t held = 0;
+  std::size_t memory = 0;
   std::vector<bool> given;
   for (std::size_t connection = 1; connection <= connections; ++connection) {
     await("a connection", [&] { return phone_->isUp() && display_->isUp(); });
@@ -238,9 +232,9 @@ TEST_P(LinkNetworkTest, ComesBackAThousandTimesFromTheMiddleOfAFrame) {
     });
     phone_->told.clear();
     display_->told.clear();
-    if (connection == kWarmUps) held = ::mallinfo2().uordblks;
+    if (connection == kWarmUps) memory = ::mallinfo2().uordblks;
   }
-  EXPECT_LT(::mallinfo2().uordblks, held + 100'000);
+  EXPECT_LT(::mallinfo2().uordblks, memory + 100'000);
   EXPECT_EQ(given.size(), 2 * connections);
   phone_.reset();
   await("the end of the last one", [&] { return !display_->isUp(); });
