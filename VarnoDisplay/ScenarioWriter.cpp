@@ -121,9 +121,9 @@ std::string textOf(const HudPacket& packet, const FieldChooser& chooser) {
     const std::string path = part->substr(0, part->find('='));
     const auto found = chooser.replacements.find(path);
     if (found == chooser.replacements.end()) {
-      text += " " + *part;
+      text.append(" ").append(*part);
     } else if (!found->second.empty()) {
-      text += " " + path + found->second;
+      text.append(" ").append(path).append(found->second);
     }
   }
   return text;
@@ -148,7 +148,7 @@ ScenarioWriter::ScenarioWriter(std::ostream& output, std::string_view title,
                                PacketDirectory directory)
     : output_(output), directory_(std::move(directory)), printer_(Secrets::kHidden, directory_) {
   remark(title);
-  line("option timeout=" + durationText(kTimeout));
+  line(std::string("option timeout=").append(durationText(kTimeout)));
   line("ignore KeepAlive");
 }
 
@@ -190,7 +190,7 @@ void ScenarioWriter::write(const TrafficRecord& record) {
 
 void ScenarioWriter::send(const TrafficRecord& record, Pause pause) {
   const Pause wait = rounded(pause);
-  if (wait >= kShortestPause) line("\nwait   " + durationText(wait));
+  if (wait >= kShortestPause) line(std::string("\nwait   ").append(durationText(wait)));
   TrafficRecord sent = record;
   sent.time.reset();
   sent.direction.reset();
@@ -204,7 +204,8 @@ void ScenarioWriter::send(const TrafficRecord& record, Pause pause) {
   const auto packet = packetIn(record.bytes, *entry);
   FieldChooser chooser(record.time, true);
   packet->visitFields(chooser);
-  text = "send   " + shortened(textOf(*packet, chooser), directory_);
+  text = "send   ";
+  text += shortened(textOf(*packet, chooser), directory_);
   if (chooser.leavesOut) {
     ++lackingSecrets_;
     text += "  # without its secret";
@@ -227,9 +228,9 @@ void ScenarioWriter::expect(const TrafficRecord& record, Pause pause) {
     const std::string why = end == std::string::npos ? std::string() : text.substr(end);
     text.erase(std::min(end, text.size()));
     if (text.find("**") != std::string::npos) text = "*";  // a secret is in it
-    if (2 * pause <= kTimeout) text += " " + why;
+    if (2 * pause <= kTimeout) text.append(" ").append(why);
   }
-  if (2 * pause > kTimeout) text += " within " + durationText(generous(pause));
+  if (2 * pause > kTimeout) text.append(" within ").append(durationText(generous(pause)));
   line("expect " + text);
 }
 
@@ -244,9 +245,10 @@ void ScenarioWriter::link(const TrafficRecord& record, Pause pause) {
     return;
   }
   if (!pendingDown_.empty()) {
-    line("\n" + std::exchange(pendingDown_, {}));
-    line("expect link up" +
-         (2 * pause > kTimeout ? " within " + durationText(generous(pause)) : std::string()));
+    line(std::string("\n").append(std::exchange(pendingDown_, {})));
+    std::string up = "expect link up";
+    if (2 * pause > kTimeout) up.append(" within ").append(durationText(generous(pause)));
+    line(up);
   } else if (std::exchange(wasUp_, true)) {
     line("\nexpect link down");
     line("expect link up");

@@ -196,7 +196,7 @@ FieldValue NotationParser::takeVariable(std::string_view name, std::size_t colum
     for (const auto& [known, value] : *variables_) names.push_back(known);
     std::string nearest(nearestName(name, names));
     if (!nearest.empty()) nearest.insert(0, 1, '$');
-    throwUnexpected(column, "$" + std::string(name),
+    throwUnexpected(column, std::string("$").append(name),
                     "a variable that was given a value above; a text with $ in front is quoted",
                     nearest);
   }
@@ -206,7 +206,7 @@ FieldValue NotationParser::takeVariable(std::string_view name, std::size_t colum
     value = NotationParser(*found->second).takeValue(true, 0);
   } else {
     hasLater_ = true;
-    value.text = "$" + std::string(name);
+    value.text = std::string("$").append(name);
   }
   value.column = column;
   return value;
