@@ -34,6 +34,7 @@ SignalWatch::SignalWatch(LinkLoop& loop, std::function<void(int signal)> onSigna
 
 SignalWatch::~SignalWatch() {
   state_->isEnded = true;
+  state_->signals.cancel();  // clearing alone keeps what waits for them
   state_->signals.clear();
 }
 
