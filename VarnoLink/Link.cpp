@@ -15,11 +15,11 @@ std::string_view linkStateText(LinkState state) noexcept {
 }
 
 Link::Link(LinkLoop& loop, Address address, LinkOptions options, LinkHandlers handlers)
-    : core_(std::make_shared<LinkCore>(*loop.core_, std::move(address), std::move(options),
+    : core_(std::make_shared<LinkCore>(*loop.core_, std::move(address), options,
                                        std::move(handlers))) {}
 
 Link::Link(LinkLoop& loop, int descriptor, LinkOptions options, LinkHandlers handlers)
-    : core_(std::make_shared<LinkCore>(*loop.core_, Descriptor(descriptor), std::move(options),
+    : core_(std::make_shared<LinkCore>(*loop.core_, Descriptor(descriptor), options,
                                        std::move(handlers))) {}
 
 Link::~Link() { core_->abandon(); }

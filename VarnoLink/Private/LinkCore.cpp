@@ -9,7 +9,7 @@ namespace varno {
 
 LinkCore::LinkCore(LoopCore& loop, Address address, LinkOptions options, LinkHandlers handlers)
     : EventHost(loop),
-      options_(std::move(options)),
+      options_(options),
       handlers_(std::move(handlers)),
       status_{LinkState::kDown, std::move(address), {}},
       backOff_(options_),
@@ -18,7 +18,7 @@ LinkCore::LinkCore(LoopCore& loop, Address address, LinkOptions options, LinkHan
 LinkCore::LinkCore(LoopCore& loop, Descriptor descriptor, LinkOptions options,
                    LinkHandlers handlers)
     : EventHost(loop),
-      options_(std::move(options)),
+      options_(options),
       handlers_(std::move(handlers)),
       status_{LinkState::kDown, Address::ofDescriptor(descriptor.number()), {}},
       backOff_(options_),
