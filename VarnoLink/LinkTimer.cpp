@@ -41,7 +41,11 @@ void LinkTimer::after(std::chrono::nanoseconds duration, LinkLoop::Task task) {
 
 void LinkTimer::cancel() noexcept {
   ++state_->serial;
-  state_->timer.cancel();
+  try {
+    state_->timer.cancel();
+  } catch (...) {
+    // Its callback, should it come, has no effect: the serial is another one.
+  }
   const LinkLoop::Task canceled = std::exchange(state_->task, nullptr);
 }
 

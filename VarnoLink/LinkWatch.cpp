@@ -34,8 +34,9 @@ SignalWatch::SignalWatch(LinkLoop& loop, std::function<void(int signal)> onSigna
 
 SignalWatch::~SignalWatch() {
   state_->isEnded = true;
-  state_->signals.cancel();  // clearing alone keeps what waits for them
-  state_->signals.clear();
+  asio::error_code ignored;
+  state_->signals.cancel(ignored);  // clearing alone keeps what waits for them
+  state_->signals.clear(ignored);
 }
 
 struct ReadableWatch::State : std::enable_shared_from_this<State> {

@@ -118,9 +118,13 @@ class EventHost : public std::enable_shared_from_this<EventHost> {
  private:
   struct Timer {
     explicit Timer(asio::io_context& context) : timer(context) {}
-    void stop() {
+    void stop() noexcept {
       ++serial;
-      timer.cancel();
+      try {
+        timer.cancel();
+      } catch (...) {
+        // Its callback, should it come, has no effect.
+      }
     }
 
     LoopTimer timer;
