@@ -20,6 +20,7 @@ enum class CaptureFormat : std::uint8_t { kPcapng, kTextLines, kJsonLines };
 // None for any other.
 VARNO_EXPORT std::optional<CaptureFormat> captureFormatOf(std::string_view fileName) noexcept;
 
+// What a recorder is to do otherwise than usual.
 struct CaptureOptions {
   // By the file's name where there is none.
   std::optional<CaptureFormat> format = {};
@@ -48,6 +49,7 @@ struct CaptureOptions {
 // Any number of threads may show it what passes; one closes it.
 class VARNO_EXPORT CaptureRecorder : public TrafficObserver {
  public:
+  // What became of what was shown to it.
   struct Counts {
     std::uint64_t records = 0;  // written
     // What came while too much was waiting, or after the file could not be written any more.

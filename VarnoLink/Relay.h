@@ -19,6 +19,7 @@ enum class RelaySide : std::uint8_t { kPhone, kDisplay };
 // "phone side", "display side".
 VARNO_EXPORT std::string_view relaySideText(RelaySide side) noexcept;
 
+// What a relay is to do otherwise than usual.
 struct RelayOptions {
   LinkOptions link = {};   // of both sides
   std::uint64_t seed = 1;  // of the faults' chances
