@@ -32,11 +32,12 @@ std::optional<LinkTime> timeOutOf(const NoticesView& notices, LinkTime now) {
 std::optional<NoticeView> noticeOf(DisplayPanel& panel, const NotificationPacket& packet,
                                    std::string_view kind, LinkTime now) {
   NoticesView& notices = panel.state.notices;
-  NoticeView notice{.kind = std::string(kind),
-                    .packageName = textOf(packet.packageName()),
-                    .title = textOf(packet.title()),
-                    .message = textOf(packet.message()),
-                    .shownAt = now};
+  NoticeView notice;
+  notice.kind = kind;
+  notice.packageName = textOf(packet.packageName());
+  notice.title = textOf(packet.title());
+  notice.message = textOf(packet.message());
+  notice.shownAt = now;
   const NoticeSetting* const setting = settingOf(notices, notice.packageName);
   if (!notices.isEnabled || (setting != nullptr && !setting->isEnabled)) {
     ++notices.hidden;

@@ -97,7 +97,8 @@ struct Summary {
   }
   std::string valueText(const std::optional<LinkTime>& value) const {
     if (!value) return "never";
-    return *value > now ? "+" + durationText(*value - now) : textOf(*value);
+    if (*value <= now) return textOf(*value);
+    return std::string("+").append(durationText(*value - now));
   }
   std::string valueText(LinkTime value) const {
     return value == now ? std::string() : textOf(value);

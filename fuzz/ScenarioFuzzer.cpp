@@ -1,6 +1,7 @@
 #include "FuzzSupport.h"
 
 #include <VarnoDisplay/VarnoDisplay.h>
+#include <VarnoNetwork/VarnoNetwork.h>
 
 #include <algorithm>
 #include <cstdint>

@@ -10,7 +10,6 @@ namespace varno {
 namespace {
 
 constexpr char32_t kInvalidBytes = 0x110000;  // bytes that belong to no character, from here on
-constexpr char32_t kLastCharacter = kInvalidBytes + 0xFF;
 constexpr std::size_t kMostStates = 1000;
 constexpr std::size_t kMostNesting = 50;
 constexpr std::size_t kMostRepeats = 500;
