@@ -41,7 +41,7 @@ struct SimulatedDisplay::State {
 
   void record(TrafficRecord record);
   void recordPiece(Direction direction, const FrameCutter::Piece& piece);
-  void tellChanges(std::string_view cause);
+  void tellChanges(std::string_view cause, LinkTime now);
 
   void goUp();
   void goDown(std::string_view reason);
@@ -93,10 +93,10 @@ void SimulatedDisplay::State::recordPiece(Direction direction, const FrameCutter
           .bytes = {piece.bytes.begin(), piece.bytes.end()}});
 }
 
-void SimulatedDisplay::State::tellChanges(std::string_view cause) {
+void SimulatedDisplay::State::tellChanges(std::string_view cause, LinkTime now) {
   if (!handlers.onChange || told == panel.state) return;
   const std::vector<StateChange> changes =
-      changesBetween(told, panel.state, clock.now().time_since_epoch().count(), cause);
+      changesBetween(told, panel.state, now.time_since_epoch().count(), cause);
   told = panel.state;
   for (const StateChange& change : changes) handlers.onChange(change);
 }
@@ -112,7 +112,7 @@ void SimulatedDisplay::State::goUp() {
   for (FaultStage& each : stages) each.restart();
   record({.kind = RecordKind::kLinkUp});
   answers.linkUp(clock.now());
-  tellChanges("link");
+  tellChanges("link", clock.now());
 }
 
 void SimulatedDisplay::State::goDown(std::string_view reason) {
@@ -125,7 +125,7 @@ void SimulatedDisplay::State::goDown(std::string_view reason) {
   panel.state.link.isPhoneAlive = false;
   answers.linkDown();
   record({.kind = RecordKind::kLinkDown, .note = std::string(reason)});
-  tellChanges("link");
+  tellChanges("link", clock.now());
 }
 
 void SimulatedDisplay::State::hangUp(HangUp how) {
@@ -181,7 +181,7 @@ void SimulatedDisplay::State::takeFrame(const FrameCutter::Piece& frame) {
   if (isForDisplay) {
     panel.apply(*packet, now);
     if (typeid(*packet) == typeid(KeepAliveCommandPacket)) answers.keepAlive(now);
-    tellChanges(packet->typeName());
+    tellChanges(packet->typeName(), now);
   }
   if (handlers.onFrame && handlers.onFrame(frame.bytes, packet)) return;
   if (isForDisplay && panel.state.link.isUp) answers.answer(*packet, now);
@@ -204,9 +204,10 @@ void SimulatedDisplay::State::wrote(std::span<const std::uint8_t> frame) {
   if (packet == nullptr) return;
   ++packetsSent;
   if (packet->getCommand() != kEventCommand) return;
-  panel.apply(*packet, clock.now());
-  answers.sent(*packet, clock.now());
-  tellChanges(packet->typeName());
+  const LinkTime now = clock.now();
+  panel.apply(*packet, now);
+  answers.sent(*packet, now);
+  tellChanges(packet->typeName(), now);
 }
 
 void SimulatedDisplay::State::advance() {
@@ -221,7 +222,7 @@ void SimulatedDisplay::State::advance() {
   stage(Direction::kToPhone).passDue(now, [this](const FaultStage::Emission& emission) {
     giveEmission(emission);
   });
-  tellChanges("time");
+  tellChanges("time", now);
 }
 
 void SimulatedDisplay::State::receive(std::span<const std::uint8_t> bytes) {

@@ -3,7 +3,6 @@
 //   phone ADDRESS    where the display is: unix:///run/display, tcp://192.168.43.1:4711, ...
 
 #include "DemoLog.h"
-#include "LinkReport.h"
 #include "PhoneListeners.h"
 
 #include <VarnoLink/VarnoLink.h>
@@ -36,6 +35,10 @@ class Phone {
     connectSpeaker();
     send(with(&DisplayThemeCommandPacket::setTheme, 2));
     send(with(&DisplaySpeedWarningCommandPacket::setSpeed, 130));
+    send(with(&KeyStoneCommandPacket::setKeyStone, 0.5F));
+    InCommingCallNotificationPacket call;
+    call.setTitle("Ada");
+    send(call);
     SocialNotificationPacket message;
     message.setMessage(std::string(20'000, '}'));  // far longer than what a line takes at once
     send(message);
@@ -51,7 +54,6 @@ class Phone {
   void send(const HudPacket& packet) {
     HudLog::write("-> " + packet.description());
     require(network_.sendPacket(packet), "the link does not take the frame");
-    ++sent_;
   }
 
   // Runs listeners until a packet of the type has come, and takes it.
@@ -66,8 +68,10 @@ class Phone {
     send(with(&BluetoothScanCommandPacket::setEnable, true));
     await<BluetoothDeviceFoundEventPacket>();
     const auto speaker = await<BluetoothDeviceFoundEventPacket>()->soundDevice();
-    send(with(&BluetoothConnectionCommandPacket::setAddress, speaker->address()));
-    await<BluetoothConnectionEventPacket>();
+    auto connection = with(&BluetoothConnectionCommandPacket::setAddress, speaker->address());
+    connection.setIsConnectionRequired(true);
+    send(connection);
+    require(await<BluetoothConnectionEventPacket>()->soundDevice()->isConnected(), "not connected");
   }
 
   // The display disturbs the line in all its ways, and sends a status after each.
@@ -75,29 +79,25 @@ class Phone {
     send(UartConnectionCheckCommandPacket());
     await<UartConnectionEventPacket>();
     std::int32_t statuses = 0;
-    while (const auto status = inbox_->take<BluetoothStatusEventPacket>()) {
+    while (const auto status = inbox_->take<BluetoothStatusEventPacket>())
       require(status->statusType() == ++statuses, "a status was lost on the disturbed line");
-    }
-    require(statuses > 0, "no status came over the disturbed line");
   }
 
   void sayGoodbye() {
-    send(with(&LinkReportCommandPacket::setFramesSent, sent_ + 1));
-    const LinkReportEventPacket::Counts sent = await<LinkReportEventPacket>()->counts();
     send(HudDisconnectCommandPacket());
     runUntil("the end of the link", [this] { return !isUp_; });
 
     const FrameInboxCounters found = network_.linkCounters().received;
     HudLog::write("   " + std::to_string(inbox_->received()) + " packets received, " +
                   std::to_string(found.pieces.skippedBytes) + " bytes dropped");
-    require(sent.framesSent == inbox_->received(), "packets were lost");
-    require(std::uint64_t(sent.tornFrames) == found.pieces.tornFrames, "a torn frame was taken");
-    require(std::uint64_t(sent.brokenFrames) == found.refusedFrames, "a broken frame was taken");
+    // What demo.varno puts on the line.
+    require(inbox_->received() == 12 && found.refusedFrames == 1 && found.pieces.noiseBytes == 6 &&
+                found.pieces.tornFrames == 1 && found.pieces.shortFrames == 1,
+            "something else came than was sent");
   }
 
   const std::chrono::steady_clock::time_point deadline_ =
       std::chrono::steady_clock::now() + std::chrono::seconds(10);  // for all of it
-  std::int32_t sent_ = 0;
   bool isUp_ = false;
   const std::shared_ptr<Inbox> inbox_ = std::make_shared<Inbox>();
   MainThreadDescriptor tasks_;
