@@ -47,6 +47,7 @@ void PeerLink::onStatus(const LinkStatus& status) {
   }
   if (status.state != LinkState::kUp) return;
   trouble_.clear();
+  isEnding_ = false;
   wasUp_ = true;
   handlers_.onUp();
 }
@@ -57,6 +58,7 @@ void PeerLink::onDown(const LinkStatus& status) {
     ending_ = Ending::kNone;
     timer_.cancel();
   }
+  if (std::exchange(isEnding_, false)) return;
   if (std::exchange(wasUp_, false)) return handlers_.onDown(reason);
   if (!isReady_ && status.address.isListening()) {
     link_->close();
@@ -71,6 +73,7 @@ void PeerLink::end(HangUp how, Ending ending) {
   if (!link_) return;
   ending_ = ending;
   if (how == HangUp::kReset) {
+    isEnding_ = true;
     link_->reset();
     return endNow();
   }
@@ -88,6 +91,7 @@ void PeerLink::endNow() {
   wasUp_ = false;
   const Ending ending = std::exchange(ending_, Ending::kNone);
   if (ending == Ending::kComeBack) {
+    isEnding_ = isEnding_ || link_->status().state == LinkState::kUp;
     link_->hangUp();
   } else {
     link_->close();

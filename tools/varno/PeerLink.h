@@ -67,6 +67,7 @@ class PeerLink {
   Ending ending_ = Ending::kNone;
   bool isReady_ = false;
   bool wasUp_ = false;
+  bool isEnding_ = false;  // by this side, which the link is still to tell
   std::string trouble_;
   std::uint64_t refusedBytes_ = 0;
 };
