@@ -18,6 +18,7 @@ stages=(
   "release      | build test                   | preset release"
   "captures     | build test captures          | scripts/check-captures.sh"
   "dissector    | build test dissector         | scripts/check-dissector.sh"
+  "page         | build page                   | scripts/check-page.sh"
   "install      | build install package        | scripts/check-install.sh"
   "docs         | build docs                   | scripts/check-docs.sh"
   "tidy         | build test bench sanitizers tidy | scripts/tidy.sh"

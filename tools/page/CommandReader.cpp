@@ -84,7 +84,9 @@ std::string readCommand(const std::string& body, PageHub& hub, const PageOptions
     command.kind = Kind::kOpen;
   else
     return "There is no such command.";
-  return options.hasLink ? "" : "There is no link.";
+  const auto& actions = options.linkActions;
+  const bool canDo = std::find(actions.begin(), actions.end(), what) != actions.end();
+  return canDo ? "" : "This cannot be done here.";
 }
 
 }  // namespace varno::tool

@@ -52,7 +52,7 @@ Json directionsJson(const std::vector<Direction>& directions) {
 std::string helloJson(const PageOptions& options, const std::string& session) {
   const Json json = {{"session", session},
                      {"title", options.title},
-                     {"hasLink", options.hasLink},
+                     {"linkActions", options.linkActions},
                      {"sends", directionsJson(options.sends)},
                      {"faults", directionsJson(options.faults)},
                      {"showsSecrets", options.secrets == Secrets::kShown},
@@ -109,7 +109,7 @@ struct PageServer::State {
   void handleEvents(const Request& request, Response& response);
   void handleCommand(const Request& request, Response& response);
   void handleFrame(std::string_view number, Response& response);
-  void tellStatus();
+  void tellStatus(Json& part, Json now);
 
   PageOptions options;
   RequestGuard guard;
@@ -250,7 +250,9 @@ void PageServer::State::handleCommand(const Request& request, Response& response
   }
 }
 
-void PageServer::State::tellStatus() {
+void PageServer::State::tellStatus(Json& part, Json now) {
+  if (part == now) return;
+  part = std::move(now);
   hub.status = Json({{"links", links}, {"faults", faults}})
                    .dump(-1, ' ', false, Json::error_handler_t::replace);
   ++hub.statusVersion;
@@ -299,14 +301,12 @@ void PageServer::setLinks(const std::vector<PageLink>& links) {
                     {"reason", link.reason}});
   }
   const std::lock_guard lock(state_->hub.mutex);
-  state_->links = std::move(json);
-  state_->tellStatus();
+  state_->tellStatus(state_->links, std::move(json));
 }
 
 void PageServer::setFaults(const std::vector<std::string>& faults) {
   const std::lock_guard lock(state_->hub.mutex);
-  state_->faults = faults;
-  state_->tellStatus();
+  state_->tellStatus(state_->faults, faults);
 }
 
 std::optional<PageCommand> PageServer::takeCommand() {

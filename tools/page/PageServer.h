@@ -32,13 +32,15 @@ struct PageCommand {
   // Called once, from any thread, also when the server is gone: with why it was not done, as a
   // sentence, or with an empty text. A command that is dropped instead counts as not done.
   std::function<void(const std::string& problem)> answer = {};
+
+  bool isFor(Direction which) const { return direction.value_or(which) == which; }
 };
 
 // A link as the page shows it.
 struct PageLink {
   std::string name;     // "display", "phone side"
   std::string address;  // as opened: with the port that was taken
-  std::string state;    // "connecting", "up", "down"
+  std::string state;    // "waiting", "connecting", "listening", "up", "down"
   std::string reason = {};
 
   bool operator==(const PageLink&) const = default;
@@ -53,7 +55,8 @@ struct PageOptions {
   // What the tool can do: which way it can send, and into which streams it can put faults.
   std::vector<Direction> sends = {};
   std::vector<Direction> faults = {};
-  bool hasLink = false;
+  // Of "hangUp", "reset" and "open", those that the tool can do; it has a link where there are any.
+  std::vector<std::string> linkActions = {};
   std::string types = "[]";  // the packet types, as a JSON array of what `varno types --json` says
   // The faults there are, as a JSON array of {"kind":..., "parameters":..., "summary":...}.
   std::string faultKinds = "[]";
@@ -90,7 +93,8 @@ class PageServer {
   void setState(std::string json, std::optional<std::uint64_t> record, std::int64_t time);
 
   void setLinks(const std::vector<PageLink>& links);
-  // The faults that are put in, as their texts, with what they did so far.
+  // The faults that are put in, as their texts, with what they did so far. Without effect, as
+  // setLinks, where nothing changed.
   void setFaults(const std::vector<std::string>& faults);
 
   // The next command; none where there is none.

@@ -1,8 +1,10 @@
 #include "tools/page/RecordDownload.h"
 
+#include <VarnoDisplay/ScenarioWriter.h>
 #include <VarnoTraffic/LineWriter.h>
 #include <VarnoTraffic/PcapngWriter.h>
 
+#include <functional>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -14,26 +16,36 @@ namespace {
 
 constexpr std::size_t kBatchRecords = 200;
 
-std::unique_ptr<RecordWriter> writerFor(std::string_view name, std::ostream& output,
-                                        Secrets secrets) {
-  if (name == "session.pcapng") return std::make_unique<PcapngWriter>(output);
-  if (name == "session.txt") return std::make_unique<LineWriter>(output, NotationPrinter(secrets));
-  if (name == "session.jsonl") return std::make_unique<LineWriter>(output, JsonPrinter(secrets));
-  return nullptr;
+using Write = std::function<void(const TrafficRecord& record)>;
+
+template <class Writer, class... Arguments>
+Write writerOf(Arguments&&... arguments) {
+  const auto writer = std::make_shared<Writer>(std::forward<Arguments>(arguments)...);
+  return [writer](const TrafficRecord& record) { writer->write(record); };
+}
+
+// None for a name that is not known.
+Write writerFor(std::string_view name, std::ostream& output, const PageOptions& options) {
+  const Secrets secrets = options.secrets;
+  if (name == "session.pcapng") return writerOf<PcapngWriter>(output);
+  if (name == "session.txt") return writerOf<LineWriter>(output, NotationPrinter(secrets));
+  if (name == "session.jsonl") return writerOf<LineWriter>(output, JsonPrinter(secrets));
+  if (name == "session.varno") return writerOf<ScenarioWriter>(output, options.title);
+  return {};
 }
 
 // Writes the records a few at a time, so that neither the tool waits for the reader nor the whole
 // file is in memory.
 class Download {
  public:
-  Download(PageHub& hub, std::string_view name, Secrets secrets)
-      : hub_(hub), writer_(writerFor(name, output_, secrets)) {
+  Download(PageHub& hub, std::string_view name, const PageOptions& options)
+      : hub_(hub), write_(writerFor(name, output_, options)) {
     const std::lock_guard lock(hub_.mutex);
     next_ = hub_.ring.first();
     last_ = hub_.ring.last();
   }
 
-  bool isKnown() const { return writer_ != nullptr; }
+  bool isKnown() const { return write_ != nullptr; }
 
   // The next bytes; none at the end.
   std::string next() {
@@ -51,8 +63,7 @@ class Download {
         if (kept != nullptr) records.push_back(kept->record);
       }
     }
-    for (const TrafficRecord& record : records) writer_->write(record);
-    writer_->flush();
+    for (const TrafficRecord& record : records) write_(record);
     std::string bytes = std::move(output_).str();
     output_.str({});
     return bytes;
@@ -61,7 +72,7 @@ class Download {
  private:
   PageHub& hub_;
   std::ostringstream output_;
-  std::unique_ptr<RecordWriter> writer_;
+  Write write_;
   std::uint64_t next_ = 0;
   std::uint64_t last_ = 0;
 };
@@ -70,7 +81,7 @@ class Download {
 
 void downloadRecords(PageHub& hub, std::string_view name, const PageOptions& options,
                      httplib::Response& response) {
-  const auto download = std::make_shared<Download>(hub, name, options.secrets);
+  const auto download = std::make_shared<Download>(hub, name, options);
   if (!download->isKnown()) {
     response.status = 404;
     response.set_content("There is no such form.\n", "text/plain; charset=utf-8");

@@ -5,6 +5,11 @@
 #include "tools/varno/Scenarios.h"
 #include "tools/varno/Subcommand.h"
 
+#ifdef VARNO_HAS_PAGE
+#include "tools/varno/DisplayPage.h"
+#include "tools/varno/PageArguments.h"
+#endif
+
 #include <VarnoDisplay/ScenarioResult.h>
 #include <VarnoLink/LinkWatch.h>
 
@@ -21,6 +26,9 @@ struct Arguments {
   std::string scenario;
   std::string record;
   bool isHeadless = false;
+#ifdef VARNO_HAS_PAGE
+  PageArguments page;
+#endif
 };
 
 std::string counted(std::uint64_t count, const std::string& what) {
@@ -60,6 +68,9 @@ class DisplayProgram {
         live_(loop_, std::move(address), options(scenario), scenario, handlers()) {}
 
   int run() {
+#ifdef VARNO_HAS_PAGE
+    if (arguments_.page.isWanted()) openPage();
+#endif
     live_.start();
     loop_.run();
     live_.end();
@@ -89,6 +100,9 @@ class DisplayProgram {
             [this](const Address& address) {
               output_.write("ready " + address.text() + "\n");
               output_.flush();
+#ifdef VARNO_HAS_PAGE
+              if (page_) page_->setAddress(address.text());
+#endif
             },
         .onTrouble = [](const std::string& reason) { tell(shown(reason) + "; trying again"); },
         .onUseless =
@@ -96,7 +110,13 @@ class DisplayProgram {
               trouble_ = reason;
               loop_.stop();
             },
-        .onDone = [this] { output_.flush(); },
+        .onDone =
+            [this] {
+              output_.flush();
+#ifdef VARNO_HAS_PAGE
+              if (page_) page_->onDone();
+#endif
+            },
         .onPlayed = [this] { loop_.stop(); }};
     if (!arguments_.isHeadless) {
       handlers.onChange = [this](const StateChange& change) {
@@ -106,8 +126,29 @@ class DisplayProgram {
     if (recorder_ != nullptr) {
       handlers.onRecord = [this](const TrafficRecord& record) { recorder_->onRecord(record); };
     }
+#ifdef VARNO_HAS_PAGE
+    if (arguments_.page.isWanted()) {
+      handlers.onChange = [this, next = std::move(handlers.onChange)](const StateChange& change) {
+        if (next) next(change);
+        if (page_) page_->onChange(change);
+      };
+      handlers.onRecord = [this, next = std::move(handlers.onRecord)](const TrafficRecord& record) {
+        if (next) next(record);
+        if (page_) page_->onRecord(record);
+      };
+    }
+#endif
     return handlers;
   }
+
+#ifdef VARNO_HAS_PAGE
+  void openPage() {
+    PageOptions options = arguments_.page.options();
+    options.title = "Simulated display";
+    page_ = std::make_unique<DisplayPage>(loop_, live_, std::move(options));
+    output_.write("page " + page_->address() + "\n");
+  }
+#endif
 
   int tellResult(const ScenarioResult& result) {
     if (result.failure) output_.write(result.failure->text() + "\n");
@@ -122,6 +163,9 @@ class DisplayProgram {
   const LinkTime begin_ = loop_.clock().now();
   SignalWatch signals_;
   LiveDisplay live_;
+#ifdef VARNO_HAS_PAGE
+  std::unique_ptr<DisplayPage> page_;
+#endif
   std::string trouble_;
 };
 
@@ -155,6 +199,9 @@ Run defineDisplay(CLI::App& app) {
                  "Write what passes into this file, in the format of its ending")
       ->type_name("FILE");
   app.add_flag("--headless", arguments->isHeadless, "Print no changes");
+#ifdef VARNO_HAS_PAGE
+  arguments->page.defineOptional(app);
+#endif
   return [arguments] { return run(*arguments); };
 }
 

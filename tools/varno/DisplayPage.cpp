@@ -1,71 +1,66 @@
 #include "tools/varno/DisplayPage.h"
 
+#include "tools/varno/PageTexts.h"
+
 #include <VarnoLink/Fault.h>
 
-#include <nlohmann/json.hpp>
-
-#include <array>
 #include <utility>
+#include <vector>
 
 namespace varno::tool {
-namespace {
 
-constexpr std::array kDirections = {Direction::kToDisplay, Direction::kToPhone};
+DisplayPage::DisplayPage(LinkLoop& loop, LiveDisplay& live, PageOptions options)
+    : live_(live), server_(completed(loop, std::move(options))) {
+  server_.setState(jsonOf(live_.display().state()), std::nullopt,
+                   loop.clock().now().time_since_epoch().count());
+  onDone();
+}
 
-PageOptions withAbilities(PageOptions options) {
+PageOptions DisplayPage::completed(LinkLoop& loop, PageOptions options) {
   options.sends = {Direction::kToPhone};
-  options.faults = {kDirections.begin(), kDirections.end()};
+  options.faults = {kBothDirections.begin(), kBothDirections.end()};
   options.faultKinds = faultKindsJson();
-  options.hasLink = true;
+  options.linkActions = {"hangUp", "reset", "open"};
+  options.onCommand = [this, &loop] { loop.post([this] { doCommands(); }); };
   return options;
-}
-
-bool isMeant(const std::optional<Direction>& wanted, Direction direction) {
-  return wanted.value_or(direction) == direction;
-}
-
-}  // namespace
-
-std::string faultKindsJson() {
-  nlohmann::ordered_json kinds = nlohmann::ordered_json::array();
-  for (const FaultKind kind : kFaultKinds) {
-    kinds.push_back({{"kind", faultKindText(kind)},
-                     {"parameters", faultParametersText(kind)},
-                     {"summary", faultSummary(kind)}});
-  }
-  return kinds.dump();
-}
-
-DisplayPage::DisplayPage(SimulatedDisplay& display, PageOptions options, LinkActions link)
-    : display_(display), link_(std::move(link)), server_(withAbilities(std::move(options))) {
-  server_.setState(jsonOf(display_.state()), std::nullopt, 0);
 }
 
 void DisplayPage::onRecord(const TrafficRecord& record) { record_ = server_.add(record); }
 
 void DisplayPage::onChange(const StateChange& change) {
-  change_ = change;
-  cause_ = change.cause == "time" ? std::nullopt : std::optional(record_);
+  hasChanged_ = true;
+  changedAt_ = change.time;
+  changedBy_ = change.cause == "time" ? std::nullopt : std::optional(record_);
 }
 
-void DisplayPage::tell() {
-  if (!change_) return;
-  server_.setState(jsonOf(display_.state()), cause_, change_->time);
-  change_.reset();
+void DisplayPage::onDone() {
+  if (std::exchange(hasChanged_, false)) {
+    server_.setState(jsonOf(live_.display().state()), changedBy_, changedAt_);
+  }
+  const bool isUp = live_.display().isUp();
+  server_.setLinks({{.name = "phone",
+                     .address = linkAddress_,
+                     .state = isUp ? "up" : live_.staysDown() ? "down" : "waiting"}});
+  std::vector<std::string> faults;
+  for (const Direction direction : kBothDirections) {
+    appendFaults(faults, direction, live_.display().faults(direction));
+  }
+  server_.setFaults(faults);
 }
 
 void DisplayPage::doCommands() {
   while (const auto command = server_.takeCommand()) {
     command->answer(perform(*command));
-    tell();
+    live_.isUsed();
   }
 }
 
 std::string DisplayPage::perform(const PageCommand& command) {
+  SimulatedDisplay& display = live_.display();
   switch (command.kind) {
     case PageCommand::Kind::kSend:
-      if (!display_.isUp()) return "The link is down.";
-      display_.sendBytes(command.bytes);
+      if (!display.isUp()) return "The link is down.";
+      display.sendBytes(command.bytes);
       break;
     case PageCommand::Kind::kFault: {
       NotationError error;
@@ -74,42 +69,30 @@ std::string DisplayPage::perform(const PageCommand& command) {
       put(command, *fault);
       break;
     }
-    case PageCommand::Kind::kClearFaults: clearFaults(command.direction); break;
-    case PageCommand::Kind::kHangUp: link_.close(); break;
+    case PageCommand::Kind::kClearFaults: clearFaults(command); break;
+    case PageCommand::Kind::kHangUp: live_.hangUp(); break;
     case PageCommand::Kind::kReset:
-      if (!display_.isUp()) return "The link is down.";
-      link_.reset();
+      if (!display.isUp()) return "The link is down.";
+      display.disconnect(HangUp::kReset);
       break;
-    case PageCommand::Kind::kOpen: link_.open(); break;
+    case PageCommand::Kind::kOpen: live_.comeBack(); break;
   }
-  tellFaults();
   return {};
 }
 
 void DisplayPage::put(const PageCommand& command, const Fault& fault) {
-  for (const Direction direction : kDirections) {
-    if (isMeant(command.direction, direction)) display_.fault(direction, fault);
+  for (const Direction direction : kBothDirections) {
+    if (command.isFor(direction)) live_.display().fault(direction, fault);
   }
 }
 
-void DisplayPage::clearFaults(std::optional<Direction> wanted) {
-  for (const Direction direction : kDirections) {
-    if (!isMeant(wanted, direction)) continue;
-    for (const FaultStage::Entry& entry : display_.faults(direction)) {
-      display_.removeFault(direction, entry.id);
+void DisplayPage::clearFaults(const PageCommand& command) {
+  for (const Direction direction : kBothDirections) {
+    if (!command.isFor(direction)) continue;
+    for (const FaultStage::Entry& entry : live_.display().faults(direction)) {
+      live_.display().removeFault(direction, entry.id);
     }
   }
-}
-
-void DisplayPage::tellFaults() {
-  std::vector<std::string> texts;
-  for (const Direction direction : kDirections) {
-    for (const FaultStage::Entry& entry : display_.faults(direction)) {
-      texts.push_back(faultText(DirectedFault{direction, entry.fault}) + " (acted on " +
-                      std::to_string(entry.acted) + ")");
-    }
-  }
-  server_.setFaults(texts);
 }
 
 }  // namespace varno::tool

@@ -1,65 +1,46 @@
 #pragma once
 
 #include "tools/page/PageServer.h"
-
-#include <VarnoDisplay/SimulatedDisplay.h>
+#include "tools/varno/LiveDisplay.h"
 
 #include <cstdint>
-#include <functional>
 #include <optional>
 #include <string>
-#include <vector>
 
 namespace varno::tool {
 
-// The page of a simulated display: shows what passes and what the driver sees, and does at the
-// display what is wanted at the page. One thread, that of the display:
-//
-//   DisplayPage page(display, options, link);
-//   handlers.onRecord = [&](const TrafficRecord& record) { page.onRecord(record); };
-//   handlers.onChange = [&](const StateChange& change) { page.onChange(change); };
-//   ...
-//   page.tell();  // after each operation of the display
-//
-// options.onCommand has that thread call doCommands().
+// The page of a simulated display at the end of a link: shows what passes and what the driver sees,
+// and does what is wanted at the page. On the loop's thread. From the display's handlers it is told
+// what passes and changes, and from onDone that this is all.
 class DisplayPage {
  public:
-  // What the page does at the link itself.
-  struct LinkActions {
-    std::function<void()> open;
-    std::function<void()> close;  // and stay down
-    std::function<void()> reset;
-  };
-
-  // display: outlives the page. Sets in the options what a display can do.
-  DisplayPage(SimulatedDisplay& display, PageOptions options, LinkActions link);
+  // The options say what a display can do besides. loop, live: outlive the page.
+  DisplayPage(LinkLoop& loop, LiveDisplay& live, PageOptions options);
 
   const std::string& address() const { return server_.address(); }
 
+  // Where the phone is, or is to come.
+  void setAddress(const std::string& text) { linkAddress_ = text; }
+
   void onRecord(const TrafficRecord& record);
   void onChange(const StateChange& change);
-  void setLink(const PageLink& link) { server_.setLinks({link}); }
-
-  // Tells the page what is new at the display.
-  void tell();
-
-  void doCommands();
+  void onDone();
 
  private:
+  PageOptions completed(LinkLoop& loop, PageOptions options);
+  void doCommands();
+  // Returns why it was not done.
   std::string perform(const PageCommand& command);
   void put(const PageCommand& command, const Fault& fault);
-  void clearFaults(std::optional<Direction> direction);
-  void tellFaults();
+  void clearFaults(const PageCommand& command);
 
-  SimulatedDisplay& display_;
-  LinkActions link_;
+  LiveDisplay& live_;
+  std::string linkAddress_;
+  std::uint64_t record_ = 0;  // the last one
+  bool hasChanged_ = false;   // since the page was told
+  std::int64_t changedAt_ = 0;
+  std::optional<std::uint64_t> changedBy_;  // the record
   PageServer server_;
-  std::uint64_t record_ = 0;           // the last one
-  std::optional<StateChange> change_;  // the last one that was not told
-  std::optional<std::uint64_t> cause_;
 };
-
-// The kinds of faults, as PageOptions::faultKinds has them.
-std::string faultKindsJson();
 
 }  // namespace varno::tool

@@ -104,6 +104,16 @@ void LiveDisplay::open() {
   if (std::exchange(staysDown_, false)) link_.open();
 }
 
+void LiveDisplay::hangUp() {
+  goDown(HangUp::kClose);
+  isUsed();
+}
+
+void LiveDisplay::comeBack() {
+  open();
+  isUsed();
+}
+
 void LiveDisplay::isUsed() {
   if (handlers_.onDone) handlers_.onDone();
   const std::optional<LinkTime> due =

@@ -46,6 +46,11 @@ class LiveDisplay : private ScenarioWire {
   // To be called after the display was used.
   void isUsed();
 
+  // By hand: hangs up and stays down, until it comes back.
+  void hangUp();
+  void comeBack();
+  bool staysDown() const { return staysDown_; }
+
   // Null where there is no scenario.
   const ScenarioResult* result() const { return runner_ ? &runner_->result() : nullptr; }
 

@@ -3,9 +3,19 @@
 #include "tools/varno/Types.h"
 
 namespace varno::tool {
+namespace {
+
+constexpr const char* kGroup = "Page";
+
+}  // namespace
+
+void PageArguments::defineOptional(CLI::App& app) {
+  app.add_flag("--page", isWanted_, "Show it in a browser, too, and print the address to open")
+      ->group(kGroup);
+  define(app);
+}
 
 void PageArguments::define(CLI::App& app) {
-  constexpr const char* kGroup = "Page";
   app.add_option("--page-host", host_,
                  "Where the page listens; others than 127.0.0.1 let other machines in")
       ->type_name("HOST")

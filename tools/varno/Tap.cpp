@@ -3,6 +3,11 @@
 #include "tools/varno/LiveOutput.h"
 #include "tools/varno/Subcommand.h"
 
+#ifdef VARNO_HAS_PAGE
+#include "tools/varno/PageArguments.h"
+#include "tools/varno/TapPage.h"
+#endif
+
 #include <VarnoLink/LinkWatch.h>
 #include <VarnoLink/Relay.h>
 
@@ -27,6 +32,9 @@ struct Arguments {
   bool json = false;
   bool isQuiet = false;
   bool showsSecrets = false;
+#ifdef VARNO_HAS_PAGE
+  PageArguments page;
+#endif
 };
 
 constexpr std::array kDirections = {Direction::kToDisplay, Direction::kToPhone};
@@ -136,12 +144,29 @@ int run(const Arguments& arguments) {
   std::optional<std::string> more;
   if (!live) more = faults.empty() ? "" : ", seed " + std::to_string(options.seed);
   SideReport report(loop, relay, std::move(more));
-  relay.setOnStatus(
-      [&](RelaySide side, const LinkStatus& status) { report.onStatus(side, status); });
+#ifdef VARNO_HAS_PAGE
+  std::unique_ptr<TapPage> page;
+  if (arguments.page.isWanted()) {
+    PageOptions pageOptions = arguments.page.options();
+    pageOptions.title = "Tap between " + arguments.phoneSide + " and " + arguments.displaySide;
+    pageOptions.secrets = secrets;
+    page = std::make_unique<TapPage>(loop, relay, std::move(pageOptions));
+    tell("page " + page->address());
+  }
+#endif
+  relay.setOnStatus([&](RelaySide side, const LinkStatus& status) {
+    report.onStatus(side, status);
+#ifdef VARNO_HAS_PAGE
+    if (page) page->onStatus();
+#endif
+  });
   const SignalWatch signals(loop, [&](int) { loop.stop(); });
   relay.open();
   loop.run();
 
+#ifdef VARNO_HAS_PAGE
+  page.reset();
+#endif
   relay.close();
   if (output) output->finish(loop.clock().now());
   const int code = closeRecorder(recorder.get(), arguments.record);
@@ -183,6 +208,9 @@ Run defineTap(CLI::App& app) {
   app.add_option("--extcap", arguments->extcap,
                  "Print nothing, and write a live capture into this pipe, for Wireshark")
       ->type_name("PIPE");
+#ifdef VARNO_HAS_PAGE
+  arguments->page.defineOptional(app);
+#endif
   return [arguments] { return run(*arguments); };
 }
 

@@ -7,7 +7,7 @@ import { Plot } from "./plot.js";
 import { directionWords } from "./text.js";
 
 export class Controls {
-  #told = { sends: [], faults: [], hasLink: false };
+  #told = { sends: [], faults: [], linkActions: [] };
   #plot;
   #form;
   #send;
@@ -53,7 +53,7 @@ export class Controls {
 
   hello(told) {
     this.#told = told;
-    this.#plot.setLive(told.hasLink);
+    this.#plot.setLive(told.linkActions.length > 0);
     this.#apply();
     if (!this.#catalogue) this.#loadCatalogue();
   }
@@ -84,10 +84,13 @@ export class Controls {
   }
 
   #apply() {
-    const { sends, faults, hasLink } = this.#told;
+    const { sends, faults, linkActions } = this.#told;
     this.#send.hidden = sends.length === 0;
     this.#faults.hidden = faults.length === 0;
-    this.#link.hidden = !hasLink;
+    this.#link.hidden = linkActions.length === 0;
+    for (const button of this.#link.children) {
+      button.hidden = !linkActions.includes(button.dataset.do);
+    }
     this.#form.setDirections(sends);
     setOptions(this.#faultDirection, [
       ...(faults.length > 1 ? [["", "both ways"]] : []),

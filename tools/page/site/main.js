@@ -72,7 +72,7 @@ const drawState = oncePerFrame(() => {
 function hello(told) {
   setText(byId("title"), told.title);
   document.title = `${told.title} – varno`;
-  hasLink = told.hasLink;
+  hasLink = told.linkActions.length > 0;
   store.setLimit(told.keeps);
   if (session !== null && session !== told.session) {
     store.clear();

@@ -1,0 +1,110 @@
+// A simulated display with a phone at it, and a tap, looked at and worked with in a browser.
+
+import assert from "node:assert/strict";
+import { after, before, test } from "node:test";
+import { Phone, TOKEN, frameOf, launch, open, rowTexts, start, textOf, until } from "./support.mjs";
+
+let browser;
+let display;
+let page;
+let phone;
+
+const addressIn = (line, word) => line.slice(line.indexOf(word) + word.length).split(" ")[0];
+const portOf = (address) => Number(address.split(":").pop());
+
+before(async () => {
+  browser = await launch();
+  display = await start(
+    ["display", "tcp-listen://127.0.0.1:0", "--page", "--page-token", TOKEN, "--headless"],
+    2,
+  );
+  page = await open(browser, addressIn(display.printed[0], "page "));
+  phone = await Phone.to(portOf(addressIn(display.printed[1], "ready ")));
+});
+after(async () => {
+  await browser?.close();
+  await display?.stop();
+});
+
+const seen = () => page.$eval("#windshield .picture", (picture) => picture.getAttribute("aria-label"));
+const result = () => textOf(page, "#controls .result");
+const has = async (pattern) => (await rowTexts(page)).some((text) => pattern.test(text));
+
+test("the driver sees what the phone sends", async () => {
+  phone.send(
+    "SystemTime timeInMillis=1500022800000 timeZoneId=Europe/Berlin",
+    "DisplayTime isEnable=true",
+    "DisplaySpeed isSpeedInformationVisible=true",
+    "SpeedNotification message=57",
+    "DisplaySpeedWarning speed=50",
+    "NotiTimeout timeout=2",
+    'SocialNotification title=Anna message="Where are you?"',
+  );
+  await until("all is drawn", async () =>
+    /^Speed 57 km\/h, too fast, Time 11:00, Message Anna: Where are you\?/.test(await seen()),
+  );
+  assert.match(await textOf(page, ".changes"), /speed 57.*SpeedNotification|speed.*57.*Speed #/);
+  assert.match(await textOf(page, "#links"), /phone: up/);
+  await until("the message times out", async () => !(await seen()).includes("Anna"));
+  assert.match(await textOf(page, ".changes li"), /gone.*time/);
+});
+
+test("a packet is made in a form and sent", async () => {
+  const form = "#controls form";
+  await page.select(`${form} select`, "WifiStationStatusEventPacket");
+  const [eventType, , address] = await page.$$(`${form} .fields-row:nth-of-type(2) input`);
+  await eventType.click({ count: 3 });
+  await eventType.type("99999999999");
+  assert.equal(await page.$eval(form, (element) => element.checkValidity()), false);
+  await eventType.click({ count: 3 });
+  await eventType.type("1");
+  await address.type('10.0.0.7 "x"');
+  await page.click(`${form} button.first`);
+  await until("it is sent", async () => (await result()) === "Sent.");
+  const frame = frameOf('WifiStationStatus eventType=1 ipAddress="10.0.0.7 \\"x\\""');
+  await until("the phone has it", () => phone.received.includes(frame));
+  await until("it is listed", () => has(/WifiStationStatusEvent.*10\.0\.0\.7/));
+  await page.$eval(`${form} .line`, (line) => (line.value = "WifiStatoinStatus"));
+  await page.click(`${form} button.first`);
+  await until("a mistake is told", async () => /nearest: WifiStationStatus/.test(await result()));
+});
+
+test("a recorded packet is sent again, and changed", async () => {
+  const already = phone.received.length;
+  await page.$$eval("#records [role=option]", (rows) =>
+    rows.find((row) => /10\.0\.0\.7/.test(row.textContent)).click(),
+  );
+  await page.waitForSelector("#frame-tools button:not([hidden])");
+  await page.click("#frame-tools button");
+  await until("it is sent again", () => phone.received.length > already);
+  await page.click("#frame-tools button:last-child");
+  assert.match(
+    await page.$eval("#controls form .line", (line) => line.value),
+    /^WifiStationStatusEventPacket eventType=1 ipAddress="10\.0\.0\.7 \\"x\\""$/,
+  );
+});
+
+test("a fault is put in, seen, and taken out", async () => {
+  const faults = "#controls section:nth-of-type(2)";
+  await page.select(`${faults} select`, "corrupt");
+  await page.select(`${faults} label:nth-of-type(2) select`, "<");
+  await page.$eval(`${faults} input`, (input) => (input.value = "byte=3 bit=7 count=1"));
+  await page.click(`${faults} button.first`);
+  await until("it is in", async () => /^< corrupt/.test(await textOf(page, ".fault-list")));
+  await page.click("#frame-tools button");
+  await until("the altered frame is listed as wrong", async () => {
+    await page.evaluate(() => document.querySelector("#traffic .end:not([hidden])")?.click());
+    return has(/put in on purpose|corrupt/);
+  });
+  await page.click(`${faults} button:not(.first)`);
+  await until("it is out", async () => /^none/.test(await textOf(page, ".fault-list")));
+});
+
+test("the link is hung up, and comes back", async () => {
+  await page.click("[data-do=hangUp]");
+  await until("it is down", async () => /phone: down/.test(await textOf(page, "#links")));
+  await until("the phone sees it", () => phone.socket.readableEnded || phone.socket.destroyed);
+  await page.click("[data-do=open]");
+  await until("it listens", async () => /phone: listening/.test(await textOf(page, "#links")));
+  assert.deepEqual(page.said, []);
+});
