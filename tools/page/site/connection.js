@@ -65,7 +65,6 @@ export async function command(what) {
   } catch {
     throw new Error("The program is gone.");
   }
-  if (response.ok) return;
   const text = await response.text();
   let problem = text.trim();
   try {
@@ -73,7 +72,7 @@ export async function command(what) {
   } catch {
     // Plain text it is.
   }
-  throw new Error(problem);
+  if (problem) throw new Error(problem);
 }
 
 // What the program has of a name; throws an Error where it has nothing.

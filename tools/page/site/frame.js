@@ -118,7 +118,7 @@ export class FrameView {
 
   #fields(record) {
     const rows = record.spans.map((span, index) => {
-      const remarks = span.remarks ?? [];
+      const remarks = [...(span.remarks ?? []), ...(span.why ? [span.why] : [])];
       const row = h(
         "tr",
         {
@@ -194,7 +194,7 @@ export class FrameView {
 
 function classesOf(span, index) {
   const classes = ["part", MARKS.has(span.name) ? "mark" : `tone-${index % 6}`];
-  if (span.remarks?.length || span.name === "unread") classes.push("wrong");
+  if (span.isWrong || span.remarks?.length || span.name === "unread") classes.push("wrong");
   return classes;
 }
 
