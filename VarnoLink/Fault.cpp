@@ -138,7 +138,7 @@ class FaultParser {
       for (std::size_t at = 0; at < words.size(); ++at) words[at] = kKinds[at].word;
       return words;
     }();
-    const auto found = std::find(kWords.begin(), kWords.end(), word());
+    const auto* const found = std::find(kWords.begin(), kWords.end(), word());
     if (found == kWords.end()) {
       fail(word(), "a fault, as latency, drop or corrupt", nearestName(word(), kWords));
     }
@@ -261,8 +261,9 @@ std::string_view faultSummary(FaultKind kind) noexcept { return kindOf(kind).sum
 std::string faultParametersText(FaultKind kind) {
   std::string text;
   for (const Parameter& parameter : kindOf(kind).parameters) {
-    const std::string one = std::string(parameter.name) + (isTime(parameter) ? "=T" : "=N");
-    text += (parameter.isRequired ? one : "[" + one + "]") + " ";
+    if (!parameter.isRequired) text += '[';
+    text.append(parameter.name).append(isTime(parameter) ? "=T" : "=N");
+    text += parameter.isRequired ? " " : "] ";
   }
   return text + "[count=N] [chance=P]";
 }
