@@ -69,7 +69,7 @@ NetworkLink::NetworkLink(LinkNetworkOptions options, const Address& address)
 std::shared_ptr<NetworkLink> NetworkLink::makeUnconnected(const HudNetwork& network,
                                                           LinkNetworkOptions options,
                                                           const Address& address) {
-  const std::shared_ptr<NetworkLink> made(new NetworkLink(std::move(options), address));
+  std::shared_ptr<NetworkLink> made(new NetworkLink(std::move(options), address));
   made->inbox_.emplace(
       network, FrameInboxOptions{.maxFrames = made->options_.maxReceiveFrames,
                                  .maxBytes = made->options_.maxReceiveBytes,
@@ -84,7 +84,7 @@ std::shared_ptr<NetworkLink> NetworkLink::makeUnconnected(const HudNetwork& netw
 
 std::shared_ptr<NetworkLink> NetworkLink::make(const HudNetwork& network, const Address& address,
                                                LinkNetworkOptions options) {
-  const auto made = makeUnconnected(network, std::move(options), address);
+  auto made = makeUnconnected(network, std::move(options), address);
   made->link_.emplace(made->loop_, address, made->linkOptions(), made->handlers());
   return made;
 }
@@ -239,7 +239,8 @@ void NetworkLink::sendQueued() {
     // What a fault may have changed is counted as other bytes; as a frame it is through.
     if (!isUntouched) {
       countOther();
-      outbox_.give(1, size, [this](auto&& onGiven) { tell(std::move(onGiven), true); });
+      outbox_.give(1, size,
+                   [this](FrameOutbox::OnGiven&& onGiven) { tell(std::move(onGiven), true); });
     }
   }
 }
@@ -277,7 +278,8 @@ void NetworkLink::onWritten(std::size_t sends) {
     written_.pop_front();
   }
   countOther();
-  outbox_.give(frames, frameBytes, [this](auto&& onGiven) { tell(std::move(onGiven), true); });
+  outbox_.give(frames, frameBytes,
+               [this](FrameOutbox::OnGiven&& onGiven) { tell(std::move(onGiven), true); });
   if (hangUp_ && link_->queuedBytes() == 0) hangUp();
 }
 
