@@ -180,7 +180,8 @@ void SimulatedDisplay::State::takeFrame(const FrameCutter::Piece& frame) {
   if (packet != nullptr) ++packetsReceived;
   if (isForDisplay) {
     panel.apply(*packet, now);
-    if (typeid(*packet) == typeid(KeepAliveCommandPacket)) answers.keepAlive(now);
+    const HudPacket& known = *packet;  // clang warns of a typeid that dereferences
+    if (typeid(known) == typeid(KeepAliveCommandPacket)) answers.keepAlive(now);
     tellChanges(packet->typeName(), now);
   }
   if (handlers.onFrame && handlers.onFrame(frame.bytes, packet)) return;
