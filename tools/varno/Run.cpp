@@ -51,7 +51,9 @@ int run(const Arguments& arguments) {
   LinkLoop loop;
   std::string trouble;
   LivePeer::Handlers handlers;
-  handlers.onReady = [](const Address& ready) { tell("ready " + ready.text()); };
+  handlers.onReady = [hasToCome = address.isListening()](const Address& ready) {
+    if (hasToCome) tell("ready " + ready.text());
+  };
   handlers.onTrouble = [](const std::string& reason) { tell(shown(reason)); };
   handlers.onEnd = [&](const std::string& reason) {
     trouble = reason;
