@@ -110,8 +110,8 @@ bool makeScenario(const Arguments& arguments, RecordSource& source, OutputFile& 
 
 int run(Arguments& arguments) {
   arguments.filter.prepare();
-  const auto format =
-      isToScenario(arguments) ? std::nullopt : std::optional(outputFormat(arguments));
+  const bool toScenario = isToScenario(arguments);
+  const InputFormat format = toScenario ? InputFormat::kTextLines : outputFormat(arguments);
   refuseSameFile(arguments);
   const auto from =
       arguments.from.empty() ? std::nullopt : std::optional(formatNamed(arguments.from));
@@ -120,8 +120,8 @@ int run(Arguments& arguments) {
   OutputFile output(arguments.output);
   source.setOutput(output);
   try {
-    const bool isWhole = format ? copyRecords(arguments, source, *format, output)
-                                : makeScenario(arguments, source, output);
+    const bool isWhole = toScenario ? makeScenario(arguments, source, output)
+                                    : copyRecords(arguments, source, format, output);
     output.close();
     return isWhole ? kSuccess : kUnreadable;
   } catch (...) {
