@@ -8,8 +8,6 @@
 namespace varno {
 namespace {
 
-std::string textOf(const HudString& text) { return text.value_or(std::string()); }
-
 // How the app's notices are shown; null where no setting names it.
 const NoticeSetting* settingOf(const NoticesView& notices, const std::string& packageName) {
   const auto found = std::find_if(
@@ -20,7 +18,7 @@ const NoticeSetting* settingOf(const NoticesView& notices, const std::string& pa
 }
 
 bool isEmpty(const NotificationPacket& packet) {
-  return textOf(packet.title()).empty() && textOf(packet.message()).empty();
+  return presentText(packet.title()).empty() && presentText(packet.message()).empty();
 }
 
 std::optional<LinkTime> timeOutOf(const NoticesView& notices, LinkTime now) {
@@ -34,9 +32,9 @@ std::optional<NoticeView> noticeOf(DisplayPanel& panel, const NotificationPacket
   NoticesView& notices = panel.state.notices;
   NoticeView notice;
   notice.kind = kind;
-  notice.packageName = textOf(packet.packageName());
-  notice.title = textOf(packet.title());
-  notice.message = textOf(packet.message());
+  notice.packageName = presentText(packet.packageName());
+  notice.title = presentText(packet.title());
+  notice.message = presentText(packet.message());
   notice.shownAt = now;
   const NoticeSetting* const setting = settingOf(notices, notice.packageName);
   if (!notices.isEnabled || (setting != nullptr && !setting->isEnabled)) {
@@ -121,7 +119,7 @@ void showMessage(DisplayPanel& panel, const NotificationPacket& packet, LinkTime
 
 void showSpeed(DisplayPanel& panel, const NotificationPacket& packet) {
   SpeedView& speed = panel.state.speed;
-  speed.text = textOf(packet.message());
+  speed.text = presentText(packet.message());
   const char* const end = speed.text.data() + speed.text.size();
   std::int32_t value = 0;
   const std::from_chars_result read = std::from_chars(speed.text.data(), end, value);

@@ -12,8 +12,6 @@ namespace {
 
 using Panel = DisplayPanel;
 
-std::string textOf(const HudString& text) { return text.value_or(std::string()); }
-
 DisplayCode codeOf(std::int32_t code, const DisplayCodes::Meanings& meanings) {
   return DisplayCodes::codeOf(code, meanings);
 }
@@ -33,7 +31,7 @@ SoundDeviceView& deviceAt(Panel& panel, const std::string& address) {
 SoundDeviceView& noteDevice(Panel& panel, const std::shared_ptr<BluetoothSoundDevice>& device) {
   const BluetoothSoundDevice none;
   const BluetoothSoundDevice& told = device != nullptr ? *device : none;
-  SoundDeviceView& view = deviceAt(panel, textOf(told.address()));
+  SoundDeviceView& view = deviceAt(panel, presentText(told.address()));
   if (told.name() && !told.name()->empty()) view.name = *told.name();
   view.isConnected = told.isConnected();
   return view;
@@ -60,7 +58,7 @@ void on(Panel& panel, const SystemTimeCommandPacket& packet, LinkTime now) {
   clock.reading = ClockReading{.time = std::chrono::sys_time<std::chrono::milliseconds>(
                                    std::chrono::milliseconds(packet.timeInMillis())),
                                .setAt = now};
-  clock.timeZone = textOf(packet.timeZoneId());
+  clock.timeZone = presentText(packet.timeZoneId());
 }
 
 void on(Panel& panel, const MinBrightnessCommandPacket& packet, LinkTime /*now*/) {
@@ -98,12 +96,12 @@ void on(Panel& panel, const BluetoothScanCommandPacket& packet, LinkTime /*now*/
 }
 
 void on(Panel& panel, const BluetoothConnectionCommandPacket& packet, LinkTime /*now*/) {
-  deviceAt(panel, textOf(packet.address())).isWanted = packet.isConnectionRequired();
+  deviceAt(panel, presentText(packet.address())).isWanted = packet.isConnectionRequired();
 }
 
 void on(Panel& panel, const BluetoothPairingCommandPacket& packet, LinkTime /*now*/) {
   panel.state.bluetooth.pairing = codeOf(packet.pairingType(), panel.options.codes.pairings);
-  static_cast<void>(deviceAt(panel, textOf(packet.soundDeviceAddress())));
+  static_cast<void>(deviceAt(panel, presentText(packet.soundDeviceAddress())));
 }
 
 void on(Panel& panel, const UartConnectionCheckCommandPacket& /*packet*/, LinkTime /*now*/) {
@@ -205,8 +203,8 @@ void on(Panel& panel, const KeepAliveCommandPacket& /*packet*/, LinkTime /*now*/
 
 void on(Panel& panel, const WifiStationModeCommandPacket& packet, LinkTime /*now*/) {
   WifiView& wifi = panel.state.wifi;
-  wifi.ssid = textOf(packet.ssid());
-  wifi.hasPassword = !textOf(packet.password()).empty();
+  wifi.ssid = presentText(packet.ssid());
+  wifi.hasPassword = !presentText(packet.password()).empty();
   wifi.security = codeOf(packet.securityType(), panel.options.codes.wifiSecurities);
   wifi.isJoining = true;
 }
@@ -235,7 +233,7 @@ void on(Panel& panel, const BluetoothDeviceFoundEventPacket& packet, LinkTime /*
 
 void on(Panel& panel, const BluetoothPairingEventPacket& packet, LinkTime /*now*/) {
   panel.state.bluetooth.pairing = codeOf(packet.pairingType(), panel.options.codes.pairings);
-  deviceAt(panel, textOf(packet.soundDeviceAddress())).isPaired = true;
+  deviceAt(panel, presentText(packet.soundDeviceAddress())).isPaired = true;
 }
 
 void on(Panel& panel, const VarnoAppStartEventPacket& packet, LinkTime /*now*/) {
@@ -252,17 +250,17 @@ void on(Panel& panel, const SoftwareUpdateEventPacket& /*packet*/, LinkTime /*no
 
 void on(Panel& panel, const HudVersionEventPacket& packet, LinkTime /*now*/) {
   DeviceView& device = panel.state.device;
-  device.modelName = textOf(packet.modelName());
-  device.systemVersion = textOf(packet.systemVersion());
-  device.bleVersion = textOf(packet.bleVersion());
+  device.modelName = presentText(packet.modelName());
+  device.systemVersion = presentText(packet.systemVersion());
+  device.bleVersion = presentText(packet.bleVersion());
 }
 
 void on(Panel& panel, const WifiStationStatusEventPacket& packet, LinkTime /*now*/) {
   WifiView& wifi = panel.state.wifi;
   wifi.isJoining = false;
   wifi.status = codeOf(packet.eventType(), panel.options.codes.wifiStatuses);
-  wifi.errorMessage = textOf(packet.errorMessage());
-  wifi.ipAddress = textOf(packet.ipAddress());
+  wifi.errorMessage = presentText(packet.errorMessage());
+  wifi.ipAddress = presentText(packet.ipAddress());
 }
 
 struct Row {

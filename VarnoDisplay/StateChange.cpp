@@ -2,10 +2,10 @@
 #include <VarnoDisplay/StateChange.h>
 #include <VarnoLink/Duration.h>
 #include <VarnoNetwork/Network/HudLog.h>
+#include <VarnoTraffic/RealText.h>
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
 #include <memory>
 #include <type_traits>
 #include <utility>
@@ -43,9 +43,9 @@ std::string textOf(const DisplayCode& value) { return value.text(); }
 std::string textOf(const ClockReading& value) { return value.text(); }
 
 std::string textOf(float value) {
-  std::array<char, 32> text{};
-  std::snprintf(text.data(), text.size(), "%.9g", double{value});
-  return text.data();
+  std::string text;
+  appendReal(text, value);
+  return text;
 }
 
 std::string textOf(LinkTime value) { return momentText(value); }

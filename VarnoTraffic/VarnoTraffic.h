@@ -17,6 +17,7 @@
 #include <VarnoTraffic/PacketDirectory.h>
 #include <VarnoTraffic/PacketPattern.h>
 #include <VarnoTraffic/PcapngWriter.h>
+#include <VarnoTraffic/RealText.h>
 #include <VarnoTraffic/RecordReader.h>
 #include <VarnoTraffic/Secrets.h>
 #include <VarnoTraffic/TrafficRecord.h>

@@ -4,9 +4,11 @@
 #include <VarnoDisplay/DisplayState.h>
 #include <VarnoLink/Clock.h>
 #include <VarnoNetwork/Network/HudPacket.h>
+#include <VarnoNetwork/Network/HudString.h>
 
 #include <cstdint>
 #include <optional>
+#include <string>
 
 namespace varno {
 
@@ -28,5 +30,8 @@ struct DisplayPanel {
   DisplayState state;
   std::int32_t lastNotice = 0;
 };
+
+// An absent text shows as an empty one.
+inline std::string presentText(const HudString& text) { return text.value_or(std::string()); }
 
 }  // namespace varno

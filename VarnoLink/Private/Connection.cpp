@@ -12,6 +12,7 @@
 
 #include <array>
 #include <cerrno>
+#include <new>
 #include <utility>
 
 namespace varno {
@@ -21,6 +22,9 @@ namespace {
 constexpr int kMaxReads = 4;
 constexpr int kMaxWrites = 16;
 constexpr int kMaxDiscards = 64;
+
+// From this size on, a copy into the queue takes longer than a write of its own.
+constexpr std::size_t kLargeSend = std::size_t{16} << 10;
 
 bool isSocket(int descriptor) {
   struct stat status {};
@@ -92,8 +96,29 @@ bool Connection::send(std::span<const std::uint8_t> bytes) {
   if (isClosed_ || writeError_ != 0 || !queue_.hasRoom(bytes.size())) return false;
   if (bytes.empty()) return true;
   if (!isFlushing_ && !isBlocked_) flushLater();
-  queue_.append(bytes);
+  const std::size_t written = writeLarge(bytes);
+  if (written == bytes.size()) {
+    ++writtenSends_;
+    return true;
+  }
+  try {
+    queue_.append(bytes.subspan(written));
+  } catch (const std::bad_alloc&) {
+    if (written == 0) throw;
+    stopWriting(ENOMEM);  // a part has left, so what follows would be garbage
+    return false;
+  }
   return true;
+}
+
+// Writes what it can of a large send that nothing waits before; returns how much. flush() tells of
+// it, and meets any error again.
+std::size_t Connection::writeLarge(std::span<const std::uint8_t> bytes) {
+  if (bytes.size() < kLargeSend || isBlocked_ || queuedBytes() > 0) return 0;
+  const ssize_t count = writeQuietly(descriptor_.native_handle(), isSocket_, bytes);
+  const std::size_t written = count > 0 ? static_cast<std::size_t>(count) : 0;
+  writtenBytes_ += written;
+  return written;
 }
 
 void Connection::flushLater() {
@@ -103,8 +128,8 @@ void Connection::flushLater() {
 
 void Connection::flush() {
   isFlushing_ = false;
-  std::size_t sends = 0;
-  std::size_t bytes = 0;
+  std::size_t sends = std::exchange(writtenSends_, 0);
+  std::size_t bytes = std::exchange(writtenBytes_, 0);
   int error = 0;
   for (int writes = 0; writes < kMaxWrites && error == 0 && queuedBytes() > 0; ++writes) {
     const std::span<const std::uint8_t> waiting = queue_.bytes();

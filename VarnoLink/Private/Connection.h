@@ -43,7 +43,8 @@ class Connection : public std::enable_shared_from_this<Connection> {
   // Nothing more is read. What is waited for already comes to nothing.
   void pause() { isPaused_ = true; }
 
-  // See Link::send. Throws std::bad_alloc, and then nothing is queued.
+  // See Link::send. Throws std::bad_alloc, and then nothing is queued. What is large may be written
+  // at once; the owner is told of it later, as of all else.
   bool send(std::span<const std::uint8_t> bytes);
 
   std::size_t queuedBytes() const { return queue_.bytes().size(); }
@@ -62,6 +63,7 @@ class Connection : public std::enable_shared_from_this<Connection> {
   void waitReadable();
   void read();
   bool readOnce();
+  std::size_t writeLarge(std::span<const std::uint8_t> bytes);
   void flushLater();
   void flush();
   void waitForPeer(bool hasMoved);
@@ -85,6 +87,8 @@ class Connection : public std::enable_shared_from_this<Connection> {
   int writeError_ = 0;  // after which only what the peer sent before is read
   Reading reading_ = Reading::kNot;
   SendQueue queue_;
+  std::size_t writtenSends_ = 0;  // by writeLarge, of which the owner has not been told
+  std::size_t writtenBytes_ = 0;
   std::chrono::steady_clock::time_point lastMoved_;  // while it is blocked
 };
 

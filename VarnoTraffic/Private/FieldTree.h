@@ -45,6 +45,18 @@ void fillFields(HudPacket& packet, FieldValue& values, bool isHiddenQuoted);
 // FieldVisitor visits.
 template <class Value>
 void assignValue(const FieldValue& value, Value& field);
+extern template void assignValue(const FieldValue&, bool&);
+extern template void assignValue(const FieldValue&, std::uint8_t&);
+extern template void assignValue(const FieldValue&, std::int16_t&);
+extern template void assignValue(const FieldValue&, std::int32_t&);
+extern template void assignValue(const FieldValue&, std::int64_t&);
+extern template void assignValue(const FieldValue&, std::uint16_t&);
+extern template void assignValue(const FieldValue&, std::uint32_t&);
+extern template void assignValue(const FieldValue&, std::uint64_t&);
+extern template void assignValue(const FieldValue&, float&);
+extern template void assignValue(const FieldValue&, double&);
+extern template void assignValue(const FieldValue&, HudString&);
+extern template void assignValue(const FieldValue&, StringSet&);
 
 // Throws NotationError where the record has more fields than any packet: finding each one's double
 // takes as long as there are others.

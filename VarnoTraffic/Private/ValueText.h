@@ -1,6 +1,7 @@
 #pragma once
 
 #include <VarnoNetwork/Network/FieldVisitor.h>
+#include <VarnoTraffic/RealText.h>
 
 #include <charconv>
 #include <concepts>
@@ -25,16 +26,6 @@ void appendInteger(std::string& text, Integer value) {
   char digits[20];  // as many as the longest 64-bit number has, sign included
   text.append(digits, std::to_chars(digits, digits + sizeof digits, value).ptr);
 }
-
-// The shortest text that reads back the same; "inf", "-inf", "nan", and for a NaN of other bits
-// than the usual ones "nan(0x7FC00001)". The same under every locale.
-void appendReal(std::string& text, float value);
-void appendReal(std::string& text, double value);
-
-// The number that the text, all of it, is; false where it is none. Of a float's text that lies
-// beyond all floats, too.
-bool readReal(std::string_view text, float& value);
-bool readReal(std::string_view text, double& value);
 
 // The text in double quotes. Bytes that are not valid UTF-8, and characters that a terminal acts
 // upon or does not show, as \xNN.

@@ -1,6 +1,8 @@
 #include <VarnoTraffic/Private/ValueText.h>
+#include <VarnoTraffic/RealText.h>
 
 #include <bit>
+#include <charconv>
 #include <cmath>
 #include <iomanip>
 #include <limits>
