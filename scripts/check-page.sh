@@ -3,7 +3,7 @@
 # does by a real browser; and tries what it is to keep out.
 #   scripts/check-page.sh            everything
 #   scripts/check-page.sh --format   only formats the files of the page and of its tests
-#   scripts/check-page.sh --pictures everything, and makes the manual's pictures anew
+#   scripts/check-page.sh --pictures only makes the manual's pictures
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -28,7 +28,7 @@ if ! cmp --silent $work/package-lock.json $work/node_modules/.installed; then
 fi
 
 files=(tools/page/site tests/page/*.mjs tests/page/package.json)
-prettier=($work/node_modules/.bin/prettier --config tests/page/.prettierrc.json --log-level warn)
+prettier=("$work"/node_modules/.bin/prettier --config tests/page/.prettierrc.json --log-level warn)
 if [[ ${1:-} == --format ]]; then
   exec "${prettier[@]}" --write "${files[@]}"
 fi
@@ -37,5 +37,7 @@ $work/node_modules/.bin/eslint --config $work/eslint.config.mjs --max-warnings 0
 
 scripts/build.sh release varno
 export VARNO=$PWD/build/release/tools/varno/varno SAMPLE=$PWD/tests/page/sample.txt
-[[ ${1:-} != --pictures ]] || export PICTURES=$PWD/docs
+if [[ ${1:-} == --pictures ]]; then
+  PICTURES=$PWD/docs exec node $work/pictures.mjs
+fi
 node --test --test-concurrency=1 --test-reporter=spec $work/*.test.mjs

@@ -91,8 +91,9 @@ TEST(PageServer, KeepsTheLastRecordsAndGoesOnWhereAViewerWas) {
 
 TEST(PageServer, TellsWhichRecordChangedWhatTheDriverSees) {
   PageServer page({});
-  page.setState(R"({"speed":{"text":"52"}})", std::nullopt, 0);
-  page.setState(R"({"speed":{"text":"57"}})", page.add(speedRecord('7')), 1'500'000'000);
+  page.setState([] { return R"({"speed":{"text":"52"}})"; }, std::nullopt, 0);
+  page.setState([] { return R"({"speed":{"text":"57"}})"; }, page.add(speedRecord('7')),
+                1'500'000'000);
   Viewer viewer(page, "events", "\r\n");
   const std::string told = viewer.readUntil("\"c\":2,");
   EXPECT_NE(told.find(R"({"state":{"speed":{"text":"57"}},)"), std::string::npos) << told;
@@ -111,7 +112,7 @@ TEST(PageServer, HandsOnCommandsAndTellsHowTheyEnded) {
   ASSERT_TRUE(command);
   EXPECT_EQ(command->kind, PageCommand::Kind::kSend);
   EXPECT_EQ(command->direction, Direction::kToPhone);
-  EXPECT_EQ(command->bytes, (std::vector<std::uint8_t>{0x02, 0x7D, 0x7E, 0x01, 0x00, 0x03}));
+  EXPECT_EQ(command->bytes, (std::vector<std::uint8_t>{0x02, 0x7D, 0x7E, 0x01, 0x01, 0x03}));
   command->answer("The link is down.");
   asking.join();
   EXPECT_NE(answer.find(R"({"error":"The link is down."})"), std::string::npos) << answer;

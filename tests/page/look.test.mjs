@@ -156,9 +156,13 @@ test("100,000 records stream in without making the page slow", async () => {
   const flood = await start(["page", "-", "--from", "text", "--page-token", TOKEN]);
   const other = await open(browser, flood.printed[0]);
   for (let sent = 0; sent < burst; sent += rate) flood.child.stdin.write(lines);
-  await until("the burst is there", async () =>
-    (await textOf(other, "#traffic-count")).startsWith("90,000 records"),
-  );
+  const counts = async (told) =>
+    until(
+      `${told} are there`,
+      async () => (await textOf(other, "#traffic-count")).startsWith(told),
+      120_000,
+    );
+  await counts("90,000 records");
   const rows = () => other.$$eval("#records [role=option]", (found) => found.length);
   await other.tracing.start({ categories: ["disabled-by-default-devtools.timeline", "toplevel"] });
   for (let second = 0; second < 3; ++second) {
@@ -168,9 +172,7 @@ test("100,000 records stream in without making the page slow", async () => {
     }
     assert.ok((await rows()) < 300);
   }
-  await until("all are there", async () =>
-    /^10\d,\d{3} records|100,000 records/.test(await textOf(other, "#traffic-count")),
-  );
+  await counts("100,000 records; the first ");
   const trace = JSON.parse(Buffer.from(await other.tracing.stop()).toString());
   // By the processor's time, so that other programs on this machine do not count.
   const mains = new Set(

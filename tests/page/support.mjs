@@ -58,8 +58,8 @@ export class Phone {
   }
 }
 
-export async function until(what, isSo) {
-  for (const end = Date.now() + WAIT_MS; Date.now() < end;) {
+export async function until(what, isSo, waitMs = WAIT_MS) {
+  for (const end = Date.now() + waitMs; Date.now() < end;) {
     if (await (async () => isSo())().catch(() => false)) return;
     await new Promise((done) => setTimeout(done, 50));
   }

@@ -177,10 +177,12 @@ void PageServer::State::handleCommand(const Request& request, Response& response
   PageCommand command;
   const std::string problem = readCommand(request.body, hub, options, command);
   if (!problem.empty()) return answerProblem(response, 200, problem);
-  // Given up with the command where nobody answers.
-  const auto promise = std::make_shared<std::promise<std::string>>();
+  // The command alone has it: where the command is dropped, the wait below ends.
+  auto promise = std::make_shared<std::promise<std::string>>();
   std::future<std::string> answered = promise->get_future();
-  command.answer = [given = promise](const std::string& text) { given->set_value(text); };
+  command.answer = [given = std::move(promise)](const std::string& text) {
+    given->set_value(text);
+  };
   {
     const std::lock_guard lock(hub.mutex);
     if (hub.isStopped || hub.commands.size() >= kMaxCommands) {
@@ -242,7 +244,7 @@ std::uint64_t PageServer::add(const TrafficRecord& record) {
   return number;
 }
 
-void PageServer::setState(std::string json, std::optional<std::uint64_t> record,
+void PageServer::setState(std::function<std::string()> json, std::optional<std::uint64_t> record,
                           std::int64_t time) {
   const std::lock_guard lock(state_->hub.mutex);
   auto& told = state_->hub.told;

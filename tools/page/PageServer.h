@@ -87,10 +87,12 @@ class PageServer {
   // Returns the record's number, from 1 on.
   std::uint64_t add(const TrafficRecord& record);
 
-  // What the driver sees now, as a JSON object. record: the number of the record that changed it;
+  // What the driver sees now: what gives it as a JSON object, later and on another thread, if it is
+  // wanted at all. record: the number of the record that changed it;
   // none where time did. time: nanoseconds since the epoch. Without effect where nothing changed.
   // Of very many in a short time, viewers are told of some as one.
-  void setState(std::string json, std::optional<std::uint64_t> record, std::int64_t time);
+  void setState(std::function<std::string()> json, std::optional<std::uint64_t> record,
+                std::int64_t time);
 
   void setLinks(const std::vector<PageLink>& links);
   // The faults that are put in, as their texts, with what they did so far. Without effect, as

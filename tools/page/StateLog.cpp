@@ -8,7 +8,7 @@ namespace varno::tool {
 
 void StateLog::add(const ToldState& told) {
   using Json = nlohmann::json;
-  Json next = Json::parse(told.json, nullptr, false);
+  Json next = Json::parse(told.json(), nullptr, false);
   if (!next.is_object() || next == state_) return;
   Json change = {{"c", ++last_}, {"n", nullptr}, {"t", timeText(told.time)}};
   if (told.record) change["n"] = *told.record;

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -12,7 +13,7 @@ namespace varno::tool {
 
 // A state that the tool told of.
 struct ToldState {
-  std::string json;
+  std::function<std::string()> json;
   std::optional<std::uint64_t> record;  // the number of the one that made it
   std::int64_t time;
 };

@@ -82,6 +82,10 @@ export class Plot {
     // The second that goes on is not counted yet.
     const end = this.#isLive ? Math.floor(Date.now() / 1000) - 1 : this.#last;
     for (const chart of this.#charts) {
+      if (!Number.isFinite(end)) {
+        setText(chart.figure, "no times");
+        continue;
+      }
       const values = [];
       for (let second = end - SECONDS + 1; second <= end; ++second) {
         values.push(this.#counts.get(second)?.[chart.name] ?? 0);
@@ -94,12 +98,8 @@ export class Plot {
       chart.line.setAttribute("d", `M${points.join("L")}`);
       chart.area.setAttribute("d", `M0 ${HEIGHT}L${points.join("L")}L${WIDTH} ${HEIGHT}Z`);
       const now = values[values.length - 1];
-      setText(
-        chart.figure,
-        Number.isFinite(end)
-          ? `${countText(now)} · most ${countText(Math.max(...values))} in 5 min`
-          : "no times",
-      );
+      const peak = countText(Math.max(...values));
+      setText(chart.figure, `${countText(now)} · most ${peak} in 5 min`);
     }
     const { frames, bytes, wrong } = this.#totals;
     setText(

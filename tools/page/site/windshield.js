@@ -33,7 +33,7 @@ export class Windshield {
     const ground = h(
       "select",
       { "aria-label": "Background", onchange: () => this.#setGround(ground.value) },
-      h("option", { value: "auto" }, "Day or night by the clock"),
+      h("option", { value: "auto" }, "Day or night as shown"),
       h("option", { value: "day" }, "Day"),
       h("option", { value: "night" }, "Night"),
     );
