@@ -13,7 +13,7 @@ headersTargets+=" VarnoLink-static$headers VarnoDisplay-static$headers"
 # A stage: its name | the groups of packages it needs | its command.
 stages=(
   "format       | format                       | scripts/format.sh --check"
-  "scripts      | scripts                      | shellcheck scripts/*.sh tests/tools/*.sh .ci/run"
+  "scripts      | scripts                      | shellcheck scripts/*.sh tests/tools/*.sh examples/*.sh .ci/run"
   "cppcheck     | cppcheck                     | scripts/cppcheck.sh"
   "release      | build test                   | preset release"
   "captures     | build test captures          | scripts/check-captures.sh"

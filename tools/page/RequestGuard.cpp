@@ -38,8 +38,8 @@ std::string nameIn(std::string_view host) {
 
 }  // namespace
 
-RequestGuard::RequestGuard(std::string token, std::string host)
-    : root_("/" + std::move(token) + "/"), host_(std::move(host)) {}
+RequestGuard::RequestGuard(const std::string& token, std::string host)
+    : root_(std::string(1, '/').append(token) += '/'), host_(std::move(host)) {}
 
 // No site can make a browser send the name of another site: an address is not a name, and cannot be
 // made to lead elsewhere. The port is not looked at, so that it may be forwarded.
@@ -55,8 +55,9 @@ std::optional<Refusal> RequestGuard::refuse(const RequestHead& head) const {
   if (!isEqual(head.path.substr(0, root_.size()), root_)) {
     return Refusal{403, "The page's address has a secret part: open the one that varno printed."};
   }
-  const bool isForeign = (!head.origin.empty() && head.origin != "http://" + head.host) ||
-                         head.fetchSite == "cross-site" || head.fetchSite == "same-site";
+  const bool isForeign =
+      (!head.origin.empty() && head.origin != std::string("http://").append(head.host)) ||
+      head.fetchSite == "cross-site" || head.fetchSite == "same-site";
   if (head.method == "GET" || head.method == "HEAD") {
     // A link elsewhere may lead here, which is a navigation without an origin.
     if (!head.origin.empty() && isForeign) return Refusal{403, "Another site asks for this."};
@@ -87,7 +88,7 @@ std::string randomToken() {
 }
 
 std::string bracketed(const std::string& host) {
-  return host.find(':') == std::string::npos ? host : "[" + host + "]";
+  return host.find(':') == std::string::npos ? host : std::string("[").append(host).append("]");
 }
 
 }  // namespace varno::tool

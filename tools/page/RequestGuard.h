@@ -29,7 +29,7 @@ struct Refusal {
 class RequestGuard {
  public:
   // host: what the page listens on, which is a name that it may be asked by.
-  RequestGuard(std::string token, std::string host);
+  RequestGuard(const std::string& token, std::string host);
 
   // The token as a path, "/TOKEN/".
   const std::string& root() const { return root_; }
