@@ -18,6 +18,7 @@
 
 namespace varno {
 
+// A visitor that does nothing, to ask whether a type has fields.
 struct DisplayFieldsProbe {
   template <class... Value>
   void operator()(std::string_view /*name*/, const Value&... /*values*/) {}
@@ -31,6 +32,7 @@ concept DisplayRecord = requires(const Type& record, DisplayFieldsProbe& visit) 
 
 namespace detail {
 
+// A visitor that compares.
 struct SameDisplayFields {
   bool isSame = true;
 

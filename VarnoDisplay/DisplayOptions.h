@@ -44,7 +44,9 @@ struct DisplayDelays {
   std::chrono::milliseconds keepAlive{10'000};  // one that comes later is missed
 };
 
+// What a simulated display is, and what it does by itself.
 struct DisplayOptions {
+  // A sound device that a scan finds.
   struct Device {
     std::string name;
     std::string address;

@@ -72,6 +72,7 @@ struct ClockReading {
   VARNO_EXPORT std::string text() const;  // "2017-07-14T02:40:00Z"
 };
 
+// The clock and the date.
 struct ClockView {
   bool isVisible = false;
   std::optional<ClockReading> reading = {};  // none before it was set
@@ -85,6 +86,7 @@ struct ClockView {
   }
 };
 
+// The speed, which the phone sends as a text, and how it is shown.
 struct SpeedView {
   bool isVisible = false;
   std::string text = {};                   // as the phone sent it; empty before it did
@@ -154,6 +156,7 @@ struct NoticeSetting {
   }
 };
 
+// What apps notified the driver of, and what is said of that.
 struct NoticesView {
   bool isEnabled = true;
   std::int32_t timeoutSeconds = 10;     // 0 or less: none times out
@@ -207,6 +210,7 @@ struct PictureView {
   }
 };
 
+// What the display was told of GPS and OBD-II.
 struct SensorsView {
   bool isGpsReliable = false;
   bool isObd2Wanted = false;  // the phone told the display to connect to OBD-II
@@ -218,6 +222,7 @@ struct SensorsView {
   }
 };
 
+// The network that the display joins as a station.
 struct WifiView {
   std::string ssid = {};  // of the network to join
   bool hasPassword = false;
@@ -243,6 +248,7 @@ struct WifiView {
   }
 };
 
+// A Bluetooth sound device, as far as the display knows it.
 struct SoundDeviceView {
   std::string address = {};
   std::string name = {};
@@ -264,6 +270,7 @@ struct SoundDeviceView {
   }
 };
 
+// The display's Bluetooth.
 struct BluetoothView {
   bool isEnabled = true;
   bool isScanning = false;
@@ -281,6 +288,7 @@ struct BluetoothView {
   }
 };
 
+// The display itself: its version, its update, and what it was told to do.
 struct DeviceView {
   std::string modelName = {};
   std::string systemVersion = {};

@@ -56,44 +56,64 @@ struct ScenarioPacket {
   std::string text;
   std::optional<TrafficRecord> record;  // none where variables are still without value
 };
+
+// A pattern, with the text that it was read from.
 struct ScenarioPattern {
   std::string text;
   PacketPattern pattern;
 };
 
+// `send PACKET`
 struct SendStatement {
   ScenarioPacket packet;
 };
+
+// `expect PATTERN [within T]`
 struct ExpectStatement {
   ScenarioPattern pattern;
   std::chrono::nanoseconds within;
 };
+
+// `expect link up|down [within T]`
 struct ExpectLinkStatement {
   bool isUp = true;
   std::chrono::nanoseconds within;
 };
+
+// `reject PATTERN for T`
 struct RejectStatement {
   ScenarioPattern pattern;
   std::chrono::nanoseconds duration;
 };
+
+// `ignore PATTERN`
 struct IgnoreStatement {
   ScenarioPattern pattern;
 };
+
+// `on PATTERN send PACKET`
 struct AnswerStatement {
   ScenarioPattern pattern;
   ScenarioPacket answer;
 };
+
+// `fault DIRECTION KIND k=v...`
 struct FaultStatement {
   DirectedFault fault;
 };
+
+// `link close|reset|open`
 struct LinkStatement {
   enum class Action : std::uint8_t { kClose, kReset, kOpen };
   Action action = Action::kClose;
 };
+
+// `wait T`
 struct WaitStatement {
   std::chrono::nanoseconds duration;
 };
 
+// One statement, and where it stands.
 struct ScenarioStatement {
   ScenarioPlace place;  // of what stands behind the statement's word
   std::variant<SendStatement, ExpectStatement, ExpectLinkStatement, RejectStatement,
@@ -121,6 +141,7 @@ struct ScenarioError {
   VARNO_EXPORT std::string text() const;
 };
 
+// What reading a scenario gave.
 struct ScenarioReading {
   Scenario scenario;                  // of use where there are no errors
   std::vector<ScenarioError> errors;  // all of them, in the order of the lines

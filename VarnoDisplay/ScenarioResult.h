@@ -49,6 +49,7 @@ struct ScenarioCase {
   std::chrono::nanoseconds took{};
 };
 
+// How a scenario ended.
 struct ScenarioResult {
   ScenarioOutcome outcome = ScenarioOutcome::kRunning;
   std::uint64_t seed = 0;

@@ -35,6 +35,7 @@ class VARNO_EXPORT ScenarioWire {
   ScenarioWire& operator=(const ScenarioWire&) = default;
 };
 
+// How a scenario is run.
 struct ScenarioOptions {
   // These two go before what the scenario's options say.
   std::optional<std::uint64_t> seed = {};

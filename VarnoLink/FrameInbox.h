@@ -13,6 +13,7 @@
 
 namespace varno {
 
+// The limits of an inbox.
 struct FrameInboxOptions {
   // How much may wait for the main thread.
   std::size_t maxFrames = 100'000;
@@ -24,6 +25,7 @@ struct FrameInboxOptions {
   std::function<void()> onRoom = {};
 };
 
+// What an inbox has done so far.
 struct FrameInboxCounters {
   FrameCutter::Counts pieces;       // what was cut
   std::uint64_t refusedFrames = 0;  // that handleRawPacket would have thrown for: malformed ones

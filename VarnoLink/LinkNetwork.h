@@ -21,6 +21,7 @@ namespace varno {
 
 class NetworkLink;
 
+// How a network's link works, and what it tells.
 struct LinkNetworkOptions {
   // How the link connects and comes back. Its limits of what waits to be written are not used, but
   // maxSendFrames and maxSendBytes.

@@ -14,6 +14,7 @@
 
 namespace varno {
 
+// How a link connects, comes back, and how much may wait in it.
 struct LinkOptions {
   // Whether the link comes back after a connection or an attempt has ended. Without it a listening
   // side serves one peer, and then stays down.
@@ -53,6 +54,7 @@ enum class LinkState : std::uint8_t {
 // "down", "connecting" or "up".
 VARNO_EXPORT std::string_view linkStateText(LinkState state) noexcept;
 
+// How a link stands.
 struct LinkStatus {
   LinkState state = LinkState::kDown;
 
