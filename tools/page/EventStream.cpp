@@ -12,7 +12,7 @@ using std::chrono::milliseconds;
 
 // A page takes in a batch of so many in a few milliseconds.
 constexpr std::size_t kMaxBatchRecords = 500;
-constexpr std::size_t kMaxBatchBytes = 256 * 1024;
+constexpr std::size_t kMaxBatchBytes = std::size_t{256} << 10;
 constexpr std::size_t kMaxBatchStates = 40;
 // Between batches, so that a record each does not cost an event each.
 constexpr milliseconds kPause{30};

@@ -18,13 +18,13 @@ using std::chrono::milliseconds;
 constexpr milliseconds kRequestTime{5000};   // for the whole of a request to come in
 constexpr milliseconds kUnreadTime{10'000};  // a reader may take nothing for so long
 constexpr milliseconds kLingerTime{1000};
-constexpr std::size_t kMaxHeadBytes = 64 * 1024;
+constexpr std::size_t kMaxHeadBytes = std::size_t{64} << 10;
 
 // How many bytes of a body that is refused are read, so that its sender sees why.
-constexpr std::size_t kMaxLingerBytes = 1024 * 1024;
+constexpr std::size_t kMaxLingerBytes = std::size_t{1} << 20;
 
 void drain(socket_t socket, milliseconds patience) {
-  std::array<char, 16 * 1024> dropped{};
+  std::array<char, std::size_t{16} << 10> dropped{};
   const auto deadline = std::chrono::steady_clock::now() + patience;
   for (std::size_t total = 0; total < kMaxLingerBytes;) {
     const auto left =
@@ -101,7 +101,7 @@ void HttpConnection::get_local_ip_and_port(std::string& ip, int& port) const {
   get_remote_ip_and_port(ip, port);
 }
 
-void HttpConnection::finish() {
+void HttpConnection::finish() const {
   ::shutdown(socket_, SHUT_WR);
   drain(socket_, kLingerTime);
 }

@@ -24,7 +24,7 @@ class HttpConnection : public httplib::Stream {
 
   // After the response: lets the peer read it, which a reset would take away from it while it still
   // sends.
-  void finish();
+  void finish() const;
 
   // Ends the sending, drops for so long what still comes in, and closes.
   static void closeGently(socket_t socket, std::chrono::milliseconds patience);

@@ -14,7 +14,7 @@ namespace varno::tool {
 // number of connections the next ones are told so at once, without a thread.
 class HttpServer : public httplib::Server {
  public:
-  static constexpr std::size_t kMaxBodyBytes = 256 * 1024;
+  static constexpr std::size_t kMaxBodyBytes = std::size_t{256} << 10;
 
   explicit HttpServer(std::size_t maxConnections);
   ~HttpServer() override;

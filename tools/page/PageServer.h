@@ -61,7 +61,7 @@ struct PageOptions {
   // The faults there are, as a JSON array of {"kind":..., "parameters":..., "summary":...}.
   std::string faultKinds = "[]";
   std::size_t maxRecords = 100'000;
-  std::size_t maxBytes = 128 * 1024 * 1024;  // of the records that are kept
+  std::size_t maxBytes = std::size_t{128} << 20;  // of the records that are kept
   std::size_t maxViewers = 8;
   // Called when there is a command to take, on a thread of the server: to wake the one that takes
   // it.

@@ -20,7 +20,7 @@
 namespace varno::tool {
 namespace {
 
-struct Arguments {
+struct ConvertArguments {
   std::string input;
   std::string output;
   std::string from;
@@ -32,12 +32,12 @@ struct Arguments {
 constexpr std::string_view kScenario = "scenario";
 constexpr std::string_view kScenarioEnding = ".varno";
 
-bool isToScenario(const Arguments& arguments) {
+bool isToScenario(const ConvertArguments& arguments) {
   return arguments.to.empty() ? arguments.output.ends_with(kScenarioEnding)
                               : arguments.to == kScenario;
 }
 
-InputFormat outputFormat(const Arguments& arguments) {
+InputFormat outputFormat(const ConvertArguments& arguments) {
   if (!arguments.to.empty()) return formatNamed(arguments.to);
   if (const auto format = formatOfName(arguments.output)) return *format;
   throw Failure(kUsage, "the ending of '" + shown(arguments.output) +
@@ -46,7 +46,7 @@ InputFormat outputFormat(const Arguments& arguments) {
 }
 
 // Opening the output empties it, and with it the input where both are one file.
-void refuseSameFile(const Arguments& arguments) {
+void refuseSameFile(const ConvertArguments& arguments) {
   std::error_code ignored;
   if (arguments.output != "-" &&
       std::filesystem::equivalent(arguments.input, arguments.output, ignored)) {
@@ -60,7 +60,7 @@ bool mayHaveSecrets(const TrafficRecord& record, const PacketDirectory& director
 }
 
 // False where something in the input could not be read.
-bool copyRecords(const Arguments& arguments, RecordSource& source, InputFormat to,
+bool copyRecords(const ConvertArguments& arguments, RecordSource& source, InputFormat to,
                  OutputFile& output) {
   std::ostream stream(&output);
   stream.exceptions(std::ios::badbit);
@@ -94,7 +94,7 @@ bool copyRecords(const Arguments& arguments, RecordSource& source, InputFormat t
 }
 
 // What the display sent, and what is expected of the phone.
-bool makeScenario(const Arguments& arguments, RecordSource& source, OutputFile& output) {
+bool makeScenario(const ConvertArguments& arguments, RecordSource& source, OutputFile& output) {
   std::ostream stream(&output);
   stream.exceptions(std::ios::badbit);
   ScenarioWriter writer(stream, "from " + shown(arguments.input), arguments.filter.directory());
@@ -108,7 +108,7 @@ bool makeScenario(const Arguments& arguments, RecordSource& source, OutputFile& 
   return source.isWhole();
 }
 
-int run(Arguments& arguments) {
+int run(ConvertArguments& arguments) {
   arguments.filter.prepare();
   const bool toScenario = isToScenario(arguments);
   const InputFormat format = toScenario ? InputFormat::kTextLines : outputFormat(arguments);
@@ -133,7 +133,7 @@ int run(Arguments& arguments) {
 }  // namespace
 
 Run defineConvert(CLI::App& app) {
-  const auto arguments = std::make_shared<Arguments>();
+  const auto arguments = std::make_shared<ConvertArguments>();
   app.add_option("IN", arguments->input, "Any recorded traffic; - is standard input")
       ->required()
       ->type_name("");

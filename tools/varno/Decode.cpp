@@ -14,7 +14,7 @@
 namespace varno::tool {
 namespace {
 
-struct Arguments {
+struct DecodeArguments {
   std::vector<std::string> files;
   std::string format;
   std::string times = "absolute";
@@ -32,7 +32,7 @@ const std::map<std::string, DecodeOutput::Times> kTimes = {
     {"delta", DecodeOutput::Times::kDelta},       {"d", DecodeOutput::Times::kDelta},
 };
 
-DecodeOutput::Form formOf(const Arguments& arguments) {
+DecodeOutput::Form formOf(const DecodeArguments& arguments) {
   if (arguments.json + arguments.explain + arguments.hex > 1) {
     throw Failure(kUsage, "--json, --explain and --hex exclude each other");
   }
@@ -42,7 +42,7 @@ DecodeOutput::Form formOf(const Arguments& arguments) {
 }
 
 // False where something in the file could not be read.
-bool decodeFile(const std::string& path, const Arguments& arguments, DecodeOutput& decode,
+bool decodeFile(const std::string& path, const DecodeArguments& arguments, DecodeOutput& decode,
                 OutputFile& output) {
   const auto format =
       arguments.format.empty() ? std::nullopt : std::optional(formatNamed(arguments.format));
@@ -56,7 +56,7 @@ bool decodeFile(const std::string& path, const Arguments& arguments, DecodeOutpu
   return source.isWhole();
 }
 
-int run(Arguments& arguments) {
+int run(DecodeArguments& arguments) {
   arguments.filter.prepare();
   OutputFile output("-");
   DecodeOutput::Options& options = arguments.output;
@@ -85,7 +85,7 @@ int run(Arguments& arguments) {
 }  // namespace
 
 Run defineDecode(CLI::App& app) {
-  const auto arguments = std::make_shared<Arguments>();
+  const auto arguments = std::make_shared<DecodeArguments>();
   app.add_option("FILE", arguments->files,
                  "Captures, logs, text, JSON lines, hex, wire bytes; - is standard input")
       ->type_name("");

@@ -21,7 +21,7 @@
 namespace varno::tool {
 namespace {
 
-struct Arguments {
+struct DisplayArguments {
   std::string address;
   std::string scenario;
   std::string record;
@@ -59,7 +59,7 @@ std::string countsText(LiveDisplay& live) {
 
 class DisplayProgram {
  public:
-  DisplayProgram(const Arguments& arguments, Address address, const Scenario* scenario,
+  DisplayProgram(const DisplayArguments& arguments, Address address, const Scenario* scenario,
                  CaptureRecorder* recorder)
       : arguments_(arguments),
         recorder_(recorder),
@@ -156,7 +156,7 @@ class DisplayProgram {
     return codeOf(result.outcome);
   }
 
-  const Arguments& arguments_;
+  const DisplayArguments& arguments_;
   CaptureRecorder* recorder_;
   OutputFile output_;
   LinkLoop loop_;
@@ -169,7 +169,7 @@ class DisplayProgram {
   std::string trouble_;
 };
 
-int run(const Arguments& arguments) {
+int run(const DisplayArguments& arguments) {
   Address address = addressFrom(arguments.address);
   std::optional<Scenario> scenario;
   if (!arguments.scenario.empty()) {
@@ -185,7 +185,7 @@ int run(const Arguments& arguments) {
 }  // namespace
 
 Run defineDisplay(CLI::App& app) {
-  const auto arguments = std::make_shared<Arguments>();
+  const auto arguments = std::make_shared<DisplayArguments>();
   app.add_option("ADDRESS", arguments->address,
                  "Where the phone is, or is to come: as tcp-listen://127.0.0.1:4711,\n"
                  "unix-listen:///run/display, serial:///dev/ttyUSB0?baud=115200, pty://")

@@ -14,7 +14,7 @@
 namespace varno::tool {
 namespace {
 
-struct Arguments {
+struct EncodeArguments {
   std::vector<std::string> packets;
   bool raw = false;
 };
@@ -42,7 +42,7 @@ class Encoder {
 };
 
 // All of them or none.
-int encodeArguments(const Arguments& arguments, OutputFile& output) {
+int encodeArguments(const EncodeArguments& arguments, OutputFile& output) {
   Encoder encoder(arguments.raw);
   std::string text;
   bool isGood = true;
@@ -55,7 +55,7 @@ int encodeArguments(const Arguments& arguments, OutputFile& output) {
   return kSuccess;
 }
 
-int encodeLines(const Arguments& arguments, OutputFile& output) {
+int encodeLines(const EncodeArguments& arguments, OutputFile& output) {
   Encoder encoder(arguments.raw);
   InputFile input("-");
   input.setOnWait([&] { output.flush(); });
@@ -74,7 +74,7 @@ int encodeLines(const Arguments& arguments, OutputFile& output) {
   return code;
 }
 
-int run(const Arguments& arguments) {
+int run(const EncodeArguments& arguments) {
   OutputFile output("-");
   return arguments.packets.empty() ? encodeLines(arguments, output)
                                    : encodeArguments(arguments, output);
@@ -83,7 +83,7 @@ int run(const Arguments& arguments) {
 }  // namespace
 
 Run defineEncode(CLI::App& app) {
-  const auto arguments = std::make_shared<Arguments>();
+  const auto arguments = std::make_shared<EncodeArguments>();
   app.add_option("PACKET", arguments->packets,
                  "A packet's type and fields, or raw and bytes in hex; a line each of standard "
                  "input where there is none")

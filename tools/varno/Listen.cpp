@@ -13,7 +13,7 @@
 namespace varno::tool {
 namespace {
 
-struct Arguments {
+struct ListenArguments {
   std::string address;
   std::string role = "phone";
   std::string record;
@@ -23,7 +23,7 @@ struct Arguments {
   bool showsSecrets = false;
 };
 
-int run(const Arguments& arguments) {
+int run(const ListenArguments& arguments) {
   const Address address = addressFrom(arguments.address);
   const Direction received =
       arguments.role == "phone" ? Direction::kToPhone : Direction::kToDisplay;
@@ -63,7 +63,7 @@ int run(const Arguments& arguments) {
 }  // namespace
 
 Run defineListen(CLI::App& app) {
-  const auto arguments = std::make_shared<Arguments>();
+  const auto arguments = std::make_shared<ListenArguments>();
   app.add_option("ADDRESS", arguments->address,
                  "Where the other side is, or comes: tcp://192.168.43.1:4711, pty://,\n"
                  "serial:///dev/ttyUSB0?baud=115200, tcp-listen://127.0.0.1:4711, ...")

@@ -4,12 +4,6 @@
 #include <utility>
 
 namespace varno::tool {
-namespace {
-
-// How long the other side may take to read what was sent last.
-constexpr std::chrono::seconds kMostLinger{2};
-
-}  // namespace
 
 LivePeer::LivePeer(LinkLoop& loop, Address address, const Scenario& scenario,
                    ScenarioOptions options, Handlers handlers)
@@ -71,7 +65,7 @@ void LivePeer::isUsed() {
   }
   if (!peer_.isFinished()) return;
   if (peer_.isIdle() && link_.isWritten()) return end({});
-  if (!endTimer_.isSet()) endTimer_.after(kMostLinger, [this] { end({}); });
+  if (!endTimer_.isSet()) endTimer_.after(PeerLink::kMostLinger, [this] { end({}); });
 }
 
 }  // namespace varno::tool

@@ -15,7 +15,7 @@
 namespace varno::tool {
 namespace {
 
-struct Arguments {
+struct CaptureArguments {
   std::string file;
   std::string format;
   bool showsSecrets = false;
@@ -47,7 +47,7 @@ class EndSignals {
   sigset_t signals_{};
 };
 
-int run(const Arguments& arguments) {
+int run(const CaptureArguments& arguments) {
   const EndSignals signals;
   const auto format =
       arguments.format.empty() ? std::nullopt : std::optional(formatNamed(arguments.format));
@@ -73,7 +73,7 @@ int run(const Arguments& arguments) {
 }  // namespace
 
 Run definePage(CLI::App& app) {
-  const auto arguments = std::make_shared<Arguments>();
+  const auto arguments = std::make_shared<CaptureArguments>();
   app.add_option("FILE", arguments->file, "Any recorded traffic; - is standard input")
       ->required()
       ->type_name("");

@@ -4,12 +4,6 @@
 #include <utility>
 
 namespace varno::tool {
-namespace {
-
-// How long the other side may take to read what was sent last.
-constexpr std::chrono::seconds kMostLinger{2};
-
-}  // namespace
 
 PeerLink::PeerLink(LinkLoop& loop, Address address, Handlers handlers)
     : loop_(loop), address_(std::move(address)), handlers_(std::move(handlers)), timer_(loop) {}

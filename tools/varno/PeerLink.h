@@ -5,6 +5,7 @@
 #include <VarnoLink/LinkLoop.h>
 #include <VarnoLink/LinkTimer.h>
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -17,6 +18,9 @@ namespace varno::tool {
 // back at the same place. On the loop's thread.
 class PeerLink {
  public:
+  // How long the other side may take to read what was sent last.
+  static constexpr std::chrono::seconds kMostLinger{2};
+
   struct Handlers {
     // The link can be used by the other side, at this address; once.
     std::function<void(const Address& address)> onReady;

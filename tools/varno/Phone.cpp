@@ -20,7 +20,7 @@
 namespace varno::tool {
 namespace {
 
-struct Arguments {
+struct PhoneArguments {
   std::string address;
   std::string record;
   std::string keepAlive;
@@ -32,7 +32,7 @@ struct Arguments {
 // A phone that a person plays. On the loop's thread.
 class ManualPhone {
  public:
-  ManualPhone(LinkLoop& loop, const Arguments& arguments, CaptureRecorder* recorder)
+  ManualPhone(LinkLoop& loop, const PhoneArguments& arguments, CaptureRecorder* recorder)
       : loop_(loop),
         printer_(arguments.showsSecrets ? Secrets::kShown : Secrets::kHidden),
         recorder_(recorder),
@@ -226,7 +226,7 @@ class ManualPhone {
   std::string trouble_;
 };
 
-int run(const Arguments& arguments) {
+int run(const PhoneArguments& arguments) {
   const std::unique_ptr<CaptureRecorder> recorder = recorderFor(arguments.record);
   LinkLoop loop;
   const SignalWatch signals(loop, [&](int) { loop.stop(); });
@@ -238,7 +238,7 @@ int run(const Arguments& arguments) {
 }  // namespace
 
 Run definePhone(CLI::App& app) {
-  const auto arguments = std::make_shared<Arguments>();
+  const auto arguments = std::make_shared<PhoneArguments>();
   app.add_option("ADDRESS", arguments->address,
                  "Where the display is, or is to come: tcp://192.168.43.1:4711,\n"
                  "unix:///run/display, serial:///dev/ttyUSB0?baud=115200")

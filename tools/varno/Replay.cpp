@@ -15,7 +15,7 @@
 namespace varno::tool {
 namespace {
 
-struct Arguments {
+struct ReplayArguments {
   std::string file;
   std::string address;
   std::string format;
@@ -34,7 +34,7 @@ struct Arguments {
   bool showsSecrets = false;
 };
 
-Replayer::Options optionsFrom(const Arguments& arguments) {
+Replayer::Options optionsFrom(const ReplayArguments& arguments) {
   if (arguments.file == "-")
     throw Failure(kUsage, "standard input cannot be replayed: name a file");
   if (!std::isfinite(arguments.speed) || arguments.speed < 0) {
@@ -66,7 +66,7 @@ std::string countsText(const Replayer::Counts& counts, bool expects) {
   return text;
 }
 
-int run(const Arguments& arguments) {
+int run(const ReplayArguments& arguments) {
   const Address address = addressFrom(arguments.address);
   const Replayer::Options options = optionsFrom(arguments);
   LinkLoop loop;
@@ -95,7 +95,7 @@ int run(const Arguments& arguments) {
 }  // namespace
 
 Run defineReplay(CLI::App& app) {
-  const auto arguments = std::make_shared<Arguments>();
+  const auto arguments = std::make_shared<ReplayArguments>();
   app.add_option("FILE", arguments->file, "Any recorded traffic")->required()->type_name("");
   app.add_option("ADDRESS", arguments->address,
                  "Where the other side is, or comes: tcp://192.168.43.1:4711, pty://, ...")

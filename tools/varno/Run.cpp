@@ -16,7 +16,7 @@
 namespace varno::tool {
 namespace {
 
-struct Arguments {
+struct RunArguments {
   std::string file;
   std::string address;
   std::string as;
@@ -26,7 +26,7 @@ struct Arguments {
   std::optional<std::uint64_t> seed;
 };
 
-void writeReport(const Arguments& arguments, const ScenarioResult& result) {
+void writeReport(const RunArguments& arguments, const ScenarioResult& result) {
   if (arguments.junit.empty()) return;
   OutputFile file(arguments.junit);
   std::ostream output(&file);
@@ -36,7 +36,7 @@ void writeReport(const Arguments& arguments, const ScenarioResult& result) {
   file.close();
 }
 
-int run(const Arguments& arguments) {
+int run(const RunArguments& arguments) {
   const Address address = addressFrom(arguments.address);
   ScenarioOptions options;
   options.seed = arguments.seed;
@@ -87,7 +87,7 @@ int run(const Arguments& arguments) {
 }  // namespace
 
 Run defineRun(CLI::App& app) {
-  const auto arguments = std::make_shared<Arguments>();
+  const auto arguments = std::make_shared<RunArguments>();
   app.add_option("FILE", arguments->file, "The scenario; - is standard input")
       ->required()
       ->type_name("");

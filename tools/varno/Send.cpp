@@ -23,7 +23,7 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-struct Arguments {
+struct SendArguments {
   std::string address;
   std::vector<std::string> packets;
   std::string wait;
@@ -31,7 +31,7 @@ struct Arguments {
 
 // All that is to be sent. kUsage or kUnreadable, with messages, where a part of it is not
 // understood.
-int gather(const Arguments& arguments, Bytes& bytes) {
+int gather(const SendArguments& arguments, Bytes& bytes) {
   PacketLine line;
   bool isGood = true;
   const auto take = [&](const std::string& text, const std::string& place) {
@@ -114,7 +114,7 @@ class Sender {
   bool isSent_ = false;
 };
 
-int run(const Arguments& arguments) {
+int run(const SendArguments& arguments) {
   const Address address = addressFrom(arguments.address);
   const auto wait =
       arguments.wait.empty() ? std::chrono::nanoseconds(0) : durationFrom(arguments.wait, "--wait");
@@ -127,7 +127,7 @@ int run(const Arguments& arguments) {
 }  // namespace
 
 Run defineSend(CLI::App& app) {
-  const auto arguments = std::make_shared<Arguments>();
+  const auto arguments = std::make_shared<SendArguments>();
   app.add_option("ADDRESS", arguments->address,
                  "Where the other side is, or comes: tcp://192.168.43.1:4711, pty://,\n"
                  "serial:///dev/ttyUSB0?baud=115200, tcp-listen://127.0.0.1:4711, ...")

@@ -22,7 +22,7 @@
 namespace varno::tool {
 namespace {
 
-struct Arguments {
+struct TapArguments {
   std::string phoneSide;
   std::string displaySide;
   std::string record;
@@ -108,7 +108,7 @@ void tellCounts(const Relay& relay, const LiveOutput* output) {
   }
 }
 
-int run(const Arguments& arguments) {
+int run(const TapArguments& arguments) {
   const Address phoneSide = addressFrom(arguments.phoneSide);
   const Address displaySide = addressFrom(arguments.displaySide);
   std::vector<DirectedFault> faults;
@@ -179,7 +179,7 @@ int run(const Arguments& arguments) {
 }  // namespace
 
 Run defineTap(CLI::App& app) {
-  const auto arguments = std::make_shared<Arguments>();
+  const auto arguments = std::make_shared<TapArguments>();
   app.add_option("PHONE-SIDE", arguments->phoneSide,
                  "Where the phone comes, or is: tcp-listen://127.0.0.1:4711, pty://, ...")
       ->required()

@@ -149,12 +149,12 @@ std::string tableOf(const PacketDirectory::Entry& entry) {
   return text;
 }
 
-struct Arguments {
+struct TypesArguments {
   std::vector<std::string> types;
   bool json = false;
 };
 
-int run(const Arguments& arguments) {
+int run(const TypesArguments& arguments) {
   const PacketDirectory directory;
   std::vector<PacketDirectory::Entry> entries;
   for (const std::string& name : arguments.types) entries.push_back(entryNamed(name, directory));
@@ -185,7 +185,7 @@ std::string typesJson() {
 }
 
 Run defineTypes(CLI::App& app) {
-  const auto arguments = std::make_shared<Arguments>();
+  const auto arguments = std::make_shared<TypesArguments>();
   app.add_option("TYPE", arguments->types, "These only, with the types of their fields")
       ->type_name("");
   app.add_flag("--json", arguments->json, "A JSON object a line");
