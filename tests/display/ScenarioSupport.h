@@ -24,7 +24,7 @@ struct ScenarioRun {
 };
 
 // Runs the scenario against a ReferencePhone, or as the phone against a SimulatedDisplay.
-inline ScenarioRun runScenario(const Scenario& scenario, ScenarioOptions options = {}) {
+inline ScenarioRun runScenario(const Scenario& scenario, const ScenarioOptions& options = {}) {
   ManualClock clock(LinkTime(std::chrono::seconds(1'500'000'000)));
   InProcessScenario run(scenario, clock, options);
   std::optional<ReferencePhone> phone;

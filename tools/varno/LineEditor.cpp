@@ -62,7 +62,7 @@ char* nextName(const char* text, int state) {
 char** complete(const char* text, int begin, int /*end*/) {
   editor().names = namesFor(std::string_view(rl_line_buffer, static_cast<std::size_t>(begin)));
   // A field's name ends with its "=", where the value follows at once.
-  rl_completion_append_character = begin == 0 ? ' ' : '\0';
+  rl_completion_append_character = begin == 0 ? int{' '} : 0;
   rl_attempted_completion_over = 1;  // no names of files
   return rl_completion_matches(text, nextName);
 }
@@ -89,8 +89,8 @@ void end() { rl_callback_handler_remove(); }
 void read() { rl_callback_read_char(); }
 
 void hide() {
-  std::fputs("\r\x1b[K", stdout);
-  std::fflush(stdout);
+  static_cast<void>(std::fputs("\r\x1b[K", stdout));
+  static_cast<void>(std::fflush(stdout));
 }
 
 void show() { rl_forced_update_display(); }

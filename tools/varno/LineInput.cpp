@@ -74,7 +74,7 @@ void LineInput::end() {
   onEnd_();
 }
 
-void LineInput::print(std::string_view text) {
+void LineInput::print(std::string_view text) const {
   if (isTerminal_) line_editor::hide();
   varno::tool::print(text);
   if (isTerminal_) line_editor::show();

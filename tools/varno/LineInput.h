@@ -34,7 +34,7 @@ class LineInput {
   void resume();
 
   // Prints whole lines on standard output, above the line that is being typed.
-  void print(std::string_view text);
+  void print(std::string_view text) const;
 
  private:
   static constexpr std::size_t kMostBytes = std::size_t{1} << 20;

@@ -77,7 +77,7 @@ int main(int argc, char** argv) {
     const varno::test::PhoneAtLink phone(loop, argv[1]);
     loop.run();
   } catch (const std::exception& exception) {
-    std::fprintf(stderr, "reference_phone: %s\n", exception.what());
+    static_cast<void>(std::fprintf(stderr, "reference_phone: %s\n", exception.what()));
     return 1;
   }
   return 0;
