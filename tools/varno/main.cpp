@@ -6,6 +6,9 @@
 #include <VarnoNetwork/Network/HudLog.h>
 #include <VarnoNetwork/Version.h>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <csignal>
 #include <exception>
 #include <iostream>
@@ -89,6 +92,15 @@ int runLine(const std::vector<std::string>& arguments) {
   return parseAndRun(static_cast<int>(argv.size()), argv.data());
 }
 
+// A standard stream that is closed at the beginning is one that ends at once, or that cannot be
+// written. Otherwise a file or a link would get its number, and with it what is printed.
+void takeClosedStreams() {
+  for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
+    if (::fcntl(stream, F_GETFD) >= 0) continue;
+    static_cast<void>(::open("/dev/null", O_RDONLY));  // gets the lowest number that is free
+  }
+}
+
 int run(int argc, const char* const* argv) {
   try {
     const std::span arguments(argv, static_cast<std::size_t>(argc));
@@ -113,6 +125,7 @@ int run(int argc, const char* const* argv) {
 int main(int argc, char** argv) {
   // A pipe that nobody reads is told by the write to it.
   static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
+  varno::tool::takeClosedStreams();
   // What the library would log of a frame, the output says of it.
   varno::HudLog::setSink([](std::string_view) {});
   return varno::tool::run(argc, argv);
