@@ -12,7 +12,10 @@
 #include <VarnoTraffic/Notation.h>
 
 #include <chrono>
+#include <cstddef>
+#include <cstdint>
 #include <deque>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -38,7 +41,7 @@ class ManualPhone {
         recorder_(recorder),
         stay_(durationFrom(arguments.stay, "--stay")),
         wait_(durationFrom(arguments.wait, "--wait")),
-        link_(loop, addressFrom(arguments.address), {}, handlers()),
+        link_(loop, addressFrom(arguments.address), options(), handlers()),
         timer_(loop),
         keepAliveTimer_(loop) {
     if (!arguments.keepAlive.empty()) {
@@ -58,6 +61,13 @@ class ManualPhone {
   }
 
  private:
+  // How many lines wait is of no matter: see sendWaiting.
+  static LinkOptions options() {
+    LinkOptions options;
+    options.maxQueuedSends = std::numeric_limits<std::size_t>::max();
+    return options;
+  }
+
   LinkHandlers handlers() {
     return {.onStatus = [this](const LinkStatus& status) { onStatus(status); },
             .onBytes = [this](std::span<const std::uint8_t> bytes) { onBytes(bytes); },
@@ -95,7 +105,9 @@ class ManualPhone {
     }
     show({.kind = RecordKind::kLinkDown, .note = status.reason});
     // Somebody at a terminal may wait for the display; a file would be sent into the void.
-    if (!input_->isTerminal()) end(hasEnded_ ? code_ : int{kLink}, hasEnded_ ? "" : status.reason);
+    if (input_->isTerminal()) return;
+    const bool isAllSent = hasEnded_ && !staying_;
+    end(isAllSent ? code_ : int{kLink}, isAllSent ? "" : status.reason);
   }
 
   // Takes lines from here on.
@@ -144,7 +156,7 @@ class ManualPhone {
   }
 
   void stayWhenSent() {
-    if (!staying_ || !waiting_.empty()) return;
+    if (!staying_ || !waiting_.empty() || link_.queuedBytes() > 0) return;
     staying_ = false;
     timer_.after(stay_, [this] { loop_.stop(); });
   }
@@ -221,7 +233,7 @@ class ManualPhone {
   std::uint64_t lines_ = 0;
   bool isReady_ = false;
   bool hasEnded_ = false;
-  bool staying_ = false;
+  bool staying_ = false;  // once all of it was sent
   int code_ = kSuccess;
   std::string trouble_;
 };
