@@ -13,7 +13,7 @@ FrameWriter::FrameWriter(int descriptor, std::chrono::milliseconds timeout)
 bool FrameWriter::write(std::span<const std::uint8_t> frame) {
   const std::lock_guard lock(mutex_);
   const BrokenPipeGuard guard;
-  const auto deadline = std::chrono::steady_clock::now() + timeout_;
+  const auto deadline = deadlineAfter(timeout_);
   while (!frame.empty()) {
     const ssize_t written = ::write(descriptor_, frame.data(), frame.size());
     if (written >= 0) {

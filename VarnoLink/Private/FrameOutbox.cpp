@@ -1,5 +1,7 @@
 #include <VarnoLink/Private/FrameOutbox.h>
 
+#include <VarnoLink/Private/Poll.h>
+
 namespace varno {
 
 bool FrameOutbox::push(std::span<const std::uint8_t> frame, OnGiven&& onGiven) {
@@ -27,7 +29,8 @@ bool FrameOutbox::push(std::span<const std::uint8_t> frame, OnGiven&& onGiven) {
 bool FrameOutbox::waitUntilEmpty(std::chrono::milliseconds timeout) {
   std::unique_lock lock(mutex_);
   const std::uint64_t lost = lost_;
-  return changed_.wait_for(lock, timeout, [this] { return isEmpty(); }) && lost_ == lost;
+  return changed_.wait_until(lock, deadlineAfter(timeout), [this] { return isEmpty(); }) &&
+         lost_ == lost;
 }
 
 void FrameOutbox::open() {

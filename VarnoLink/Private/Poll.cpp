@@ -20,6 +20,11 @@ int millisecondsUntil(std::optional<SteadyClock::time_point> deadline) {
 
 }  // namespace
 
+SteadyClock::time_point deadlineAfter(std::chrono::milliseconds timeout) {
+  constexpr std::chrono::milliseconds kLongest = std::chrono::hours(100 * 365 * 24);
+  return SteadyClock::now() + std::min(timeout, kLongest);
+}
+
 bool pollUntil(std::span<pollfd> descriptors, std::optional<SteadyClock::time_point> deadline) {
   for (;;) {
     const int ready = ::poll(descriptors.data(), static_cast<nfds_t>(descriptors.size()),
