@@ -1,6 +1,7 @@
 #include <VarnoDisplay/ScenarioWriter.h>
 
 #include <VarnoLink/Duration.h>
+#include <VarnoLink/Relay.h>
 #include <VarnoNetwork/Network/Command/KeepAliveCommandPacket.h>
 #include <VarnoNetwork/Network/FieldVisitor.h>
 #include <VarnoTraffic/Explanation.h>
@@ -129,6 +130,21 @@ std::string textOf(const HudPacket& packet, const FieldChooser& chooser) {
   return text;
 }
 
+// Whether it is of this side of a relay, which tells of both its links.
+bool isOf(RelaySide side, const TrafficRecord& record) {
+  return record.note.starts_with(std::string(relaySideText(side)) + ": ");
+}
+
+// Whether it was the display that ended the link.
+bool isDisplays(const TrafficRecord& linkDown) {
+  const auto has = [&](std::string_view word) {
+    return linkDown.note.find(word) != std::string::npos;
+  };
+  // What a relay does to the phone, the display did to the relay.
+  if (isOf(RelaySide::kPhone, linkDown)) return has("this side");
+  return has("display") || has("scenario");
+}
+
 // The type's name as people write it: without its ending where that is enough.
 std::string shortened(std::string text, const PacketDirectory& directory) {
   const std::size_t end = std::min(text.find(' '), text.size());
@@ -167,7 +183,10 @@ void ScenarioWriter::write(const TrafficRecord& record) {
   const Pause pause(record.time && last_ ? std::max<std::int64_t>(*record.time - *last_, 0) : 0);
   switch (record.kind) {
     case RecordKind::kLinkUp:
-    case RecordKind::kLinkDown: link(record, pause); break;
+    case RecordKind::kLinkDown:
+      if (isOf(RelaySide::kDisplay, record)) return;  // the link is the one to the phone
+      link(record, pause);
+      break;
     case RecordKind::kNote: return remark(record.note);
     default:
       if (record.bytes.empty()) return remark(record.note);
@@ -236,12 +255,10 @@ void ScenarioWriter::expect(const TrafficRecord& record, Pause pause) {
 
 void ScenarioWriter::link(const TrafficRecord& record, Pause pause) {
   if (record.kind == RecordKind::kLinkDown) {
-    const std::string_view note = record.note;
-    const auto has = [&](std::string_view word) { return note.find(word) != note.npos; };
-    const bool isDisplays = has("display") || has("scenario");
-    pendingDown_ = !isDisplays    ? "expect link down"
-                   : has("reset") ? "link   reset"
-                                  : "link   close";
+    const bool isReset = record.note.find("reset") != std::string::npos;
+    pendingDown_ = !isDisplays(record) ? "expect link down"
+                   : isReset           ? "link   reset"
+                                       : "link   close";
     return;
   }
   if (!pendingDown_.empty()) {

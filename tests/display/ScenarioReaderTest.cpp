@@ -108,5 +108,29 @@ TEST(ScenarioWriterTest, MakesAScenarioThatTheSameApplicationPasses) {
   EXPECT_GE(again.result.cases.size(), first.result.cases.size());
 }
 
+// A relay tells of two links, of which the scenario has the one to the phone.
+TEST(ScenarioWriterTest, MakesAScenarioOfWhatARelayRecorded) {
+  const std::string text = convert(
+      "link up # display side: tcp://hud:1\n"
+      "link up # phone side: pty:///dev/pts/1\n"
+      "> VarnoMode\n"
+      "link down # phone side: the peer hung up\n"
+      "link down # display side: this side hung up\n"
+      "link up # phone side: pty:///dev/pts/1\n"
+      "link up # display side: tcp://hud:1\n"
+      "> GpsStatus\n"
+      "link down # display side: the peer hung up\n"
+      "link down # phone side: this side hung up\n"
+      "link up # phone side: pty:///dev/pts/1\n"
+      "link up # display side: tcp://hud:1\n");
+  std::vector<std::string> links;
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);) {
+    if (line.find("link") != std::string::npos) links.push_back(line);
+  }
+  EXPECT_THAT(links,
+              ElementsAre("expect link down", "expect link up", "link   close", "expect link up"));
+}
+
 }  // namespace
 }  // namespace varno::test
