@@ -88,7 +88,9 @@ struct FaultStage::State {
   Portion given;         // what the last emission shows
 
   void feed(LinkTime now, std::span<const std::uint8_t> bytes);
-  void push(LinkTime now, std::span<const std::uint8_t> bytes, bool isFrame);
+  void insert(LinkTime now, std::span<const std::uint8_t> bytes, std::string_view note);
+  void push(LinkTime now, std::span<const std::uint8_t> bytes, bool isFrame,
+            std::string_view note = {});
   void append(Portion portion);
   void releaseHeld();
   void settle();
@@ -120,11 +122,26 @@ void FaultStage::State::feed(LinkTime now, std::span<const std::uint8_t> bytes) 
   }
 }
 
+void FaultStage::State::insert(LinkTime now, std::span<const std::uint8_t> bytes,
+                               std::string_view note) {
+  fedLast = now;
+  FrameCutter own;
+  const auto pushPiece = [&](const FrameCutter::Piece& piece) {
+    if (isEnded) return;
+    push(now, piece.bytes, piece.kind == RecordKind::kFrame, note);
+    settle();
+  };
+  own.feed(bytes, pushPiece);
+  if (const auto piece = own.finish()) pushPiece(*piece);
+}
+
 // Takes the bytes through the faults.
-void FaultStage::State::push(LinkTime now, std::span<const std::uint8_t> bytes, bool isFrame) {
+void FaultStage::State::push(LinkTime now, std::span<const std::uint8_t> bytes, bool isFrame,
+                             std::string_view note) {
   std::vector<Portion> portions(1);
   portions[0].bytes.assign(bytes.begin(), bytes.end());
   portions[0].isFrame = isFrame;
+  portions[0].note = note;
   portions[0].earliest = now;
   for (ActiveFault& active : faults) {
     if (active.mayAct()) act(active, portions, now);
@@ -343,6 +360,10 @@ bool FaultStage::isTransparent() const noexcept {
 
 void FaultStage::feed(LinkTime now, std::span<const std::uint8_t> bytes) {
   state_->feed(now, bytes);
+}
+
+void FaultStage::insert(LinkTime now, std::span<const std::uint8_t> bytes, std::string_view note) {
+  state_->insert(now, bytes, note);
 }
 
 bool FaultStage::take(LinkTime now, Emission& emission) {

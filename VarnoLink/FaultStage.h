@@ -11,6 +11,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace varno {
@@ -51,7 +52,7 @@ class VARNO_EXPORT FaultStage {
     Kind kind = Kind::kBytes;
     std::span<const std::uint8_t> bytes;
     // The faults that acted, as "corrupt byte=7 bit=3", with what was left to chance; empty where
-    // none did, and for all but the first piece of a frame.
+    // none did and nothing else is to be said, and for all but the first piece of a frame.
     std::string_view note;
     // Whether the bytes are others than came, or more, or fewer. Faults of time change none.
     bool isAltered = false;
@@ -101,6 +102,10 @@ class VARNO_EXPORT FaultStage {
     Emission emission;
     while (take(now, emission)) onEmission(static_cast<const Emission&>(emission));
   }
+
+  // Takes bytes that are no part of the stream that comes, between two of its frames, through the
+  // faults. note: stands before what the faults did, in what leaves.
+  void insert(LinkTime now, std::span<const std::uint8_t> bytes, std::string_view note);
 
   // When something leaves next; none where nothing waits.
   std::optional<LinkTime> nextDue() const;

@@ -1,6 +1,7 @@
 #include <VarnoLink/Relay.h>
 
 #include <VarnoLink/LinkTimer.h>
+#include <VarnoLink/Private/FramePlace.h>
 
 #include <algorithm>
 #include <array>
@@ -31,6 +32,14 @@ RelaySide otherSide(RelaySide side) {
 
 Direction directionInto(RelaySide side) {
   return side == RelaySide::kDisplay ? Direction::kToDisplay : Direction::kToPhone;
+}
+
+RelaySide exitOf(Direction direction) {
+  return direction == Direction::kToDisplay ? RelaySide::kDisplay : RelaySide::kPhone;
+}
+
+std::string_view insertedNote(Direction direction) {
+  return direction == Direction::kToDisplay ? "not from the phone" : "not from the display";
 }
 
 }  // namespace
@@ -66,6 +75,8 @@ struct Relay::State {
     FaultStage stage;
     LinkTimer timer;
     std::uint64_t passedBytes = 0;
+    FramePlace place;                    // of what comes
+    std::vector<std::uint8_t> inserted;  // waits for the end of the frame that is passing
   };
 
   State(LinkLoop& givenLoop, Address phoneSide, Address displaySide, const RelayOptions& given)
@@ -82,8 +93,13 @@ struct Relay::State {
 
   LinkHandlers handlersOf(RelaySide which);
   void onStatus(RelaySide which, const LinkStatus& status);
+  void show(RelaySide which, bool isUp, const std::string& why);
+  void hangUp(RelaySide which);
   void onDown(RelaySide which);
   void onBytes(RelaySide which, std::span<const std::uint8_t> bytes);
+  void pass(RelaySide to, std::span<const std::uint8_t> bytes);
+  bool send(RelaySide to, std::span<const std::uint8_t> bytes);
+  void insert(RelaySide to, std::span<const std::uint8_t> bytes);
   void pump(RelaySide to);
   void emit(RelaySide to, LinkTime time, const FaultStage::Emission& emission);
   void show(LinkTime time, Direction direction, const FaultStage::Emission& emission);
@@ -116,15 +132,27 @@ void Relay::State::onStatus(RelaySide which, const LinkStatus& status) {
   Side& one = side(which);
   const bool wasUp = std::exchange(one.isUp, status.state == LinkState::kUp);
   if (one.isUp != wasUp) {
-    TrafficRecord record{.time = now().time_since_epoch().count(),
-                         .kind = one.isUp ? RecordKind::kLinkUp : RecordKind::kLinkDown};
-    record.note = std::string(relaySideText(which)) + ": " +
-                  (one.isUp ? status.address.text() : status.reason);
-    show(record);
+    show(which, one.isUp, one.isUp ? status.address.text() : status.reason);
     if (wasUp) onDown(which);
   }
   updateReading();
   if (tellStatus) tellStatus(which, status);
+}
+
+void Relay::State::show(RelaySide which, bool isUp, const std::string& why) {
+  TrafficRecord record{.time = now().time_since_epoch().count(),
+                       .kind = isUp ? RecordKind::kLinkUp : RecordKind::kLinkDown};
+  record.note = std::string(relaySideText(which)) + ": " + why;
+  show(record);
+}
+
+void Relay::State::hangUp(RelaySide which) {
+  Side& one = side(which);
+  one.link.close();
+  if (!std::exchange(one.isUp, false)) return;
+  show(which, false, "this side hung up");
+  onDown(which);
+  updateReading();
 }
 
 // What came from the side still leaves, and then the other one ends, too. It may be up for somebody
@@ -135,6 +163,10 @@ void Relay::State::onDown(RelaySide which) {
   const bool isFirst = std::exchange(side(which).ending, Ending::kNone) == Ending::kNone;
   wayInto(which).stage.restart();
   wayInto(which).timer.cancel();
+  for (Way& way : ways) {
+    way.place = {};
+    way.inserted.clear();
+  }
   if (isFirst && other.isUsable()) other.ending = Ending::kHangUp;
   if (other.isUsable()) {
     wayInto(otherOne).stage.restart();
@@ -146,17 +178,48 @@ void Relay::State::onDown(RelaySide which) {
 
 void Relay::State::onBytes(RelaySide which, std::span<const std::uint8_t> bytes) {
   const RelaySide to = otherSide(which);
+  Way& way = wayInto(to);
+  if (!way.inserted.empty()) {
+    const auto rest = bytes.first(way.place.restIn(bytes));
+    if (!rest.empty()) pass(to, rest);
+    bytes = bytes.subspan(rest.size());
+    const bool isEnded = !bytes.empty() || !way.place.isInFrame();
+    if (isEnded) insert(to, std::exchange(way.inserted, {}));
+  }
+  if (!bytes.empty()) pass(to, bytes);
+}
+
+void Relay::State::pass(RelaySide to, std::span<const std::uint8_t> bytes) {
+  wayInto(to).place.pass(bytes);
   FaultStage& stage = wayInto(to).stage;
   const LinkTime time = now();
   if (stage.isTransparent()) {
     FaultStage::Emission emission;
     emission.bytes = bytes;
     emit(to, time, emission);
-    updateReading(which);
+    updateReading(otherSide(to));
   } else {
     stage.feed(time, bytes);
     pump(to);
   }
+}
+
+bool Relay::State::send(RelaySide to, std::span<const std::uint8_t> bytes) {
+  Way& way = wayInto(to);
+  const std::size_t waiting = way.stage.waitingBytes() + way.inserted.size();
+  if (!side(to).isUsable() || waiting + bytes.size() > options.maxHeldBytes) return false;
+  if (way.place.isInFrame()) {
+    way.inserted.insert(way.inserted.end(), bytes.begin(), bytes.end());
+  } else {
+    insert(to, bytes);
+  }
+  return true;
+}
+
+void Relay::State::insert(RelaySide to, std::span<const std::uint8_t> bytes) {
+  Way& way = wayInto(to);
+  way.stage.insert(now(), bytes, insertedNote(way.direction));
+  pump(to);
 }
 
 // Lets leave what may leave now. Each piece is a write of its own: of several in a row, the link
@@ -283,7 +346,15 @@ void Relay::close() noexcept {
   for (State::Way& way : state_->ways) {
     way.timer.cancel();
     way.stage.restart();
+    way.place = {};
+    way.inserted.clear();
   }
+}
+
+void Relay::hangUp(RelaySide side) { state_->hangUp(side); }
+
+bool Relay::send(Direction direction, std::span<const std::uint8_t> bytes) {
+  return state_->send(exitOf(direction), bytes);
 }
 
 void Relay::addObserver(TrafficObserver& observer) { state_->observers.push_back(&observer); }
@@ -298,13 +369,13 @@ std::uint64_t Relay::addFault(Direction direction, const Fault& fault) {
 
 bool Relay::removeFault(Direction direction, std::uint64_t id) {
   const bool wasThere = state_->ways[static_cast<std::size_t>(direction)].stage.remove(id);
-  state_->pump(direction == Direction::kToDisplay ? RelaySide::kDisplay : RelaySide::kPhone);
+  state_->pump(exitOf(direction));
   return wasThere;
 }
 
 void Relay::clearFaults(Direction direction) {
   state_->ways[static_cast<std::size_t>(direction)].stage.clear();
-  state_->pump(direction == Direction::kToDisplay ? RelaySide::kDisplay : RelaySide::kPhone);
+  state_->pump(exitOf(direction));
 }
 
 std::vector<FaultStage::Entry> Relay::faults(Direction direction) const {

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -24,7 +25,7 @@ struct RelayOptions {
   LinkOptions link = {};   // of both sides
   std::uint64_t seed = 1;  // of the faults' chances
 
-  // How much the faults of one direction may hold back before no more is read.
+  // How much the faults of one direction may hold back before no more is read or sent.
   std::size_t maxHeldBytes = std::size_t{4} << 20;
 };
 
@@ -52,8 +53,19 @@ class VARNO_EXPORT Relay {
 
   // Opens both sides. Throws std::bad_alloc.
   void open();
-  // Hangs up on both sides at once and stays down.
+  // Hangs up on both sides at once and stays down. Observers are not told.
   void close() noexcept;
+
+  // Hangs up on one side, which then stays down until open(). As where it went down by itself, what
+  // came from it is still delivered, and the other side is hung up, too, and opened again.
+  void hangUp(RelaySide side);
+
+  // Sends bytes of the relay's own, as though they had come: through the faults of the direction,
+  // and shown to the observers, with a note that says so. Never inside a frame that is passing:
+  // they wait for its end, and are dropped when a side goes down before. The other side need not be
+  // up. False, and nothing sent, where the side that they leave by is not up, or where more than
+  // maxHeldBytes would wait.
+  bool send(Direction direction, std::span<const std::uint8_t> bytes);
 
   // Each sees what passes where it leaves, behind the faults: frames that a fault altered as
   // records of kind fault, with the bytes that left. observer: outlives the relay, or is removed;

@@ -226,5 +226,72 @@ TEST_F(RelayTest, PutsFaultsInAndMarksThem) {
   runUntil([&] { return phone_->connections() == 3 && display_->connections() == 3; });
 }
 
+// Short frames and long, in chunks of any size and with a fault that comes and goes: what is sent
+// in between is found whole, and without it the stream is what was sent.
+TEST_F(RelayTest, SendsItsOwnBetweenTheFramesOfTheStream) {
+  const Bytes own = bytes("02 7D 7E 01 55 03");
+  EXPECT_FALSE(relay_.send(Direction::kToDisplay, own));
+  connect();
+  Bytes stream;
+  std::mt19937 random(3);
+  while (stream.size() < 4'000'000) {
+    const std::size_t length = random() % 2 == 0 ? 3 : 100'000;
+    stream.push_back(0x02);
+    stream.insert(stream.end(), length, 0x41);
+    stream.push_back(0x03);
+  }
+  phone_->send(stream);
+  std::size_t sent = 0;
+  runUntil([&] {
+    const std::size_t came = display_->received().size();
+    if (came < stream.size() && relay_.send(Direction::kToDisplay, own)) {
+      ++sent;
+      if (sent % 4 == 0) addFault(Direction::kToDisplay, "latency delay=1ms count=2");
+    }
+    return came == stream.size() + sent * own.size();
+  });
+  ASSERT_GT(sent, 0U);
+  cutter_.finish(loop_.clock().now());
+  std::size_t seen = 0;
+  Bytes rest;
+  for (const TrafficRecord& record : records_) {
+    if (record.bytes == own) {
+      ++seen;
+      EXPECT_TRUE(record.note.starts_with("not from the phone")) << record.note;
+    } else {
+      rest.insert(rest.end(), record.bytes.begin(), record.bytes.end());
+    }
+  }
+  EXPECT_EQ(seen, sent);
+  EXPECT_TRUE(rest == stream);
+}
+
+TEST_F(RelayTest, KeepsWhatItSendsForTheEndOfTheFrameThatPasses) {
+  connect();
+  const Bytes own = bytes("02 7D 7E 01 55 03");
+  addFault(Direction::kToPhone, "corrupt byte=4 bit=0 count=1");
+  display_->send(bytes("02 7D 7F 0F"));
+  runUntil([this] { return display_->link().queuedBytes() == 0; });
+  runUntil([this, looks = 0]() mutable { return ++looks > 20; });  // the relay has it by now
+  EXPECT_TRUE(relay_.send(Direction::kToPhone, own));
+  EXPECT_TRUE(relay_.send(Direction::kToDisplay, own));  // where no frame is passing
+  runUntil([&] { return display_->received() == own; });
+  EXPECT_TRUE(phone_->received().empty());
+  display_->send(bytes("00 03 02 41"));
+  const Bytes expected = bytes("02 7D 7F 0F 01 03 02 7D 7E 01 55 03 02 41");
+  runUntil([&] { return phone_->received() == expected; });
+}
+
+TEST_F(RelayTest, StaysDownOnTheSideThatItHangsUpOn) {
+  connect();
+  relay_.hangUp(RelaySide::kPhone);
+  runUntil([&] { return display_->connections() == 2 && isUp(RelaySide::kDisplay); });
+  EXPECT_EQ(relay_.status(RelaySide::kPhone).state, LinkState::kDown);
+  EXPECT_FALSE(relay_.send(Direction::kToPhone, kKeepAlive));
+  EXPECT_TRUE(relay_.send(Direction::kToDisplay, kKeepAlive));
+  runUntil([this] { return display_->received() == kKeepAlive; });
+  EXPECT_EQ(countOf(RecordKind::kLinkDown), 2U);
+}
+
 }  // namespace
 }  // namespace varno::test
