@@ -1,11 +1,14 @@
 // A simulated display with a phone at it, and a tap, looked at and worked with in a browser.
 
 import assert from "node:assert/strict";
+import { once } from "node:events";
+import net from "node:net";
 import { after, before, test } from "node:test";
 import { Phone, TOKEN, frameOf, launch, open, rowTexts, start, textOf, until } from "./support.mjs";
 
 let browser;
 let display;
+let tap;
 let page;
 let phone;
 
@@ -23,12 +26,14 @@ before(async () => {
 });
 after(async () => {
   await browser?.close();
+  await tap?.stop();
   await display?.stop();
 });
 
 const seen = () =>
   page.$eval("#windshield .picture", (picture) => picture.getAttribute("aria-label"));
 const result = () => textOf(page, "#controls .result");
+const linkText = (at) => textOf(at, "#links");
 const has = async (pattern) => (await rowTexts(page)).some((text) => pattern.test(text));
 
 test("the driver sees what the phone sends", async () => {
@@ -108,4 +113,86 @@ test("the link is hung up, and comes back", async () => {
   await page.click("[data-do=open]");
   await until("it waits", async () => /phone: waiting/.test(await textOf(page, "#links")));
   assert.deepEqual(page.said, []);
+});
+
+test("a tap sends both ways, disturbs, hangs up and comes back", async () => {
+  const displays = [];
+  const server = net.createServer((socket) => displays.push(new Phone(socket)));
+  await once(server.listen(0, "127.0.0.1"), "listening");
+  tap = await start(
+    ["tap", "tcp-listen://127.0.0.1:0", `tcp://127.0.0.1:${server.address().port}`].concat(
+      "--page",
+      "--page-token",
+      TOKEN,
+      "--quiet",
+    ),
+    2,
+    "stderr",
+  );
+  const tapPage = await open(browser, addressIn(tap.printed.join(" "), "page "));
+  const phones = [await Phone.to(portOf(addressIn(tap.printed.join(" "), "ready ")))];
+  const areUp = (count) => async () =>
+    displays.length === count && /phone side: up.*display side: up/.test(await linkText(tapPage));
+  await until("both are up", areUp(1));
+
+  const send = async (line, direction) => {
+    const form = "#controls form";
+    await tapPage.select(`${form} label:nth-of-type(2) select`, direction);
+    await tapPage.$eval(`${form} .line`, (input, text) => (input.value = text), line);
+    const answered = tapPage.waitForResponse((each) => each.request().method() === "POST");
+    await tapPage.click(`${form} button.first`);
+    await answered;
+  };
+  const frame = frameOf("MusicNotification title=Blue");
+  await send("MusicNotification title=Blue", ">");
+  await until("the display has it", () => displays[0].received.equals(frame));
+  await until("the driver sees it", async () =>
+    /Music Blue/.test(await tapPage.$eval("#windshield .picture", (p) => p.ariaLabel)),
+  );
+  await send("BluetoothStatus statusType=3", "<");
+  await until("the phone has it", () =>
+    phones[0].received.equals(frameOf("BluetoothStatus statusType=3")),
+  );
+  await until("it is told who sent it", async () =>
+    (await rowTexts(tapPage)).some((text) => /BluetoothStatus.*not from the display/.test(text)),
+  );
+
+  phones[0].socket.write(frame.subarray(0, 5));
+  await until(
+    "the tap has the beginning",
+    async () => displays[0].received.length === frame.length + 5,
+  );
+  await send("KeepAlive", ">");
+  assert.equal(displays[0].received.length, frame.length + 5);
+  phones[0].socket.write(frame.subarray(5));
+  const all = Buffer.concat([frame, frame, frameOf("KeepAlive")]);
+  await until("no frame is cut in two", () => displays[0].received.equals(all));
+
+  const faults = "#controls section:nth-of-type(2)";
+  await tapPage.select(`${faults} select`, "drop");
+  await tapPage.select(`${faults} label:nth-of-type(2) select`, ">");
+  await tapPage.$eval(`${faults} input`, (input) => (input.value = "count=1"));
+  await tapPage.click(`${faults} button.first`);
+  await until("the fault is in", async () => /> drop/.test(await textOf(tapPage, ".fault-list")));
+  await send("KeepAlive", ">");
+  await until("it acted", async () => /acted on 1/.test(await textOf(tapPage, ".fault-list")));
+
+  await tapPage.click("[data-do=hangUp]");
+  await until("both see it", () =>
+    [phones[0], displays[0]].every(({ socket }) => socket.readableEnded || socket.destroyed),
+  );
+  await send("KeepAlive", ">");
+  await until("it cannot be sent", async () =>
+    /The display side is not up/.test(await textOf(tapPage, "#controls .result")),
+  );
+  await tapPage.click("[data-do=open]");
+  await until("it listens", async () => /phone side: listening/.test(await linkText(tapPage)));
+  const [, port] = /127\.0\.0\.1:(\d+)/.exec(await linkText(tapPage)); // any, and so a new one
+  phones.push(await Phone.to(Number(port)));
+  await until("both are up again", areUp(2));
+  phones[1].send("KeepAlive");
+  await until("bytes pass", () => displays[1].received.equals(frameOf("KeepAlive")));
+  assert.deepEqual(displays[0].received, all);
+  assert.deepEqual(tapPage.said, []);
+  server.close();
 });

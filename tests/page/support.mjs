@@ -11,18 +11,19 @@ export const TOKEN = "page-test";
 
 const WAIT_MS = 20_000;
 
-// Runs the command; `addresses` are what it prints, until as many lines as are asked for are there.
-export async function start(args, lines = 1) {
-  const child = spawn(VARNO, args, { stdio: ["pipe", "pipe", "inherit"] });
+// Runs the command, until it has printed so many lines; all that it prints is read.
+export async function start(args, lines = 1, stream = "stdout") {
+  const stdio = ["pipe", "inherit", "inherit"];
+  stdio[stream === "stdout" ? 1 : 2] = "pipe";
+  const child = spawn(VARNO, args, { stdio });
   const printed = [];
   let rest = "";
-  for await (const chunk of child.stdout) {
+  child[stream].on("data", (chunk) => {
     const parts = (rest + chunk).split("\n");
     rest = parts.pop();
     printed.push(...parts);
-    if (printed.length >= lines) break;
-  }
-  assert.ok(printed.length >= lines, `varno ${args.join(" ")} printed ${printed}`);
+  });
+  await until(`varno ${args.join(" ")} begins`, () => printed.length >= lines);
   return {
     child,
     printed,
@@ -40,16 +41,19 @@ export function frameOf(...packets) {
   return execFileSync(VARNO, ["encode", "--raw", ...packets]);
 }
 
-// The phone's end of a link, to the port.
+// An end of a link.
 export class Phone {
-  static async to(port) {
-    const phone = new Phone();
-    phone.socket = net.connect(port, "127.0.0.1");
-    phone.received = Buffer.alloc(0);
-    phone.socket.on("data", (bytes) => {
-      phone.received = Buffer.concat([phone.received, bytes]);
+  received = Buffer.alloc(0);
+
+  constructor(socket) {
+    this.socket = socket;
+    socket.on("data", (bytes) => {
+      this.received = Buffer.concat([this.received, bytes]);
     });
-    phone.socket.on("error", () => {});
+    socket.on("error", () => {});
+  }
+  static async to(port) {
+    const phone = new Phone(net.connect(port, "127.0.0.1"));
     await once(phone.socket, "connect");
     return phone;
   }

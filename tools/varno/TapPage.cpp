@@ -32,6 +32,7 @@ TapPage::TapPage(LinkLoop& loop, Relay& relay, PageOptions options)
 TapPage::~TapPage() { relay_.removeObserver(cutter_); }
 
 PageOptions TapPage::completed(PageOptions options) {
+  options.sends = {kBothDirections.begin(), kBothDirections.end()};
   options.faults = {kBothDirections.begin(), kBothDirections.end()};
   options.faultKinds = faultKindsJson();
   options.linkActions = {"hangUp", "open"};
@@ -63,6 +64,7 @@ void TapPage::doCommands() {
 
 std::string TapPage::perform(const PageCommand& command) {
   switch (command.kind) {
+    case PageCommand::Kind::kSend: return send(command);
     case PageCommand::Kind::kFault: {
       NotationError error;
       const auto fault = faultFromText(command.fault, error);
@@ -77,12 +79,26 @@ std::string TapPage::perform(const PageCommand& command) {
         if (command.isFor(direction)) relay_.clearFaults(direction);
       }
       return {};
-    case PageCommand::Kind::kHangUp: relay_.close(); return {};
+    case PageCommand::Kind::kHangUp:
+      relay_.hangUp(RelaySide::kPhone);
+      relay_.hangUp(RelaySide::kDisplay);
+      return {};
     case PageCommand::Kind::kOpen: relay_.open(); return {};
-    case PageCommand::Kind::kSend:
     case PageCommand::Kind::kReset: break;
   }
   return "A tap cannot do this.";
+}
+
+std::string TapPage::send(const PageCommand& command) {
+  for (const Direction direction : kBothDirections) {
+    if (command.direction != direction || relay_.send(direction, command.bytes)) continue;
+    const bool isToDisplay = direction == Direction::kToDisplay;
+    const RelaySide side = isToDisplay ? RelaySide::kDisplay : RelaySide::kPhone;
+    return relay_.status(side).state == LinkState::kUp
+               ? "Too much waits to be sent in this direction."
+               : "The " + std::string(relaySideText(side)) + " is not up.";
+  }
+  return {};
 }
 
 void TapPage::tellFaults() {

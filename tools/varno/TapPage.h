@@ -30,7 +30,9 @@ class TapPage {
  private:
   PageOptions completed(PageOptions options);
   void doCommands();
+  // Both return why it was not done.
   std::string perform(const PageCommand& command);
+  std::string send(const PageCommand& command);
   void tellFaults();
   void advance();
 
