@@ -26,6 +26,7 @@ struct DisplayArguments {
   std::string scenario;
   std::string record;
   bool isHeadless = false;
+  bool stays = false;
 #ifdef VARNO_HAS_PAGE
   PageArguments page;
 #endif
@@ -79,7 +80,8 @@ class DisplayProgram {
       tell(shown(arguments_.address) + ": " + shown(trouble_));
       code = kLink;
     }
-    if (live_.result() != nullptr && code == kSuccess) code = tellResult(*live_.result());
+    if (live_.result() != nullptr && !verdict_ && code == kSuccess) tellResult();
+    if (code == kSuccess) code = verdict_.value_or(kSuccess);
     output_.flush();
     tell(countsText(live_));
     const int recorded = closeRecorder(recorder_, arguments_.record);
@@ -117,7 +119,12 @@ class DisplayProgram {
               if (page_) page_->onDone();
 #endif
             },
-        .onPlayed = [this] { loop_.stop(); }};
+        .onPlayed =
+            [this] {
+              if (!arguments_.stays) return loop_.stop();
+              tellResult();
+              output_.flush();
+            }};
     if (!arguments_.isHeadless) {
       handlers.onChange = [this](const StateChange& change) {
         output_.write(change.text() + "\n");
@@ -150,10 +157,11 @@ class DisplayProgram {
   }
 #endif
 
-  int tellResult(const ScenarioResult& result) {
+  void tellResult() {
+    const ScenarioResult& result = *live_.result();
     if (result.failure) output_.write(result.failure->text() + "\n");
     output_.write(verdictText(arguments_.scenario, result, loop_.clock().now() - begin_));
-    return codeOf(result.outcome);
+    verdict_ = codeOf(result.outcome);
   }
 
   const DisplayArguments& arguments_;
@@ -166,6 +174,7 @@ class DisplayProgram {
 #ifdef VARNO_HAS_PAGE
   std::unique_ptr<DisplayPage> page_;
 #endif
+  std::optional<int> verdict_;  // of the scenario, once it was told
   std::string trouble_;
 };
 
@@ -195,6 +204,7 @@ Run defineDisplay(CLI::App& app) {
                  "Play this scenario besides, and end with it; what one of its `on`\n"
                  "answers, the display does not")
       ->type_name("FILE");
+  app.add_flag("--stay", arguments->stays, "Go on when the scenario has ended, until Ctrl-C");
   app.add_option("--record", arguments->record,
                  "Write what passes into this file, in the format of its ending")
       ->type_name("FILE");
