@@ -27,17 +27,20 @@ $has_page || stays=false
 work=$(mktemp -d)
 display=
 trap 'rm -rf "$work"' EXIT
-trap '[[ -z $display ]] || kill -INT "$display" 2>/dev/null || true' INT TERM
+# Ctrl-C reaches the display, too, which ends by it and has more to say.
+trap : INT
+trap '[[ -z $display ]] || kill "$display" 2>/dev/null || true' TERM
 
 # A line of each at a time, with the name in front.
 named() { # NAME
-  sed --unbuffered "s/^/$1 | /"
+  trap '' INT
+  exec sed --unbuffered "s/^/$1 | /"
 }
 tell() { # TEXT
   echo "demo    | $1"
 }
 
-limit=(timeout 20)
+limit=(timeout --foreground 20)
 if $stays; then
   limit=()
   options+=(--stay)
@@ -54,11 +57,15 @@ display=$!
 if $has_page && [[ -t 0 ]]; then
   until [[ -S $work/display ]] || ! kill -0 "$display" 2>/dev/null; do sleep 0.1; done
   tell 'open the page, then press Enter, and the phone comes'
+  trap 'wait; exit 130' INT # read would go on
   read -r || true
+  trap : INT
 fi
 code=0
-timeout 20 "$phone" "unix://$work/display" || code=$?
-if $stays; then
+if kill -0 "$display" 2>/dev/null; then
+  timeout --foreground 20 "$phone" "unix://$work/display" || code=$?
+fi
+if $stays && ((code == 0)); then
   tell 'the story is told; the page stays until Ctrl-C'
 fi
 # A signal ends the waiting, but not yet the display.
