@@ -391,7 +391,9 @@ TEST(LinkNetworkOverADescriptor, StaysDownAfterItsEnd) {
   display->start();
   phone.start();
   const auto soon = SteadyClock::now() + std::chrono::seconds(30);
-  EXPECT_TRUE(tasks.runUntil(soon, [&] { return display->sendPacket(KeepAliveCommandPacket()); }));
+  while (!display->sendPacket(KeepAliveCommandPacket()) && SteadyClock::now() < soon) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
   EXPECT_TRUE(display->flush(std::chrono::seconds(30)));
   display.reset();
   EXPECT_TRUE(tasks.runUntil(soon, [&] { return !reason.empty(); }));
