@@ -32,7 +32,7 @@ std::shared_ptr<BluetoothSoundDevice> soundDevice(const std::string& name,
 }  // namespace
 
 std::vector<std::uint8_t> displayFrameOf(const HudPacket& packet) {
-  const HudVersionEventPacket* const version = as<HudVersionEventPacket>(packet);
+  const auto* const version = as<HudVersionEventPacket>(packet);
   // Who put a separator in has seen to it.
   if (version == nullptr || hasSeparator(version->modelName()) ||
       hasSeparator(version->systemVersion()) || hasSeparator(version->bleVersion())) {

@@ -7,7 +7,7 @@ namespace varno {
 
 std::string DisplayColor::text() const {
   std::array<char, 8> text{};
-  std::snprintf(text.data(), text.size(), "#%02X%02X%02X", red, green, blue);
+  static_cast<void>(std::snprintf(text.data(), text.size(), "#%02X%02X%02X", red, green, blue));
   return text.data();
 }
 
@@ -29,10 +29,10 @@ std::string ClockReading::text() const {
   const std::chrono::year_month_day date{std::chrono::sys_days{sinceEpoch}};
   const std::chrono::hh_mm_ss clock{std::chrono::floor<std::chrono::seconds>(time) - day};
   std::array<char, 48> text{};
-  std::snprintf(text.data(), text.size(), "%04d-%02u-%02uT%02d:%02d:%02dZ", int{date.year()},
-                unsigned{date.month()}, unsigned{date.day()},
-                static_cast<int>(clock.hours().count()), static_cast<int>(clock.minutes().count()),
-                static_cast<int>(clock.seconds().count()));
+  static_cast<void>(std::snprintf(
+      text.data(), text.size(), "%04d-%02u-%02uT%02d:%02d:%02dZ", int{date.year()},
+      unsigned{date.month()}, unsigned{date.day()}, static_cast<int>(clock.hours().count()),
+      static_cast<int>(clock.minutes().count()), static_cast<int>(clock.seconds().count())));
   return text.data();
 }
 
