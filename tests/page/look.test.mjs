@@ -197,6 +197,21 @@ test("100,000 records stream in without making the page slow", async () => {
   );
   const still = (await rowTexts(other)).map((text) => text.slice(0, 8));
   for (const text of inSight) assert.ok(still.includes(text), `${text} in ${still}`);
+  // Nor is anything lost while it is paused.
+  const pause = "#traffic-tools button";
+  await other.click(pause);
+  const held = await rowTexts(other);
+  const goneNow = async () => /the first ([\d,]+)/.exec(await textOf(other, "#traffic-count"))[1];
+  const gone = await goneNow();
+  flood.child.stdin.write(lines.subarray(0, 2000));
+  await until("more came", async () => (await goneNow()) !== gone);
+  assert.deepEqual(await rowTexts(other), held);
+  await other.click(pause);
+  await other.click("#traffic .end");
+  const last = Number((await goneNow()).replaceAll(",", "")) + 100_000;
+  await until("the last of them is listed", async () =>
+    (await rowTexts(other)).at(-1).startsWith(String(last)),
+  );
   assert.deepEqual(other.said, []);
   await other.close();
   await flood.stop();
@@ -235,4 +250,13 @@ test("what is saved is what passed", async () => {
   // decode tells at which byte of the stream, besides.
   assert.equal(saved.length, decoded.length);
   saved.forEach((line, at) => assert.ok(decoded[at].startsWith(line.split(" #: ")[0]), line));
+  const scenario = await page.evaluate(async () => {
+    const response = await fetch("save/session.varno");
+    return [response.headers.get("content-disposition"), await response.text()];
+  });
+  assert.match(scenario[0], /attachment.*session\.varno/);
+  const converted = execFileSync(VARNO, ["convert", process.env.SAMPLE, "-", "--to", "scenario"]);
+  const steps = (text) => text.slice(text.indexOf("\noption "));
+  assert.match(steps(converted.toString()), /expect Speed/);
+  assert.equal(steps(scenario[1]), steps(converted.toString()));
 });

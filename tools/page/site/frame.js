@@ -127,11 +127,11 @@ export class FrameView {
           tabindex: index ? "-1" : "0",
         },
         h("td", { class: "offset" }, hex(span.offset, 4)),
-        h("th", { scope: "row" }, span.name),
+        h("th", { scope: "row" }, breakable(span.name)),
         h(
           "td",
           {},
-          h("code", {}, shown(span.value)),
+          h("code", {}, span.name === "param2" ? breakable(shown(span.value)) : shown(span.value)),
           remarks.map((remark) => h("span", { class: "remark" }, remark)),
         ),
       );
@@ -261,4 +261,9 @@ function problems(record) {
     { class: "problems", "aria-label": "What is wrong" },
     record.problems.map((problem) => h("li", {}, problem)),
   );
+}
+
+// A name, or a value with one, that may be broken between its words.
+function breakable(text) {
+  return text.split(/(?=[A-Z][a-z])/).flatMap((word, at) => (at ? [h("wbr"), word] : [word]));
 }

@@ -34,11 +34,11 @@ export function road() {
     {
       class: "road",
       viewBox: "0 0 640 360",
-      preserveAspectRatio: "xMidYMid slice",
+      preserveAspectRatio: "xMidYMin slice",
       "aria-hidden": "true",
     },
     s("rect", { class: "sky", width: 640, height: 210 }),
-    s("circle", { class: "sun", cx: 372, cy: 150, r: 30 }),
+    s("circle", { class: "sun", cx: 372, cy: 46, r: 14 }),
     s("path", {
       class: "hills far",
       d: "M0 196C70 150 120 170 190 178S300 140 380 168 520 150 640 184V214H0Z",
