@@ -180,7 +180,7 @@ void Relay::State::onBytes(RelaySide which, std::span<const std::uint8_t> bytes)
   const RelaySide to = otherSide(which);
   Way& way = wayInto(to);
   if (!way.inserted.empty()) {
-    const auto rest = bytes.first(way.place.restIn(bytes));
+    const auto rest = bytes.first(FramePlace::restIn(bytes));
     if (!rest.empty()) pass(to, rest);
     bytes = bytes.subspan(rest.size());
     const bool isEnded = !bytes.empty() || !way.place.isInFrame();
