@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <functional>
 #include <optional>
+#include <thread>
 
 namespace varno::test {
 namespace {
