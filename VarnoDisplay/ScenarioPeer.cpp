@@ -169,7 +169,7 @@ void ScenarioPeer::State::advance() {
 }
 
 ScenarioPeer::ScenarioPeer(const Scenario& scenario, const Clock& clock,
-                           ScenarioPeerHandlers handlers, ScenarioOptions options)
+                           ScenarioPeerHandlers handlers, const ScenarioOptions& options)
     : state_(std::make_unique<State>(scenario, clock, std::move(handlers), options)) {}
 
 ScenarioPeer::~ScenarioPeer() = default;

@@ -36,7 +36,7 @@ class VARNO_EXPORT ScenarioPeer {
  public:
   // scenario, clock: outlive the peer. The scenario has no errors.
   ScenarioPeer(const Scenario& scenario, const Clock& clock, ScenarioPeerHandlers handlers,
-               ScenarioOptions options = {});
+               const ScenarioOptions& options = {});
   ~ScenarioPeer();
   ScenarioPeer(const ScenarioPeer&) = delete;
   ScenarioPeer& operator=(const ScenarioPeer&) = delete;

@@ -56,16 +56,16 @@ struct ScenarioRunner::State {
   Step run(const WaitStatement& wait);
 
   Step waitUntil(std::chrono::nanoseconds duration);
-  Step fail(std::string reason, const PacketPattern* pattern = nullptr,
+  Step fail(std::string reason, const PacketPattern* wanted = nullptr,
             const HudPacket* nearest = nullptr, ScenarioOutcome outcome = ScenarioOutcome::kFailed);
-  Step failByArrival(const PacketPattern& pattern, const Arrival& arrival, std::string reason);
-  Step missing(const ExpectStatement& expect, const PacketPattern& pattern);
+  Step failByArrival(const PacketPattern& wanted, const Arrival& arrival, std::string reason);
+  Step missing(const ExpectStatement& expect, const PacketPattern& wanted);
   Step notUp();
   void finishCase(ScenarioCase::Status status);
 
   const Standing* standingFor(const Arrival& arrival) const;
   bool isRejected(const Arrival& arrival);
-  std::optional<PacketPattern> resolve(const ScenarioPattern& pattern);
+  std::optional<PacketPattern> resolve(const ScenarioPattern& wanted);
   std::optional<std::vector<std::uint8_t>> resolve(const ScenarioPacket& packet);
   void send(const Answer& answer);
 

@@ -104,7 +104,7 @@ class FieldChooser : public UniformFieldVisitor<FieldChooser, FieldVisitor> {
  private:
   // Whether the number is the record's time, more or less: in milliseconds, or in seconds.
   bool isTimeOfDay(std::int64_t value) const {
-    constexpr std::int64_t kDay = 24 * 60 * 60;
+    constexpr std::int64_t kDay = std::int64_t{24} * 60 * 60;
     constexpr std::int64_t kSecond = 1'000'000'000;
     if (!time_) return false;
     const std::int64_t now = *time_ / kSecond;

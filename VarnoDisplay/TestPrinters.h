@@ -13,6 +13,8 @@
 
 namespace varno {
 
+// NOLINTBEGIN(readability-identifier-naming): the name that GoogleTest looks for
+
 template <std::derived_from<HudPacket> Packet>
 void PrintTo(const Packet& packet, std::ostream* stream) {
   *stream << notationOf(packet);
@@ -25,5 +27,7 @@ inline void PrintTo(const TrafficRecord& record, std::ostream* stream) {
 inline void PrintTo(const StateChange& change, std::ostream* stream) { *stream << change.text(); }
 
 inline void PrintTo(const DisplayState& state, std::ostream* stream) { *stream << jsonOf(state); }
+
+// NOLINTEND(readability-identifier-naming)
 
 }  // namespace varno

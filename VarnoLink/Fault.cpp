@@ -310,7 +310,7 @@ std::string faultProblem(const Fault& fault) {
   const std::string word(kindOf(fault.kind).word);
   for (const Parameter& parameter : kindOf(fault.kind).parameters) {
     const std::string problem = problemOf(fault, parameter);
-    if (!problem.empty()) return word + ": " + problem;
+    if (!problem.empty()) return std::string(word).append(": ").append(problem);
   }
   return fault.chance > Fault::kCertain ? word + ": chance is above 1" : std::string();
 }

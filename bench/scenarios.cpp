@@ -59,14 +59,14 @@ void run(const Scenario& scenario) {
 
 void runRead(benchmark::State& state) {
   const Scenario scenario = readScenario(textOf20Steps(), "20 steps").scenario;
-  for (auto _ : state) {
+  for (auto _ : state) {  // NOLINT(clang-analyzer-deadcode.DeadStores)
     for (int count = 0; count < kScenarios; ++count) run(scenario);
   }
 }
 
 void readAndRun(benchmark::State& state) {
   const std::string text = textOf20Steps();
-  for (auto _ : state) {
+  for (auto _ : state) {  // NOLINT(clang-analyzer-deadcode.DeadStores)
     for (int count = 0; count < kScenarios; ++count) run(readScenario(text, "20 steps").scenario);
   }
 }

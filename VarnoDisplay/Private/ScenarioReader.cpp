@@ -133,7 +133,7 @@ void ScenarioReader::readInclude(StatementLine& line) {
     if (fs::path(files[file]).lexically_normal() != path) continue;
     std::string circle = "a file that does not include this one:";
     for (auto at = std::find(open_.begin(), open_.end(), file); at != open_.end(); ++at) {
-      circle += " " + files[*at] + " includes";
+      circle.append(" ").append(files[*at]).append(" includes");
     }
     refuse(circle + " " + path);
   }
@@ -291,7 +291,8 @@ void ScenarioReader::nameWhatFailed(std::string_view line) {
   };
   StatementLine statement(line);
   if (statement.takeIf("let") && !statement.atEnd()) name(line.substr(statement.offset()));
-  for (std::size_t at = line.find("=?"); at != line.npos; at = line.find("=?", at + 2)) {
+  for (std::size_t at = line.find("=?"); at != std::string_view::npos;
+       at = line.find("=?", at + 2)) {
     name(line.substr(at + 2));
   }
 }

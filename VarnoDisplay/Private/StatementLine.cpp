@@ -105,7 +105,8 @@ std::string_view StatementLine::takeRest() {
   std::string_view rest = line_.substr(at_);
   at_ = line_.size();
   for (std::size_t at = 0; at < rest.size(); ++at) {
-    const bool isNote = rest[at] == '#' && (at == 0 || kBlanks.find(rest[at - 1]) != kBlanks.npos);
+    const bool isNote =
+        rest[at] == '#' && (at == 0 || kBlanks.find(rest[at - 1]) != std::string_view::npos);
     if (isNote) rest = rest.substr(0, at);
   }
   return rest.substr(0, rest.find_last_not_of(kBlanks) + 1);

@@ -234,6 +234,7 @@ TEST(FaultStage, LeavesTheRestToTheSeed) {
       stage.add(*faultFromText(text, error));
     }
     std::vector<Arrival> arrivals;
+    arrivals.reserve(400);
     for (int at = 0; at < 400; ++at) arrivals.push_back({at, at % 2 == 0 ? kA : kB});
     std::string lines = linesOf(stage, arrivals);
     const std::vector<FaultStage::Entry> entries = stage.entries();

@@ -61,6 +61,7 @@ NameService& nameService() {
 }  // namespace
 
 // Stands before the system's own.
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): whose names are reserved
 extern "C" int getaddrinfo(const char* host, const char* port, const addrinfo* hints,
                            addrinfo** found) {
   const bool isNumeric = (hints->ai_flags & AI_NUMERICHOST) != 0;

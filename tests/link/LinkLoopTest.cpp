@@ -22,6 +22,7 @@ TEST(LinkLoop, RunsWhatAnyThreadPosts) {
   int left = kThreads * kTasks;
   bool isInOrder = true;
   std::vector<std::thread> threads;
+  threads.reserve(kThreads);
   for (int thread = 0; thread < kThreads; ++thread) {
     threads.emplace_back([&, thread] {
       for (int task = 0; task < kTasks; ++task) {
@@ -99,8 +100,8 @@ TEST(LinkLoop, TakesSignals) {
       signals.push_back(signal);
       if (signals.size() == 2) loop.stop();
     });
-    loop.post([] { ::raise(SIGINT); });
-    loop.post([] { ::raise(SIGTERM); });
+    loop.post([] { EXPECT_EQ(::raise(SIGINT), 0); });
+    loop.post([] { EXPECT_EQ(::raise(SIGTERM), 0); });
     loop.run();
   }
   EXPECT_THAT(signals, testing::UnorderedElementsAre(SIGINT, SIGTERM));

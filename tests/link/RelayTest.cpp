@@ -272,7 +272,7 @@ TEST_F(RelayTest, KeepsWhatItSendsForTheEndOfTheFrameThatPasses) {
   addFault(Direction::kToPhone, "corrupt byte=4 bit=0 count=1");
   display_->send(bytes("02 7D 7F 0F"));
   runUntil([this] { return display_->link().queuedBytes() == 0; });
-  runUntil([this, looks = 0]() mutable { return ++looks > 20; });  // the relay has it by now
+  runUntil([looks = 0]() mutable { return ++looks > 20; });  // the relay has it by now
   EXPECT_TRUE(relay_.send(Direction::kToPhone, own));
   EXPECT_TRUE(relay_.send(Direction::kToDisplay, own));  // where no frame is passing
   runUntil([&] { return display_->received() == own; });

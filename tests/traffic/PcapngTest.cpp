@@ -33,7 +33,7 @@ struct ReadResult {
   std::vector<std::string> warnings;
 };
 
-ReadResult read(const std::string& file, InputFormat format = InputFormat::kPcapng) {
+ReadResult readCapture(const std::string& file, InputFormat format = InputFormat::kPcapng) {
   std::istringstream stream(file);
   const auto reader = openRecords(stream, format);
   ReadResult result;
@@ -61,7 +61,7 @@ std::string characters(std::string_view hex) {
 TEST(Pcapng, GivesBackWhatWasWritten) {
   for (std::uint32_t seed = 0; seed < 4; ++seed) {
     const auto records = randomRecords(seed, 200, 700'000);
-    const auto [found, warnings] = read(written(records));
+    const auto [found, warnings] = readCapture(written(records));
     EXPECT_EQ(found, records) << "seed " << seed;
     EXPECT_THAT(warnings, IsEmpty());
   }
@@ -80,7 +80,7 @@ TEST(Pcapng, IsReadUpToTheLastWholeRecordWhereverItBreaksOff) {
     if (at > 0) blockEnds.insert(at);
   }
   for (std::size_t length = 0; length < file.size(); ++length) {
-    const auto [found, warnings] = read(file.substr(0, length));
+    const auto [found, warnings] = readCapture(file.substr(0, length));
     const auto whole = std::upper_bound(ends.begin(), ends.end(), length) - ends.begin();
     const auto expected =
         std::span(records).first(whole == 0 ? 0 : static_cast<std::size_t>(whole - 1));
@@ -217,7 +217,7 @@ std::vector<FileCase> fileCases() {
 TEST(Pcapng, ReadsWhatOthersWriteAndSaysWhatItCannot) {
   for (const FileCase& row : fileCases()) {
     SCOPED_TRACE(row.what);
-    const auto [records, warnings] = read(characters(row.hex));
+    const auto [records, warnings] = readCapture(characters(row.hex));
     EXPECT_EQ(records, row.records);
     ASSERT_EQ(warnings.size(), row.warnings.size()) << testing::PrintToString(warnings);
     for (std::size_t at = 0; at < warnings.size(); ++at) {
@@ -260,7 +260,7 @@ TEST(PcapngWriter, SaysThatTheDiskIsFullAndLeavesWhatCanBeRead) {
   for (const TrafficRecord& record : records) taken += writer.write(record) ? 1U : 0U;
   EXPECT_EQ(taken, 6U);
   EXPECT_FALSE(writer.flush());
-  const auto found = read(disk.str());
+  const auto found = readCapture(disk.str());
   EXPECT_EQ(found.records, std::vector(records.begin(), records.begin() + 6));
   EXPECT_EQ(found.warnings.size(), 1U);
 }

@@ -8,13 +8,13 @@
 
 namespace varno::tool {
 
-LiveLink::LiveLink(LinkLoop& loop, Address address, Direction received, LinkOptions options,
+LiveLink::LiveLink(LinkLoop& loop, Address address, Direction received, const LinkOptions& options,
                    Handlers handlers)
     : loop_(loop),
       received_(received),
       reconnects_(options.reconnects),
       handlers_(std::move(handlers)),
-      link_(loop, std::move(address), std::move(options),
+      link_(loop, std::move(address), options,
             {.onStatus = [this](const LinkStatus& status) { onStatus(status); },
              .onBytes = [this](std::span<const std::uint8_t> bytes) { onBytes(bytes); },
              .onWritten =

@@ -23,7 +23,7 @@ class LiveLink {
 
   // received: the direction of what comes from the other side. options: one that does not reconnect
   // ends the loop when it is down.
-  LiveLink(LinkLoop& loop, Address address, Direction received, LinkOptions options,
+  LiveLink(LinkLoop& loop, Address address, Direction received, const LinkOptions& options,
            Handlers handlers);
 
   // observer: outlives the link.

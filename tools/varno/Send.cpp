@@ -76,7 +76,7 @@ class Sender {
 
   // Throws Failure where not all of it could be sent.
   void run() {
-    if (wait_ > wait_.zero()) timer_.after(wait_, [this] { loop_.stop(); });
+    if (wait_ > std::chrono::nanoseconds::zero()) timer_.after(wait_, [this] { loop_.stop(); });
     link_.link().open();
     loop_.run();
     link_.link().close();
@@ -88,7 +88,7 @@ class Sender {
  private:
   LinkOptions options() const {
     LinkOptions options;
-    options.reconnects = wait_ > wait_.zero();
+    options.reconnects = wait_ > std::chrono::nanoseconds::zero();
     options.maxQueuedBytes = std::numeric_limits<std::size_t>::max();
     return options;
   }

@@ -149,9 +149,7 @@ void makeStream(std::uint64_t megabytes, const OnBlock& onBlock) {
     block.assign(static_cast<std::size_t>(std::min<std::uint64_t>(1 + random() % 60'000, left)),
                  0x41);
     if (random() % 2 == 0) {
-      for (std::size_t at = 0; at < block.size(); ++at) {
-        block[at] = static_cast<std::uint8_t>(random() >> 56);
-      }
+      for (std::uint8_t& byte : block) byte = static_cast<std::uint8_t>(random() >> 56);
     } else {
       block.front() = 0x02;
       block.back() = 0x03;
