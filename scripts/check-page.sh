@@ -40,4 +40,5 @@ export VARNO=$PWD/build/release/tools/varno/varno SAMPLE=$PWD/tests/page/sample.
 if [[ ${1:-} == --pictures ]]; then
   PICTURES=$PWD/docs exec node $work/pictures.mjs
 fi
-node --test --test-concurrency=1 --test-reporter=spec $work/*.test.mjs
+# A browser that no longer answers is a failure.
+timeout 900 node --test --test-concurrency=1 --test-reporter=spec $work/*.test.mjs
