@@ -41,4 +41,4 @@ if [[ ${1:-} == --pictures ]]; then
   PICTURES=$PWD/docs exec node $work/pictures.mjs
 fi
 # A browser that no longer answers is a failure.
-timeout 900 node --test --test-concurrency=1 --test-reporter=spec $work/*.test.mjs
+timeout 900 node --test --test-concurrency=1 --test-reporter=tap $work/*.test.mjs
