@@ -54,7 +54,8 @@ class NameService {
 };
 
 NameService& nameService() {
-  static NameService service;
+  // Never destroyed: a lookup that nobody waits for may still be in it when the program ends.
+  static NameService& service = *new NameService;
   return service;
 }
 
