@@ -6,11 +6,14 @@
 #include "tools/varno/RecordSource.h"
 #include "tools/varno/Subcommand.h"
 
+#include <unistd.h>
+
+#include <atomic>
 #include <csignal>
-#include <ctime>
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <thread>
 
 namespace varno::tool {
 namespace {
@@ -23,8 +26,8 @@ struct CaptureArguments {
   PageArguments page;
 };
 
-// SIGINT and SIGTERM, which end the page, are taken when they are asked for. Before any thread
-// begins, as threads take over what is blocked.
+// SIGINT and SIGTERM, which end the page, are taken where they are waited for. Before any other
+// thread begins, as threads take over what is blocked.
 class EndSignals {
  public:
   EndSignals() {
@@ -34,10 +37,6 @@ class EndSignals {
     ::pthread_sigmask(SIG_BLOCK, &signals_, nullptr);
   }
 
-  bool hasCome() const {
-    const timespec none{};
-    return ::sigtimedwait(&signals_, nullptr, &none) > 0;
-  }
   void wait() const {
     int signal = 0;
     ::sigwait(&signals_, &signal);
@@ -60,14 +59,15 @@ int run(const CaptureArguments& arguments) {
   print(page.address() + "\n");
   PageDisplay display(page);
   TrafficRecord record;
-  bool isEnded = false;
-  while (!isEnded && source.next(record)) {
-    display.pass(record, page.add(record));
-    isEnded = signals.hasCome();
-  }
-  const bool isWhole = source.isWhole();
-  if (!isEnded) signals.wait();
-  return isWhole ? kSuccess : kUnreadable;
+  std::atomic<int> status = kSuccess;
+  // Reading may wait for ever, so the program ends whatever it is doing: it has nothing to lose.
+  std::thread([&] {
+    signals.wait();
+    ::_exit(status);
+  }).detach();
+  while (source.next(record)) display.pass(record, page.add(record));
+  if (!source.isWhole()) status = kUnreadable;
+  for (;;) ::pause();
 }
 
 }  // namespace
