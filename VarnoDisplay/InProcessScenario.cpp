@@ -9,7 +9,7 @@
 namespace varno {
 
 struct InProcessScenario::State {
-  State(const Scenario& scenario, ManualClock& itsClock, ScenarioOptions options)
+  State(const Scenario& scenario, ManualClock& itsClock, const ScenarioOptions& options)
       : clock(itsClock),
         peer(scenario, clock,
              {.onOutput =
@@ -23,7 +23,7 @@ struct InProcessScenario::State {
                   [this](const TrafficRecord& record) {
                     if (onRecord) onRecord(record);
                   }},
-             std::move(options)) {}
+             options) {}
 
   bool passOn();
   void run();
@@ -80,8 +80,8 @@ void InProcessScenario::State::run() {
 }
 
 InProcessScenario::InProcessScenario(const Scenario& scenario, ManualClock& clock,
-                                     ScenarioOptions options)
-    : state_(std::make_unique<State>(scenario, clock, std::move(options))) {}
+                                     const ScenarioOptions& options)
+    : state_(std::make_unique<State>(scenario, clock, options)) {}
 
 InProcessScenario::~InProcessScenario() = default;
 

@@ -40,7 +40,8 @@ struct ScenarioApplication {
 class VARNO_EXPORT InProcessScenario {
  public:
   // scenario, clock: outlive it. The scenario has no errors.
-  InProcessScenario(const Scenario& scenario, ManualClock& clock, ScenarioOptions options = {});
+  InProcessScenario(const Scenario& scenario, ManualClock& clock,
+                    const ScenarioOptions& options = {});
   ~InProcessScenario();
   InProcessScenario(const InProcessScenario&) = delete;
   InProcessScenario& operator=(const InProcessScenario&) = delete;

@@ -135,7 +135,7 @@ void ScenarioReader::readInclude(StatementLine& line) {
     for (auto at = std::find(open_.begin(), open_.end(), file); at != open_.end(); ++at) {
       circle.append(" ").append(files[*at]).append(" includes");
     }
-    refuse(circle + " " + path);
+    refuse(circle.append(" ").append(path));
   }
   if (open_.size() >= kMostFilesInOneAnother) refuse("no more than 20 files in one another");
   if (filesRead_ >= kMostFiles) refuse("no more than 1,000 files");

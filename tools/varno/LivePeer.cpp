@@ -6,9 +6,9 @@
 namespace varno::tool {
 
 LivePeer::LivePeer(LinkLoop& loop, Address address, const Scenario& scenario,
-                   ScenarioOptions options, Handlers handlers)
+                   const ScenarioOptions& options, Handlers handlers)
     : handlers_(std::move(handlers)),
-      peer_(scenario, loop.clock(), peerHandlers(), std::move(options)),
+      peer_(scenario, loop.clock(), peerHandlers(), options),
       link_(loop, std::move(address), linkHandlers()),
       timer_(loop),
       endTimer_(loop) {}

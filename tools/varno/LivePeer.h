@@ -25,8 +25,8 @@ class LivePeer {
   };
 
   // scenario: outlives it.
-  LivePeer(LinkLoop& loop, Address address, const Scenario& scenario, ScenarioOptions options,
-           Handlers handlers);
+  LivePeer(LinkLoop& loop, Address address, const Scenario& scenario,
+           const ScenarioOptions& options, Handlers handlers);
 
   void start();
 
