@@ -41,4 +41,15 @@ bool mayHaveBytes(RecordKind kind) noexcept {
   return kind <= RecordKind::kLong || kind == RecordKind::kFault;
 }
 
+std::string_view recordKindProblem(RecordKind kind) noexcept {
+  switch (kind) {
+    case RecordKind::kNoise: return "outside any frame";
+    case RecordKind::kTorn: return "cut off before its end";
+    case RecordKind::kShort: return "shorter than any frame";
+    case RecordKind::kLong: return "of a frame that is too long";
+    case RecordKind::kFault: return "put in on purpose";
+    default: return {};
+  }
+}
+
 }  // namespace varno

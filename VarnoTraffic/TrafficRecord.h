@@ -51,6 +51,10 @@ VARNO_EXPORT std::optional<RecordKind> recordKindFromText(std::string_view text)
 // remark.
 VARNO_EXPORT bool mayHaveBytes(RecordKind kind) noexcept;
 
+// What is wrong with a record of the kind, as "outside any frame"; empty where the kind tells of
+// nothing wrong.
+VARNO_EXPORT std::string_view recordKindProblem(RecordKind kind) noexcept;
+
 // One thing that passed over a link or happened to it. The bytes of the records of one direction,
 // put together, are what passed in that direction, byte for byte. A value.
 struct TrafficRecord {

@@ -25,22 +25,11 @@ bool isExplained(RecordKind kind) {
   return kind == RecordKind::kFrame || kind == RecordKind::kTorn || kind == RecordKind::kShort;
 }
 
-std::string_view wordForPiece(RecordKind kind) {
-  switch (kind) {
-    case RecordKind::kNoise: return "outside any frame";
-    case RecordKind::kTorn: return "cut off before its end";
-    case RecordKind::kShort: return "shorter than any frame";
-    case RecordKind::kLong: return "of a frame that is too long";
-    case RecordKind::kFault: return "put in on purpose";
-    default: return {};
-  }
-}
-
 // What is wrong with the record: sentences, none where nothing is.
 std::vector<std::string> problemsOf(RecordKind kind, const Explanation& explanation,
                                     Secrets secrets) {
   std::vector<std::string> problems;
-  if (!wordForPiece(kind).empty()) problems.emplace_back(wordForPiece(kind));
+  if (!recordKindProblem(kind).empty()) problems.emplace_back(recordKindProblem(kind));
   if (kind == RecordKind::kFrame) problems = explanation.sentences(secrets);
   return problems;
 }
@@ -141,7 +130,7 @@ std::string RecordText::row(std::uint64_t number, const TrafficRecord& record,
       text = text.substr(0, remark);
     }
   } else {
-    const std::string_view fault = wordForPiece(record.kind);
+    const std::string_view fault = recordKindProblem(record.kind);
     if (!fault.empty()) json["b"] = {fault};
     text.remove_prefix(std::min(text.size(), recordKindText(record.kind).size() + 1));
     if (text.find("**") != std::string_view::npos) hiddenBytes = text;
@@ -178,7 +167,7 @@ std::string frameJson(std::uint64_t number, const TrafficRecord& record,
     const Json printed = Json::parse(line, nullptr, false);
     if (printed.is_object() && printed.contains("fields")) json["fields"] = printed["fields"];
   } else if (!record.bytes.empty()) {
-    const std::string_view word = wordForPiece(record.kind);
+    const std::string_view word = recordKindProblem(record.kind);
     if (!word.empty()) json["problems"].push_back(word);
     Json span = {
         {"offset", 0}, {"length", record.bytes.size()}, {"name", recordKindText(record.kind)}};

@@ -22,18 +22,6 @@ Secrets secretsOf(const DecodeOutput::Options& options) {
   return options.showsSecrets ? Secrets::kShown : Secrets::kHidden;
 }
 
-// What is wrong with a piece of the stream; empty where nothing is.
-std::string_view faultOf(RecordKind kind) {
-  switch (kind) {
-    case RecordKind::kNoise: return "outside any frame";
-    case RecordKind::kTorn: return "cut off before its end";
-    case RecordKind::kShort: return "shorter than any frame";
-    case RecordKind::kLong: return "of a frame that is too long";
-    case RecordKind::kFault: return "put in on purpose";
-    default: return {};
-  }
-}
-
 void appendCount(std::string& text, std::uint64_t count, std::string_view word) {
   if (count == 0) return;
   if (!text.empty()) text += ", ";
@@ -112,7 +100,7 @@ std::string_view DecodeOutput::show(TrafficRecord& record) {
 bool DecodeOutput::count(const TrafficRecord& record,
                          const std::optional<Explanation>& explanation) {
   ++tally_.records[static_cast<std::size_t>(record.kind)];
-  if (!explanation) return !faultOf(record.kind).empty();
+  if (!explanation) return !recordKindProblem(record.kind).empty();
   if (explanation->verdict == Verdict::kDropped) {
     ++tally_.dropped;
   } else if (explanation->verdict == Verdict::kRefused) {
@@ -153,7 +141,7 @@ void DecodeOutput::showHex(const TrafficRecord& record, std::size_t wordAt) {
 }
 
 void DecodeOutput::appendPlace(const TrafficRecord& record) {
-  const std::string_view fault = faultOf(record.kind);
+  const std::string_view fault = recordKindProblem(record.kind);
   text_ += fault.empty() ? "; " : " #: ";
   if (!fault.empty()) text_.append(fault).append(", ");
   text_.append("at byte ").append(std::to_string(offset_)).append(" of the stream");

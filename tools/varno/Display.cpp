@@ -32,10 +32,6 @@ struct DisplayArguments {
 #endif
 };
 
-std::string counted(std::uint64_t count, const std::string& what) {
-  return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
-}
-
 // As "12 packets received, 3 sent; 2 torn frames, 20 bytes of noise".
 std::string countsText(LiveDisplay& live) {
   const SimulatedDisplay& display = live.display();
@@ -185,6 +181,7 @@ int run(const DisplayArguments& arguments) {
     scenario = scenarioIn(arguments.scenario);
     if (!scenario) return kUnreadable;
   }
+  refuseSameFile(arguments.scenario, arguments.record);
   const std::unique_ptr<CaptureRecorder> recorder = recorderFor(arguments.record);
   DisplayProgram program(arguments, std::move(address), scenario ? &*scenario : nullptr,
                          recorder.get());

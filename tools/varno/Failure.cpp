@@ -3,7 +3,9 @@
 #include <VarnoNetwork/Network/HudLog.h>
 
 #include <array>
+#include <filesystem>
 #include <iostream>
+#include <system_error>
 
 namespace varno::tool {
 
@@ -20,6 +22,17 @@ std::span<const ExitCodeText> exitCodes() {
 }
 
 void tell(const std::string& message) { std::cerr << "varno: " + message + "\n"; }
+
+std::string counted(std::uint64_t count, std::string_view what) {
+  return std::to_string(count).append(" ").append(what).append(count == 1 ? "" : "s");
+}
+
+void refuseSameFile(const std::string& input, const std::string& output) {
+  std::error_code ignored;
+  if (output.empty() || output == "-" || !std::filesystem::equivalent(input, output, ignored))
+    return;
+  throw Failure(kUsage, "'" + shown(output) + "' is the input, too");
+}
 
 std::string shown(const std::string& text) { return HudLog::printableLine(text); }
 

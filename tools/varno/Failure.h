@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <span>
 #include <stdexcept>
 #include <string>
@@ -40,6 +41,12 @@ class ReaderIsGone : public std::exception {};
 
 // "varno: message" on standard error.
 void tell(const std::string& message);
+
+// As "1 frame" or "2 frames".
+std::string counted(std::uint64_t count, std::string_view what);
+
+// Ends the subcommand where the output is the input, too: opening it would empty that.
+void refuseSameFile(const std::string& input, const std::string& output);
 
 // A file's name, or another text that was given, so that it drives no terminal.
 std::string shown(const std::string& text);

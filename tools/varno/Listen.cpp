@@ -1,13 +1,12 @@
 #include "tools/varno/Failure.h"
 #include "tools/varno/LinkArguments.h"
 #include "tools/varno/LiveLink.h"
-#include "tools/varno/LiveOutput.h"
 #include "tools/varno/Subcommand.h"
+#include "tools/varno/TrafficOutputs.h"
 
 #include <VarnoLink/LinkWatch.h>
 
 #include <memory>
-#include <optional>
 #include <string>
 
 namespace varno::tool {
@@ -16,11 +15,7 @@ namespace {
 struct ListenArguments {
   std::string address;
   std::string role = "phone";
-  std::string record;
-  std::string extcap;
-  bool json = false;
-  bool isQuiet = false;
-  bool showsSecrets = false;
+  TrafficArguments traffic;
 };
 
 int run(const ListenArguments& arguments) {
@@ -29,34 +24,17 @@ int run(const ListenArguments& arguments) {
       arguments.role == "phone" ? Direction::kToPhone : Direction::kToDisplay;
 
   LinkLoop loop;
-  const auto recorder = recorderFor(
-      arguments.record, {.secrets = arguments.showsSecrets ? Secrets::kShown : Secrets::kHidden});
-  // Whoever reads the live capture ends this program by going.
-  const auto live = recorderFor(
-      arguments.extcap,
-      {.format = CaptureFormat::kPcapng, .onFailure = [&](const std::string&) { loop.stop(); }});
-  std::optional<LiveOutput> output;
-  if (!arguments.isQuiet && arguments.extcap.empty()) {
-    DecodeOutput::Options options;
-    options.form = arguments.json ? DecodeOutput::Form::kJson : DecodeOutput::Form::kText;
-    options.showsSecrets = arguments.showsSecrets;
-    output.emplace(loop, options);
-  }
-
+  TrafficOutputs outputs(loop, arguments.traffic);
   LiveLink link(loop, address, received, {}, {});
-  if (recorder) link.addObserver(*recorder);
-  if (live) link.addObserver(*live);
-  if (output) link.addObserver(*output);
+  outputs.observe(link);
   const SignalWatch signals(loop, [&](int) { loop.stop(); });
   link.link().open();
   loop.run();
 
   link.link().close();
-  if (output) output->finish(loop.clock().now());
-  const int code = closeRecorder(recorder.get(), arguments.record);
-  if (live) live->close();
+  const int code = outputs.close();
   if (!link.failure().empty()) throw Failure(kLink, link.failure());
-  if (output) tell(output->tally().text());
+  if (outputs.tally() != nullptr) tell(outputs.tally()->text());
   return code;
 }
 
@@ -72,15 +50,8 @@ Run defineListen(CLI::App& app) {
   app.add_option("--as", arguments->role, "What to be for the other side: phone or display")
       ->check(CLI::IsMember({"phone", "display"}))
       ->type_name("SIDE");
-  app.add_flag("--json", arguments->json, "Print each record as a line of JSON");
-  app.add_flag("--quiet", arguments->isQuiet, "Print no records");
-  app.add_option("--record", arguments->record,
-                 "Write what comes into this file: .pcapng, .txt, .json, .jsonl")
-      ->type_name("FILE");
-  app.add_flag("--secrets", arguments->showsSecrets, "Passwords and keys in text and JSON, too");
-  app.add_option("--extcap", arguments->extcap,
-                 "Print nothing, and write a live capture into this pipe, for Wireshark")
-      ->type_name("PIPE");
+  arguments->traffic.define(app);
+  arguments->traffic.defineExtcap(app);
   return [arguments] { return run(*arguments); };
 }
 

@@ -5,6 +5,7 @@
 #include "tools/varno/PageDisplay.h"
 #include "tools/varno/RecordSource.h"
 #include "tools/varno/Subcommand.h"
+#include "tools/varno/WholeNumber.h"
 
 #include <unistd.h>
 
@@ -82,7 +83,7 @@ Run definePage(CLI::App& app) {
       ->type_name("FORMAT");
   app.add_flag("--secrets", arguments->showsSecrets, "Show passwords and keys");
   app.add_option("--keep", arguments->keep, "How many of the last records the page has")
-      ->check(CLI::Range(std::size_t{1}, std::size_t{1'000'000}))
+      ->check(wholeNumber(1, 1'000'000))
       ->capture_default_str()
       ->type_name("N");
   arguments->page.define(app);

@@ -1,6 +1,7 @@
 #include "tools/varno/PageArguments.h"
 
 #include "tools/varno/Types.h"
+#include "tools/varno/WholeNumber.h"
 
 namespace varno::tool {
 namespace {
@@ -21,6 +22,7 @@ void PageArguments::define(CLI::App& app) {
       ->type_name("HOST")
       ->group(kGroup);
   app.add_option("--page-port", port_, "Its port; any where none is given")
+      ->check(wholeNumber(0, 65535))
       ->type_name("PORT")
       ->group(kGroup);
   app.add_option("--page-token", token_,

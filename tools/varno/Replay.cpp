@@ -1,9 +1,10 @@
 #include "tools/varno/Failure.h"
 #include "tools/varno/Formats.h"
 #include "tools/varno/LinkArguments.h"
-#include "tools/varno/LiveOutput.h"
 #include "tools/varno/Replayer.h"
 #include "tools/varno/Subcommand.h"
+#include "tools/varno/TrafficOutputs.h"
+#include "tools/varno/WholeNumber.h"
 
 #include <VarnoLink/LinkWatch.h>
 
@@ -24,14 +25,11 @@ struct ReplayArguments {
   std::string to;
   std::string gapLimit;
   std::string within = "2s";
-  std::string record;
   double speed = 1;
   std::optional<std::uint64_t> loops;
   bool steps = false;
   bool expects = false;
-  bool json = false;
-  bool isQuiet = false;
-  bool showsSecrets = false;
+  TrafficArguments traffic;
 };
 
 Replayer::Options optionsFrom(const ReplayArguments& arguments) {
@@ -50,18 +48,20 @@ Replayer::Options optionsFrom(const ReplayArguments& arguments) {
   }
   if (!arguments.from.empty()) options.schedule.from = durationFrom(arguments.from, "--from");
   if (!arguments.to.empty()) options.schedule.to = durationFrom(arguments.to, "--to");
+  if (options.schedule.to && options.schedule.from > *options.schedule.to) {
+    throw Failure(kUsage, "--from " + arguments.from + " is behind --to " + arguments.to);
+  }
   options.loops = arguments.loops.value_or(1);
   options.waitsForEnter = arguments.steps;
   options.expects = arguments.expects;
   options.answerTimeout = durationFrom(arguments.within, "--within");
-  options.secrets = arguments.showsSecrets ? Secrets::kShown : Secrets::kHidden;
+  options.secrets = arguments.traffic.secrets();
   return options;
 }
 
 std::string countsText(const Replayer::Counts& counts, bool expects) {
-  std::string text = std::to_string(counts.sent) + (counts.sent == 1 ? " record" : " records") +
-                     " sent, " + std::to_string(counts.received) +
-                     (counts.received == 1 ? " frame" : " frames") + " received";
+  std::string text =
+      counted(counts.sent, "record") + " sent, " + counted(counts.received, "frame") + " received";
   if (expects) text += ", " + std::to_string(counts.expected) + " as expected";
   return text;
 }
@@ -71,22 +71,14 @@ int run(const ReplayArguments& arguments) {
   const Replayer::Options options = optionsFrom(arguments);
   LinkLoop loop;
   Replayer replayer(loop, address, options);
-  const auto recorder = recorderFor(arguments.record, {.secrets = options.secrets});
-  if (recorder) replayer.addObserver(*recorder);
-  std::optional<LiveOutput> output;
-  if (!arguments.isQuiet) {
-    DecodeOutput::Options decode;
-    decode.form = arguments.json ? DecodeOutput::Form::kJson : DecodeOutput::Form::kText;
-    decode.showsSecrets = arguments.showsSecrets;
-    output.emplace(loop, decode);
-    replayer.addObserver(*output);
-  }
+  refuseSameFile(arguments.file, arguments.traffic.record());
+  TrafficOutputs outputs(loop, arguments.traffic);
+  outputs.observe(replayer);
   const SignalWatch signals(loop, [&](int) { loop.stop(); });
   replayer.start();
   loop.run();
 
-  if (output) output->finish(loop.clock().now());
-  const int code = closeRecorder(recorder.get(), arguments.record);
+  const int code = outputs.close();
   tell(countsText(replayer.counts(), options.expects));
   if (!replayer.finish()) return kUnreadable;
   return code;
@@ -124,17 +116,13 @@ Run defineReplay(CLI::App& app) {
       ->type_name("T")
       ->group("Pace");
   app.add_option("--loop", arguments->loops, "Send it so many times; 0: until stopped")
+      ->check(wholeNumber())
       ->type_name("N")
       ->group("Pace");
   app.add_option("--format", arguments->format, "What the file is, if its first bytes mislead")
       ->check(CLI::IsMember(formatNames()))
       ->type_name("FORMAT");
-  app.add_option("--record", arguments->record,
-                 "Write what passes into this file: .pcapng, .txt, .json, .jsonl")
-      ->type_name("FILE");
-  app.add_flag("--json", arguments->json, "Print what passes as lines of JSON");
-  app.add_flag("--quiet", arguments->isQuiet, "Print no records");
-  app.add_flag("--secrets", arguments->showsSecrets, "Passwords and keys in text and JSON, too");
+  arguments->traffic.define(app);
   return [arguments] { return run(*arguments); };
 }
 

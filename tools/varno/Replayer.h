@@ -45,7 +45,7 @@ class Replayer {
   // Throws Failure where the file cannot be read. loop: outlives the replayer.
   Replayer(LinkLoop& loop, Address address, Options options);
 
-  // observer: outlives the replayer.
+  // observer: is there while the loop runs.
   void addObserver(TrafficObserver& observer) { observers_.push_back(&observer); }
 
   // Begins; the loop is stopped at the end.

@@ -4,6 +4,7 @@
 #include "tools/varno/LivePeer.h"
 #include "tools/varno/Scenarios.h"
 #include "tools/varno/Subcommand.h"
+#include "tools/varno/WholeNumber.h"
 
 #include <VarnoDisplay/ScenarioResult.h>
 #include <VarnoLink/LinkWatch.h>
@@ -46,6 +47,8 @@ int run(const RunArguments& arguments) {
   }
   const std::optional<Scenario> scenario = scenarioIn(arguments.file);
   if (!scenario) return kUnreadable;
+  refuseSameFile(arguments.file, arguments.record);
+  refuseSameFile(arguments.file, arguments.junit);
   const std::unique_ptr<CaptureRecorder> recorder = recorderFor(arguments.record);
 
   LinkLoop loop;
@@ -101,6 +104,7 @@ Run defineRun(CLI::App& app) {
       ->check(CLI::IsMember({"display", "phone"}))
       ->type_name("SIDE");
   app.add_option("--seed", arguments->seed, "Of the faults; before that of the file")
+      ->check(wholeNumber())
       ->type_name("N");
   app.add_option("--wait", arguments->wait, "How long to wait for the link (30s)")->type_name("T");
   app.add_option("--junit", arguments->junit, "Write a case for each expectation, as CI reads it")

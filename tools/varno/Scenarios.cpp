@@ -19,7 +19,7 @@ std::optional<Scenario> scenarioIn(const std::string& path) {
   if (reading.errors.empty()) return std::move(reading.scenario);
   for (const ScenarioError& error : reading.errors) tell(error.text());
   const std::size_t count = reading.errors.size();
-  tell(shown(path) + ": " + std::to_string(count) + (count == 1 ? " error" : " errors"));
+  tell(shown(path) + ": " + counted(count, "error"));
   return std::nullopt;
 }
 

@@ -1,7 +1,8 @@
 #include "tools/varno/Failure.h"
 #include "tools/varno/LinkArguments.h"
-#include "tools/varno/LiveOutput.h"
 #include "tools/varno/Subcommand.h"
+#include "tools/varno/TrafficOutputs.h"
+#include "tools/varno/WholeNumber.h"
 
 #ifdef VARNO_HAS_PAGE
 #include "tools/varno/PageArguments.h"
@@ -25,13 +26,9 @@ namespace {
 struct TapArguments {
   std::string phoneSide;
   std::string displaySide;
-  std::string record;
-  std::string extcap;
   std::vector<std::string> faults;
   std::optional<std::uint64_t> seed;
-  bool json = false;
-  bool isQuiet = false;
-  bool showsSecrets = false;
+  TrafficArguments traffic;
 #ifdef VARNO_HAS_PAGE
   PageArguments page;
 #endif
@@ -91,13 +88,10 @@ class SideReport {
   std::string failure_;
 };
 
-std::string counted(std::uint64_t count, const std::string& what) {
-  return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
-}
-
-void tellCounts(const Relay& relay, const LiveOutput* output) {
+// records: of those that were printed, null where none are.
+void tellCounts(const Relay& relay, const DecodeOutput::Tally* records) {
   std::string text;
-  if (output != nullptr) text = output->tally().text() + "; ";
+  if (records != nullptr) text = records->text() + "; ";
   tell(text + counted(relay.passedBytes(Direction::kToDisplay), "byte") + " to the display, " +
        counted(relay.passedBytes(Direction::kToPhone), "byte") + " to the phone");
   for (const Direction direction : kDirections) {
@@ -115,41 +109,26 @@ int run(const TapArguments& arguments) {
   for (const std::string& text : arguments.faults) faults.push_back(faultFrom(text));
 
   LinkLoop loop;
-  const Secrets secrets = arguments.showsSecrets ? Secrets::kShown : Secrets::kHidden;
-  const auto recorder = recorderFor(arguments.record, {.secrets = secrets});
-  // Whoever reads the live capture ends this program by going.
-  const auto live = recorderFor(
-      arguments.extcap,
-      {.format = CaptureFormat::kPcapng, .onFailure = [&](const std::string&) { loop.stop(); }});
-  std::optional<LiveOutput> output;
-  if (!arguments.isQuiet && arguments.extcap.empty()) {
-    DecodeOutput::Options options;
-    options.form = arguments.json ? DecodeOutput::Form::kJson : DecodeOutput::Form::kText;
-    options.showsSecrets = arguments.showsSecrets;
-    output.emplace(loop, options);
-  }
+  TrafficOutputs outputs(loop, arguments.traffic);
 
   RelayOptions options;
   options.seed = arguments.seed ? *arguments.seed : std::random_device()();
   Relay relay(loop, phoneSide, displaySide, options);
-  if (recorder) relay.addObserver(*recorder);
-  if (live) relay.addObserver(*live);
-  if (output) relay.addObserver(*output);
+  outputs.observe(relay);
   for (const DirectedFault& fault : faults) {
     for (const Direction direction : kDirections) {
       if (fault.direction.value_or(direction) == direction) relay.addFault(direction, fault.fault);
     }
   }
-  // What is said of a live capture, Wireshark would take for an error.
   std::optional<std::string> more;
-  if (!live) more = faults.empty() ? "" : ", seed " + std::to_string(options.seed);
+  if (!outputs.isExtcap()) more = faults.empty() ? "" : ", seed " + std::to_string(options.seed);
   SideReport report(loop, relay, std::move(more));
 #ifdef VARNO_HAS_PAGE
   std::unique_ptr<TapPage> page;
   if (arguments.page.isWanted()) {
     PageOptions pageOptions = arguments.page.options();
     pageOptions.title = "Tap between " + arguments.phoneSide + " and " + arguments.displaySide;
-    pageOptions.secrets = secrets;
+    pageOptions.secrets = arguments.traffic.secrets();
     page = std::make_unique<TapPage>(loop, relay, std::move(pageOptions));
     tell("page " + page->address());
   }
@@ -168,11 +147,9 @@ int run(const TapArguments& arguments) {
   page.reset();
 #endif
   relay.close();
-  if (output) output->finish(loop.clock().now());
-  const int code = closeRecorder(recorder.get(), arguments.record);
-  if (live) live->close();
+  const int code = outputs.close();
   if (!report.failure().empty()) throw Failure(kLink, report.failure());
-  if (!live) tellCounts(relay, output ? &*output : nullptr);
+  if (!outputs.isExtcap()) tellCounts(relay, outputs.tally());
   return code;
 }
 
@@ -189,11 +166,8 @@ Run defineTap(CLI::App& app) {
                  "serial:///dev/ttyUSB0?baud=115200, unix:///run/display, ...")
       ->required()
       ->type_name("");
-  app.add_flag("--json", arguments->json, "Print each record as a line of JSON");
-  app.add_flag("--quiet", arguments->isQuiet, "Print no records");
-  app.add_option("--record", arguments->record,
-                 "Write what passes into this file: .pcapng, .txt, .json, .jsonl")
-      ->type_name("FILE");
+  arguments->traffic.define(app);
+  arguments->traffic.defineExtcap(app);
   app.add_option("--fault", arguments->faults,
                  "Put a fault in, as '< corrupt byte=7 count=1' or 'latency delay=50ms';\n"
                  "repeated, they act in this order")
@@ -202,12 +176,9 @@ Run defineTap(CLI::App& app) {
       ->group("Faults");
   app.add_option("--seed", arguments->seed,
                  "Of the faults' chances: the same seed, the same faults")
+      ->check(wholeNumber())
       ->type_name("N")
       ->group("Faults");
-  app.add_flag("--secrets", arguments->showsSecrets, "Passwords and keys in text and JSON, too");
-  app.add_option("--extcap", arguments->extcap,
-                 "Print nothing, and write a live capture into this pipe, for Wireshark")
-      ->type_name("PIPE");
 #ifdef VARNO_HAS_PAGE
   arguments->page.defineOptional(app);
 #endif
