@@ -21,7 +21,8 @@ fi
 
 scripts/dependencies.sh build abi
 build=build/abi
-scripts/build.sh abi
+libraries=(VarnoNetwork VarnoTraffic VarnoLink VarnoDisplay)
+scripts/build.sh abi "${libraries[@]/%/-static}" "${libraries[@]/%/-shared}"
 
 # The interface of a library. abidiff compares the types that functions lead to; those that are in
 # headers alone are shown by the same library with a function for each.
@@ -49,7 +50,6 @@ describe VarnoNetwork "${packets[@]}"
 describe VarnoTraffic TrafficRecord
 describe VarnoLink ManualClock
 describe VarnoDisplay TrafficHistory
-libraries=(VarnoNetwork VarnoTraffic VarnoLink VarnoDisplay)
 
 if [[ ${1:-} == --update ]]; then
   for library in "${libraries[@]}"; do

@@ -136,10 +136,11 @@ for compiler in g++ clang++; do
   refuse $compiler -fno-exceptions "VarnoNetwork needs exceptions: compile without -fno-exceptions"
 done
 
+# In batches of files, which is faster.
 for tools in OFF ON; do
-  consume "FetchContent, tools $tools" static -DVARNO_SOURCE_DIR="$PWD" -DVARNO_BUILD_TOOLS=$tools
-  consume "FetchContent, tools $tools" shared -DVARNO_SOURCE_DIR="$PWD" -DVARNO_BUILD_TOOLS=$tools \
-    -DBUILD_SHARED_LIBS=ON
+  sources=(-DVARNO_SOURCE_DIR="$PWD" -DVARNO_BUILD_TOOLS=$tools -DCMAKE_UNITY_BUILD=ON)
+  consume "FetchContent, tools $tools" static "${sources[@]}"
+  consume "FetchContent, tools $tools" shared "${sources[@]}" -DBUILD_SHARED_LIBS=ON
 done
 
 if ((EUID != 0)); then
