@@ -26,7 +26,8 @@ std::ptrdiff_t held(const char* what) {
   return std::distance(begin, std::filesystem::directory_iterator());
 }
 
-// A sanitizer starts a thread of its own with the first of the program's.
+// A sanitizer starts a thread of its own with the first of the program's; one that was joined may
+// still be seen for a moment.
 std::ptrdiff_t threadsOnceOneWasMade() {
   std::thread([] {}).join();
   return held("task");
@@ -140,7 +141,7 @@ class LinkNetworkTest : public testing::TestWithParam<const char*> {
     while (held("task") > threads_ && SteadyClock::now() < deadline) {
       std::this_thread::sleep_for(milliseconds(1));
     }
-    EXPECT_EQ(held("task"), threads_);
+    EXPECT_LE(held("task"), threads_);
     EXPECT_EQ(held("fd"), descriptors_);
   }
 

@@ -129,6 +129,8 @@ TEST(PageServer, NeitherWaitsForViewersNorForAnswersWhenItEnds) {
   std::atomic<int> woken{0};
   auto page = std::make_unique<PageServer>(
       PageOptions{.sends = {Direction::kToPhone}, .onCommand = [&] { ++woken; }});
+  // The HTTP library makes tables with the first request, which the thread sanitizer cannot follow.
+  Viewer(*page, "", "\r\n").readUntil("\r\n\r\n");
   Viewer idle(*page, "", "");            // never asks
   Viewer slow(*page, "events", "\r\n");  // never reads
   std::string answer;
