@@ -19,6 +19,10 @@ configure() { # NAME CMAKE-ARGUMENT...
 }
 
 check() { # REGEX ARGUMENT...
+  if ! grep --quiet --extended-regexp "\"file\": \"$1" "$work/compile_commands.json"; then
+    echo "tidy.sh: no file's path matches '$1'" >&2
+    exit 2
+  fi
   if ! run-clang-tidy -quiet -p "$work" -j "$(nproc)" "${@:2}" "$1" >"$work.log" 2>&1; then
     # Without the command for each file and the count of warnings in other people's headers.
     grep --invert-match --extended-regexp '^[^ ]*clang-tidy|warnings? generated|^$' "$work.log"
@@ -28,12 +32,7 @@ check() { # REGEX ARGUMENT...
 
 if (($#)); then
   configure analysis
-  ours="$PWD/$folders/.*$1"
-  if ! grep --quiet --extended-regexp "\"file\": \"$ours" "$work/compile_commands.json"; then
-    echo "tidy.sh: no file's path matches '$1'" >&2
-    exit 2
-  fi
-  check "$ours"
+  check "$PWD/$folders/.*$1"
   exit
 fi
 

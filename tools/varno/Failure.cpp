@@ -27,11 +27,11 @@ std::string counted(std::uint64_t count, std::string_view what) {
   return std::to_string(count).append(" ").append(what).append(count == 1 ? "" : "s");
 }
 
-void refuseSameFile(const std::string& input, const std::string& output) {
+void refuseSameFile(const std::string& other, const std::string& output, std::string_view what) {
   std::error_code ignored;
-  if (output.empty() || output == "-" || !std::filesystem::equivalent(input, output, ignored))
+  if (output.empty() || output == "-" || !std::filesystem::equivalent(other, output, ignored))
     return;
-  throw Failure(kUsage, "'" + shown(output) + "' is the input, too");
+  throw Failure(kUsage, "'" + shown(output) + "' is " + std::string(what) + ", too");
 }
 
 std::string shown(const std::string& text) { return HudLog::printableLine(text); }

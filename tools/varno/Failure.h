@@ -45,8 +45,9 @@ void tell(const std::string& message);
 // As "1 frame" or "2 frames".
 std::string counted(std::uint64_t count, std::string_view what);
 
-// Ends the subcommand where the output is the input, too: opening it would empty that.
-void refuseSameFile(const std::string& input, const std::string& output);
+// Ends the subcommand where the output is another of its files, too: opening it would empty that.
+void refuseSameFile(const std::string& other, const std::string& output,
+                    std::string_view what = "the input");
 
 // A file's name, or another text that was given, so that it drives no terminal.
 std::string shown(const std::string& text);

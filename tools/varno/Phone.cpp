@@ -56,6 +56,7 @@ class ManualPhone {
     timer_.after(wait_, [this] { end(kLink, "nobody is there"); });
     loop_.run();
     input_.reset();
+    tellUnsent();
     if (!trouble_.empty()) tell(link_.status().address.text() + ": " + shown(trouble_));
     return code_;
   }
@@ -80,8 +81,20 @@ class ManualPhone {
     loop_.stop();
   }
 
+  // Where a signal ends it before what is piped in was sent.
+  void tellUnsent() {
+    if (!wasUp_) {
+      code_ = kLink;
+      if (trouble_.empty()) trouble_ = "interrupted; nobody was there";
+    } else if (trouble_.empty() && (!waiting_.empty() || link_.queuedBytes() > 0)) {
+      code_ = kLink;
+      trouble_ = "interrupted before all was sent";
+    }
+  }
+
   void onStatus(const LinkStatus& status) {
     if (status.state == LinkState::kUp) {
+      wasUp_ = true;
       timer_.cancel();
       show({.kind = RecordKind::kLinkUp});
       if (keepAlive_) keepAlive();
@@ -232,6 +245,7 @@ class ManualPhone {
   std::optional<LineInput> input_;
   std::uint64_t lines_ = 0;
   bool isReady_ = false;
+  bool wasUp_ = false;
   bool hasEnded_ = false;
   bool staying_ = false;  // once all of it was sent
   int code_ = kSuccess;

@@ -7,11 +7,14 @@
 #include "tools/varno/WholeNumber.h"
 
 #include <VarnoLink/LinkWatch.h>
+#include <VarnoTraffic/RealText.h>
 
 #include <cmath>
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
+#include <system_error>
 
 namespace varno::tool {
 namespace {
@@ -25,24 +28,29 @@ struct ReplayArguments {
   std::string to;
   std::string gapLimit;
   std::string within = "2s";
-  double speed = 1;
+  std::string speed = "1";
   std::optional<std::uint64_t> loops;
   bool steps = false;
   bool expects = false;
   TrafficArguments traffic;
 };
 
+double speedFrom(const std::string& text) {
+  double speed = 0;
+  if (!readReal(text, speed) || !std::isfinite(speed) || speed < 0) {
+    throw Failure(kUsage, "--speed: '" + shown(text) + "' is no number from 0 on");
+  }
+  return speed;
+}
+
 Replayer::Options optionsFrom(const ReplayArguments& arguments) {
   if (arguments.file == "-")
     throw Failure(kUsage, "standard input cannot be replayed: name a file");
-  if (!std::isfinite(arguments.speed) || arguments.speed < 0) {
-    throw Failure(kUsage, "--speed is to be a number from 0 on");
-  }
   Replayer::Options options;
   options.file = arguments.file;
   if (!arguments.format.empty()) options.format = formatNamed(arguments.format);
   options.direction = arguments.role == "display" ? Direction::kToPhone : Direction::kToDisplay;
-  options.schedule.speed = arguments.speed;
+  options.schedule.speed = speedFrom(arguments.speed);
   if (!arguments.gapLimit.empty()) {
     options.schedule.gapLimit = durationFrom(arguments.gapLimit, "--gap-limit");
   }
@@ -52,6 +60,11 @@ Replayer::Options optionsFrom(const ReplayArguments& arguments) {
     throw Failure(kUsage, "--from " + arguments.from + " is behind --to " + arguments.to);
   }
   options.loops = arguments.loops.value_or(1);
+  std::error_code ignored;
+  if (options.loops != 1 && std::filesystem::exists(arguments.file, ignored) &&
+      !std::filesystem::is_regular_file(arguments.file, ignored)) {
+    throw Failure(kUsage, "--loop: '" + shown(arguments.file) + "' can be read only once");
+  }
   options.waitsForEnter = arguments.steps;
   options.expects = arguments.expects;
   options.answerTimeout = durationFrom(arguments.within, "--within");

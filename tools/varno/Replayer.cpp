@@ -8,6 +8,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <iostream>
 #include <utility>
@@ -101,11 +102,13 @@ bool Replayer::advance() {
     timer_.at(due, [this] { goOn(); });
     return false;
   }
-  if (options_.waitsForEnter && !std::exchange(isEntered_, false)) {
+  if (options_.waitsForEnter && entered_ == 0) {
     awaitEnter();
     return false;
   }
-  return sendRecord();
+  if (!sendRecord()) return false;
+  if (options_.waitsForEnter) --entered_;
+  return true;
 }
 
 // Reads up to the next record that is sent or waited for; false at the end.
@@ -135,8 +138,7 @@ bool Replayer::sendRecord() {
       fail(kLink, "record " + std::to_string(recordNumber_) + " of " + shown(options_.file) +
                       " is too long to be sent");
     }
-    isEntered_ = true;  // there is no room for it now, and onWritten comes
-    return false;
+    return false;  // there is no room for it now, and onWritten comes
   }
   ++counts_.sent;
   show(options_.direction, record_.bytes);
@@ -183,13 +185,15 @@ void Replayer::awaitEnter() {
   enter_ = std::make_unique<ReadableWatch>(loop_, STDIN_FILENO, [this] {
     std::array<char, 256> typed;
     const ssize_t count = ::read(STDIN_FILENO, typed.data(), typed.size());
-    if (count > 0 && std::string_view(typed.data(), static_cast<std::size_t>(count)).find('\n') ==
-                         std::string_view::npos) {
-      return;
+    if (count > 0) {
+      entered_ += std::count(typed.begin(), typed.begin() + count, '\n');
+      if (entered_ == 0) return;
     }
     enter_.reset();
-    if (count <= 0) return fail(kLink, "nobody is there to press Enter any more");
-    isEntered_ = true;
+    if (count <= 0) {
+      std::cerr << "\n";
+      return fail(kLink, "nobody is there to press Enter any more");
+    }
     goOn();
   });
 }

@@ -84,7 +84,7 @@ class Replayer {
   TrafficRecord record_;  // what is to be sent or to come next
   bool hasRecord_ = false;
   std::uint64_t recordNumber_ = 0;
-  bool isEntered_ = false;
+  std::ptrdiff_t entered_ = 0;  // how often Enter was pressed ahead
   LinkTime begin_;
   std::optional<LinkTime> askedSince_;  // since when the answer is waited for
 

@@ -27,14 +27,20 @@ struct RunArguments {
   std::optional<std::uint64_t> seed;
 };
 
-void writeReport(const RunArguments& arguments, const ScenarioResult& result) {
-  if (arguments.junit.empty()) return;
-  OutputFile file(arguments.junit);
+void writeReport(OutputFile& file, const std::string& name, const ScenarioResult& result) {
   std::ostream output(&file);
   output.exceptions(std::ios::badbit);
-  writeJUnit(output, arguments.file, result);
+  writeJUnit(output, name, result);
   output.flush();
   file.close();
+}
+
+// Where nobody reads it any more, the status tells what came of it all the same.
+void printVerdict(const std::string& text) {
+  try {
+    print(text);
+  } catch (const ReaderIsGone&) {
+  }
 }
 
 int run(const RunArguments& arguments) {
@@ -45,10 +51,17 @@ int run(const RunArguments& arguments) {
   if (!arguments.as.empty()) {
     options.role = arguments.as == "phone" ? ScenarioRole::kPhone : ScenarioRole::kDisplay;
   }
-  const std::optional<Scenario> scenario = scenarioIn(arguments.file);
-  if (!scenario) return kUnreadable;
   refuseSameFile(arguments.file, arguments.record);
   refuseSameFile(arguments.file, arguments.junit);
+  // A report of an earlier run goes first, so that it is not taken for one of this.
+  std::optional<OutputFile> report;
+  if (!arguments.junit.empty()) report.emplace(arguments.junit);
+  refuseSameFile(arguments.junit, arguments.record, "the report");
+  const std::optional<Scenario> scenario = scenarioIn(arguments.file);
+  if (!scenario) {
+    if (report) writeReport(*report, arguments.file, ScenarioResult());
+    return kUnreadable;
+  }
   const std::unique_ptr<CaptureRecorder> recorder = recorderFor(arguments.record);
 
   LinkLoop loop;
@@ -75,10 +88,10 @@ int run(const RunArguments& arguments) {
   loop.run();
 
   const ScenarioResult& result = peer.result();
-  writeReport(arguments, result);
+  if (report) writeReport(*report, arguments.file, result);
   std::string text = verdictText(arguments.file, result, loop.clock().now() - begin);
   if (result.failure) text = result.failure->text() + "\n" + text;
-  print(text);
+  printVerdict(text);
   if (!trouble.empty()) tell(address.text() + ": " + shown(trouble));
   if (peer.refusedBytes() > 0) {
     tell(std::to_string(peer.refusedBytes()) + " bytes were not sent: the other side did not read");

@@ -16,6 +16,9 @@ std::optional<Scenario> scenarioIn(const std::string& path) {
   input.exceptions(std::ios::badbit);
   const std::string text{std::istreambuf_iterator<char>(input), {}};
   ScenarioReading reading = readScenario(text, path);
+  if (reading.errors.empty() && reading.scenario.statements.empty()) {
+    throw Failure(kUnreadable, shown(path) + ": the scenario has no statements");
+  }
   if (reading.errors.empty()) return std::move(reading.scenario);
   for (const ScenarioError& error : reading.errors) tell(error.text());
   const std::size_t count = reading.errors.size();
