@@ -202,11 +202,27 @@ void ScenarioReader::readAnswer(StatementLine& line) {
 
 void ScenarioReader::readFault(StatementLine& line) {
   if (line.atEnd()) line.fail("> or < and a fault, as corrupt byte=7");
-  const std::size_t begin = line.column() - 1;
+  std::size_t at = line.column() - 1;
+  const std::size_t end = at + line.takeRest().size();
+  const std::string_view source = line.line();
   NotationError error;
-  const auto fault = directedFaultFromText(line.takeRest(), error);
+  std::string text;  // with the values of variables in their places
+  std::vector<std::size_t> columns;
+  while (at < end) {
+    const std::size_t column = at + 1;
+    if (source.substr(at - 1, 2) == "=$") {
+      const auto value = readNotationText(source, at, reading_.scenario.variables, error);
+      if (!value) throw NotationError(std::move(error));
+      text += *value;
+    } else {
+      text += source[at++];
+    }
+    columns.resize(text.size(), column);
+  }
+  columns.push_back(end + 1);
+  const auto fault = directedFaultFromText(text, error);
   if (!fault) {
-    error.column += begin;
+    error.column = columns[std::min(error.column, columns.size()) - 1];
     throw NotationError(std::move(error));
   }
   add(FaultStatement{*fault});

@@ -30,7 +30,8 @@ TEST(ScenarioReaderTest, TellsAllErrorsOfAllFiles) {
       errorsOf({{"dir/a",
                  "\xEF\xBB\xBFlet t = 2s # note\r\nwait $t\r\nexpcet KeepAlive\r\n"
                  "let name = \"open\nsend SystemTime timeZoneId=$name\n"
-                 "include sub/b\ninclude sub/b\ninclude nope"},
+                 "include sub/b\ninclude sub/b\ninclude nope\n"
+                 "fault < latency delay=$t jitter=x"},
                 {"dir/sub/b", "include ../a\nwait 3\n"}}),
       ElementsAre(
           "dir/a:3:1: found \"expcet\", expected send, expect, reject, ignore, on, wait, link, "
@@ -42,7 +43,9 @@ TEST(ScenarioReaderTest, TellsAllErrorsOfAllFiles) {
           "dir/sub/b:2:6: found \"3\", expected a length of time, as 250us, 20ms, 1.5s or 3m\n"
           "wait 3\n     ^",
           "dir/a:8:9: found \"nope\", expected a file that can be read; dir/nope: no such file\n"
-          "include nope\n        ^"));
+          "include nope\n        ^",
+          "dir/a:9:33: found \"x\", expected a time of 24h at most, as 250us, 2ms or 1.5s\n"
+          "fault < latency delay=$t jitter=x\n                                ^"));
 }
 
 TEST(ScenarioReaderTest, BoundsWhatFilesInclude) {
