@@ -18,7 +18,11 @@ struct InProcessScenario::State {
                     toApplication.insert(toApplication.end(), bytes.begin(), bytes.end());
                   },
               .onHangUp = [this](HangUp) { changes.push_back(false); },
-              .onOpen = [this] { changes.push_back(true); },
+              .onOpen =
+                  [this] {
+                    const bool willBeUp = changes.empty() ? isUp : changes.back();
+                    if (!willBeUp) changes.push_back(true);
+                  },
               .onRecord =
                   [this](const TrafficRecord& record) {
                     if (onRecord) onRecord(record);
@@ -94,12 +98,13 @@ void InProcessScenario::setOnRecord(std::function<void(const TrafficRecord&)> on
 }
 
 bool InProcessScenario::receive(std::span<const std::uint8_t> bytes) {
-  if (!state_->isUp) return false;
+  if (!state_->isUp || !state_->changes.empty()) return false;
   state_->peer.receive(bytes);
   return true;
 }
 
 void InProcessScenario::hangUp() {
+  if (!state_->isUp || !state_->changes.empty()) return;
   state_->changes.push_back(false);
   state_->peer.linkDown("the application hung up");
 }

@@ -25,7 +25,7 @@
 //   let NAME = VALUE                     $NAME stands for the value from here on
 //   send PACKET                          a packet, or `raw` or `noise` and bytes in hex
 //   expect PATTERN [within T]            the next packet is such a one
-//   expect link up|down [within T]       the link is, or becomes, so
+//   expect link up|down [within T]       the link is, or becomes, so; up opens one that stays down
 //   reject PATTERN for T                 no such packet comes for so long; others are passed over
 //   ignore PATTERN                       from here on such packets are passed over
 //   on PATTERN send PACKET               from here on such packets are answered

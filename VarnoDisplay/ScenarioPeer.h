@@ -20,7 +20,8 @@ struct ScenarioPeerHandlers {
   std::function<void(std::span<const std::uint8_t> bytes)> onOutput = {};
   // The link ends, and stays down until onOpen.
   std::function<void(HangUp how)> onHangUp = {};
-  // The link may come up again: the owner connects or listens, and calls linkUp() when it is up.
+  // The link may come up again: where it does not do so already, the owner connects or listens. It
+  // calls linkUp() when it is up.
   std::function<void()> onOpen = {};
   // Looks on.
   std::function<void(const TrafficRecord& record)> onRecord = {};

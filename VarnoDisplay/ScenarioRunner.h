@@ -26,7 +26,7 @@ class VARNO_EXPORT ScenarioWire {
   // The link ends, and stays down until open(); the runner is not told of it.
   virtual void close() = 0;
   virtual void reset() = 0;
-  // The link may come up again, by whoever does that.
+  // The link may come up again, by whoever does that. Without effect where it is or may already.
   virtual void open() = 0;
 
  protected:
@@ -40,7 +40,7 @@ struct ScenarioOptions {
   // These two go before what the scenario's options say.
   std::optional<std::uint64_t> seed = {};
   std::optional<ScenarioRole> role = {};
-  // How long the scenario waits for the link at its beginning, and where it has to send.
+  // How long the scenario waits for the link at its beginning, and to send after `link open`.
   std::chrono::nanoseconds linkTimeout = std::chrono::seconds(30);
   PacketDirectory directory = PacketDirectory();
 };

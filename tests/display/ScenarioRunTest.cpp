@@ -13,6 +13,7 @@ TEST(ScenarioRunTest, FollowsTheStatements) {
   const ScenarioRun run = runScenario(scenarioFrom(R"(
     option timeout=2s seed=7
     let network = Garage
+    let which = 1
     ignore KeepAlive
     expect SystemTime timeInMillis>0 timeZoneId=?zone
     expect VarnoMode mode=0
@@ -21,7 +22,7 @@ TEST(ScenarioRunTest, FollowsTheStatements) {
     send   WifiStationStatus eventType=2 errorMessage=$zone
     reject WifiStationMode for 2900ms    # it waits for 3 s
     expect WifiStationMode ssid~^G.*e$ securityType<=2 within 200ms
-    fault  < corrupt byte=1 bit=0 count=1
+    fault  < corrupt byte=$which bit=0 count=1
     send   WifiStationStatus eventType=0   # now of another family
     reject WifiStationMode for 1s
     on     FullScreen isFullScreen=?is send VarnoAppStart isVarnoAppStart=false
@@ -36,6 +37,11 @@ TEST(ScenarioRunTest, FollowsTheStatements) {
     send   noise FF 41
     send   VarnoAppConnection isVarnoAppConnected=false
     expect HudDisconnect
+    fault  < limit bytes=2
+    send   UartConnection
+    expect link down
+    expect link up
+    expect SystemTime
   )"));
   EXPECT_EQ(run.result.outcome, ScenarioOutcome::kPassed) << run.failure() << '\n' << run.records;
   EXPECT_EQ(run.result.seed, 7U);
@@ -85,6 +91,10 @@ TEST(ScenarioRunTest, TellsWhatFailed) {
        "test.varno:2:6: send UartConnectionEventPacket: the scenario closed the link, and did not "
        "open it again",
        ""},
+      {"fault < limit bytes=1\nsend UartConnection\nsend UartConnection", Outcome::kLinkFailed,
+       "test.varno:3:6: send UartConnectionEventPacket: the link went down before; \"expect link "
+       "up\" would wait for it",
+       "link down # limit"},
       {"ignore *\nexpect HudReset within 1ms", Outcome::kFailed,
        "test.varno:2:8: ", "nothing came within 1ms but what is ignored"},
       {"ignore KeepAlive\nexpect SystemTime timeZoneId=?zone\nsend BluetoothStatus "
@@ -102,6 +112,32 @@ TEST(ScenarioRunTest, TellsWhatFailed) {
     EXPECT_THAT(run.failure(), HasSubstr(each.has)) << each.text;
     EXPECT_THAT(run.failure(), Not(HasSubstr("sesame")));
   }
+}
+
+// A wire to nobody.
+class DeadWire : public ScenarioWire {
+ public:
+  void send(std::span<const std::uint8_t>) override {}
+  void addFault(Direction, const Fault&) override {}
+  void close() override {}
+  void reset() override {}
+  void open() override {}
+};
+
+TEST(ScenarioRunTest, WaitsForTheLinkAtTheBeginningAsLongAsItSays) {
+  const Scenario patient = scenarioFrom("expect link up within 1h\nsend UartConnection");
+  const Scenario other = scenarioFrom("send UartConnection");
+  ManualClock clock;
+  DeadWire wire;
+  ScenarioRunner runner(patient, clock, wire);
+  ScenarioRunner otherRunner(other, clock, wire);
+  for (ScenarioRunner* each : {&runner, &otherRunner}) each->start();
+  clock.advance(std::chrono::minutes(59));
+  for (ScenarioRunner* each : {&runner, &otherRunner}) each->advance();
+  EXPECT_FALSE(runner.isFinished());
+  EXPECT_EQ(otherRunner.result().outcome, ScenarioOutcome::kLinkFailed);
+  runner.linkUp();
+  EXPECT_EQ(runner.result().outcome, ScenarioOutcome::kPassed);
 }
 
 }  // namespace

@@ -15,8 +15,15 @@ LivePeer::LivePeer(LinkLoop& loop, Address address, const Scenario& scenario,
 
 ScenarioPeerHandlers LivePeer::peerHandlers() {
   return {.onOutput = [this](std::span<const std::uint8_t> bytes) { link_.send(bytes); },
-          .onHangUp = [this](HangUp how) { link_.close(how); },
-          .onOpen = [this] { link_.open(); },
+          .onHangUp =
+              [this](HangUp how) {
+                staysDown_ = true;
+                link_.close(how);
+              },
+          .onOpen =
+              [this] {
+                if (std::exchange(staysDown_, false)) link_.open();
+              },
           .onRecord = handlers_.onRecord};
 }
 

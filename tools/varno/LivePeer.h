@@ -45,6 +45,7 @@ class LivePeer {
   PeerLink link_;
   LinkTimer timer_;
   LinkTimer endTimer_;
+  bool staysDown_ = false;
   bool hasEnded_ = false;
 };
 
