@@ -24,7 +24,8 @@ struct DisplayDesk::State {
   ManualClock clock;
   SimulatedDisplay display;
   bool isUp = false;
-  std::shared_ptr<MainThreadDelivery> delivery;  // of the last connection; null before the first
+  const HudNetwork* network = nullptr;           // of the last connection; null before the first
+  std::shared_ptr<MainThreadDelivery> delivery;  // to it
   std::deque<std::vector<std::uint8_t>> toDisplay;
   std::deque<std::vector<std::uint8_t>> toPhone;  // frames
   FrameCutter cutter;
@@ -93,6 +94,7 @@ void DisplayDesk::connect(const HudNetwork& network) {
   disconnect();
   state_->toPhone.clear();
   state_->cutter.finish();
+  state_->network = &network;
   state_->delivery = std::make_shared<MainThreadDelivery>(network);
   state_->isUp = true;
   state_->display.linkUp();
@@ -104,6 +106,10 @@ void DisplayDesk::disconnect() {
   state_->toPhone.clear();
   state_->isUp = false;
   state_->display.linkDown("the phone hung up");
+}
+
+void DisplayDesk::disconnect(const HudNetwork& network) {
+  if (state_->network == &network) disconnect();
 }
 
 bool DisplayDesk::isUp() const { return state_->isUp; }
@@ -128,7 +134,8 @@ void DisplayDesk::pass(std::chrono::nanoseconds duration) {
 bool DisplayDesk::passUntil(const std::function<bool()>& condition,
                             std::chrono::nanoseconds limit) {
   State& state = *state_;
-  const LinkTime end = state.clock.now() + limit;
+  const LinkTime begin = state.clock.now();
+  const LinkTime end = limit < LinkTime::max() - begin ? begin + limit : LinkTime::max();
   for (;;) {
     pump();
     if (condition()) return true;
@@ -145,6 +152,7 @@ SimulatedDisplay& DisplayDesk::display() { return state_->display; }
 ManualClock& DisplayDesk::clock() { return state_->clock; }
 std::uint64_t DisplayDesk::refusedFrames() const { return state_->refused; }
 
-DeskNetwork::~DeskNetwork() { desk_.disconnect(); }
+// Another one may have taken its place.
+DeskNetwork::~DeskNetwork() { desk_.disconnect(*this); }
 
 }  // namespace varno

@@ -75,7 +75,13 @@ class VARNO_EXPORT DisplayDesk {
   std::uint64_t refusedFrames() const;
 
  private:
+  friend class DeskNetwork;
+
   struct State;
+
+  // Where it is the one that is connected.
+  VARNO_INTERNAL void disconnect(const HudNetwork& network);
+
   const std::unique_ptr<State> state_;
 };
 

@@ -109,6 +109,16 @@ TEST(DisplayDesk, WhatWasSentBeforeHangingUpArrivesAndAResetLosesIt) {
   EXPECT_EQ(desk.display().received<HudDisconnectCommandPacket>().size(), 1U);
 }
 
+TEST(DisplayDesk, AnApplicationIsStartedAnewAndWaitsForever) {
+  const MainThreadScope mainThread;
+  DisplayDesk desk;
+  auto network = std::make_unique<DeskNetwork>(desk);
+  network = std::make_unique<DeskNetwork>(desk);
+  EXPECT_TRUE(desk.isUp());
+  const LinkView& link = desk.display().state().link;
+  EXPECT_TRUE(desk.passUntil([&] { return link.missedKeepAlives > 0; }, LinkTime::duration::max()));
+}
+
 TEST(DisplayDesk, AListenerMaySendThrowHangUpAndUnregister) {
   const MainThreadScope mainThread;
   DisplayDesk desk({.switchedOff = {DisplayAnswer::kVersion}});
