@@ -46,7 +46,8 @@ void writeJUnit(std::ostream& output, const std::string& name, const ScenarioRes
   const std::string suite = inXml(HudLog::printableLine(name));
   // What fails outside of every case is an error of the suite, in a case of its own.
   const auto failed = count(Status::kFailed);
-  const bool isOutside = result.failure.has_value() && failed == 0;
+  const bool hasNoEnd = result.outcome == ScenarioOutcome::kRunning;
+  const bool isOutside = hasNoEnd || (result.failure.has_value() && failed == 0);
   output << R"(<?xml version="1.0" encoding="UTF-8"?>)"
          << "\n<testsuites>\n  <testsuite name=\"" << suite << "\" tests=\""
          << result.cases.size() + (isOutside ? 1 : 0) << "\" failures=\"" << failed
@@ -72,7 +73,11 @@ void writeJUnit(std::ostream& output, const std::string& name, const ScenarioRes
       case Status::kFailed: tell("failure"); break;
     }
   }
-  if (isOutside) {
+  if (hasNoEnd) {
+    output << "    <testcase classname=\"" << suite << "\" name=\"all of it\">\n"
+           << "      <error message=\"the scenario did not come to its end\"/>\n"
+           << "    </testcase>\n";
+  } else if (isOutside) {
     begin(result.failure->file, result.failure->place, result.failure->statement, {});
     tell("error");
   }

@@ -88,7 +88,6 @@ int run(const RunArguments& arguments) {
   loop.run();
 
   const ScenarioResult& result = peer.result();
-  if (report) writeReport(*report, arguments.file, result);
   std::string text = verdictText(arguments.file, result, loop.clock().now() - begin);
   if (result.failure) text = result.failure->text() + "\n" + text;
   printVerdict(text);
@@ -97,6 +96,7 @@ int run(const RunArguments& arguments) {
     tell(std::to_string(peer.refusedBytes()) + " bytes were not sent: the other side did not read");
   }
   const int recorded = closeRecorder(recorder.get(), arguments.record);
+  if (report) writeReport(*report, arguments.file, result);
   return recorded == kSuccess ? codeOf(result.outcome) : recorded;
 }
 
