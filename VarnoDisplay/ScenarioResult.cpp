@@ -130,12 +130,13 @@ std::string frameText(std::span<const std::uint8_t> frame, const PacketDirectory
 std::string unresolvedText(const std::string& text, const NotationVariables& variables,
                            const std::string& error) {
   for (const auto& [name, value] : variables) {
+    if (value) continue;
     const std::string used = "$" + name;
-    const std::size_t at = text.find(used);
-    if (value || at == std::string::npos) continue;
-    const std::string_view rest = std::string_view(text).substr(at + 1);
-    const std::size_t end = rest.find_first_of(" \t,]}\"#");
-    if (rest.substr(0, end) == name) return used + " has no value yet";
+    for (std::size_t at = text.find(used); at != std::string::npos; at = text.find(used, at + 1)) {
+      const std::string_view rest = std::string_view(text).substr(at + 1);
+      const std::size_t end = rest.find_first_of(" \t,]}\"#");
+      if (rest.substr(0, end) == name) return used + " has no value yet";
+    }
   }
   return "with the values of its variables: " + error;
 }
