@@ -180,6 +180,11 @@ int run(const DisplayArguments& arguments) {
   if (!arguments.scenario.empty()) {
     scenario = scenarioIn(arguments.scenario);
     if (!scenario) return kUnreadable;
+    if (roleOf(*scenario, {}) != ScenarioRole::kDisplay) {
+      throw Failure(kUsage, shown(arguments.scenario) +
+                                ": the scenario is a phone's, and is for varno run: expected one "
+                                "without \"option as=phone\"");
+    }
   }
   refuseSameFile(arguments.scenario, arguments.record);
   const std::unique_ptr<CaptureRecorder> recorder = recorderFor(arguments.record);
