@@ -52,6 +52,9 @@ consume() { # WAY KIND CMAKE-ARGUMENT...
 runCommand() { # WAY PROGRAM: the command has to work where it was installed
   [[ $("$2" --version) == "varno "* ]] || fail "$1: varno does not tell its version"
   [[ $("$2" encode KeepAlive) == "02 7D 7F 0F 00 03" ]] || fail "$1: varno does not encode"
+  local program
+  program=$(command -v "$2")
+  [[ -s ${program%/bin/varno}/share/varno/scenarios/garbage.varno ]] || fail "$1: no scenarios"
   echo "ok: $1, varno"
 }
 
