@@ -4,6 +4,7 @@
 #include <VarnoLink/Relay.h>
 #include <VarnoNetwork/Network/Command/KeepAliveCommandPacket.h>
 #include <VarnoNetwork/Network/FieldVisitor.h>
+#include <VarnoNetwork/Network/HudLog.h>
 #include <VarnoTraffic/Explanation.h>
 #include <VarnoTraffic/FrameContent.h>
 
@@ -259,6 +260,11 @@ void ScenarioWriter::link(const TrafficRecord& record, Pause pause) {
     pendingDown_ = !isDisplays(record) ? "expect link down"
                    : isReset           ? "link   reset"
                                        : "link   close";
+    // Who the peer was, a person may know.
+    const bool isUnclear = !isDisplays(record) && !isOf(RelaySide::kPhone, record);
+    if (isUnclear && !record.note.empty()) {
+      pendingDown_.append("  # ").append(HudLog::printableLine(record.note));
+    }
     return;
   }
   if (!pendingDown_.empty()) {
