@@ -69,8 +69,11 @@ char** complete(const char* text, int begin, int /*end*/) {
 
 void takeLine(char* line) {
   if (line != nullptr && *line != '\0') add_history(line);
+  const bool goesOn = line != nullptr;
   editor().onLine(line);
   std::free(line);  // NOLINT(cppcoreguidelines-no-malloc): the library gives it so
+  // After a line, the library would wait for the whole of the next one.
+  if (goesOn) rl_callback_handler_install(kPrompt, takeLine);
 }
 
 }  // namespace
