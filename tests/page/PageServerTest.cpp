@@ -91,8 +91,8 @@ TEST(PageServer, KeepsTheLastRecordsAndGoesOnWhereAViewerWas) {
 
 TEST(PageServer, TellsWhichRecordChangedWhatTheDriverSees) {
   PageServer page({});
-  page.setState([] { return R"({"speed":{"text":"52"}})"; }, std::nullopt, 0);
-  page.setState([] { return R"({"speed":{"text":"57"}})"; }, page.add(speedRecord('7')),
+  page.setState({[] { return R"({"speed":{"text":"52"}})"; }}, std::nullopt, 0);
+  page.setState({[] { return R"({"speed":{"text":"57"}})"; }}, page.add(speedRecord('7')),
                 1'500'000'000);
   Viewer viewer(page, "events", "\r\n");
   const std::string told = viewer.readUntil("\"c\":2,");

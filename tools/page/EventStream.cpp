@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <chrono>
-#include <thread>
+#include <utility>
 
 namespace varno::tool {
 namespace {
@@ -30,9 +30,11 @@ std::optional<std::uint64_t> takeNumber(std::string_view& text) {
 
 }  // namespace
 
-EventStream::EventStream(PageHub& hub, std::string_view lastId) : hub_(hub) {
-  const std::lock_guard logLock(hub_.logMutex);
+EventStream::EventStream(PageHub& hub, std::string_view lastId, std::size_t maxViewers)
+    : hub_(hub) {
   const std::lock_guard lock(hub_.mutex);
+  if (hub_.viewers >= maxViewers) return;
+  hasSeat_ = true;
   ++hub_.viewers;
   if (!lastId.starts_with(hub_.session + ".")) return;
   lastId.remove_prefix(hub_.session.size() + 1);
@@ -40,10 +42,11 @@ EventStream::EventStream(PageHub& hub, std::string_view lastId) : hub_(hub) {
   const auto change = takeNumber(lastId);
   if (!record || !change || !lastId.empty()) return;
   record_ = std::min(*record, hub_.ring.last());
-  change_ = std::min(*change, hub_.log.last());
+  change_ = std::min(*change, hub_.lastChange);
 }
 
 EventStream::~EventStream() {
+  if (!hasSeat_) return;
   const std::lock_guard lock(hub_.mutex);
   --hub_.viewers;
 }
@@ -76,6 +79,7 @@ void EventStream::catchUp() {
   {
     const std::lock_guard lock(hub_.mutex);
     told.swap(hub_.told);
+    hub_.toldBytes = 0;
   }
   // Of a flood, one change stands for many.
   const std::size_t most = isBegun_ ? kMaxBatchStates : told.size();
@@ -126,7 +130,7 @@ std::optional<std::string> EventStream::next() {
       hub_.changed.wait_for(lock, kHeartbeat, [this] { return hasNews(); });
     }
     if (hub_.isStopped) return std::nullopt;
-    if (!isBegun_) append(text, "hello", hub_.hello);
+    if (!isGreeted_) append(text, "hello", hub_.hello);
     appendRecords(text);
     if (statusVersion_ != hub_.statusVersion) {
       statusVersion_ = hub_.statusVersion;
@@ -134,6 +138,8 @@ std::optional<std::string> EventStream::next() {
     }
     isFull_ = record_ < hub_.ring.last();
   }
+  // What the driver sees may take a while to be worked out.
+  if (!std::exchange(isGreeted_, true)) return text;
   {
     const std::lock_guard lock(hub_.logMutex);
     catchUp();

@@ -2,6 +2,7 @@
 
 #include "tools/page/PageHub.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -22,11 +23,14 @@ namespace varno::tool {
 class EventStream {
  public:
   // lastId: what the viewer had last; anything else than such an id begins anew. Counts as a viewer
-  // of the hub while it lives.
-  EventStream(PageHub& hub, std::string_view lastId);
+  // of the hub while it lives, unless there are as many as may be.
+  EventStream(PageHub& hub, std::string_view lastId, std::size_t maxViewers);
   ~EventStream();
   EventStream(const EventStream&) = delete;
   EventStream& operator=(const EventStream&) = delete;
+
+  // False where there are too many others: it tells nothing then.
+  bool hasSeat() const { return hasSeat_; }
 
   // The next events; waits for some, and gives a comment where nothing happens for a while, by
   // which a viewer that left is noticed. None once the server stops.
@@ -42,6 +46,8 @@ class EventStream {
   void catchUp();
 
   PageHub& hub_;
+  bool hasSeat_ = false;
+  bool isGreeted_ = false;
   bool isBegun_ = false;
   bool isFull_ = false;  // the last batch did not hold all there was
   std::uint64_t record_ = 0;

@@ -36,6 +36,7 @@ struct PageHub {
   std::condition_variable stopped;
   RecordRing ring;
   std::deque<ToldState> told;                          // that are not yet in the log
+  std::size_t toldBytes = 0;                           // that they hold
   std::uint64_t lastChange = 0;                        // in the log
   std::string status = R"({"links":[],"faults":[]})";  // as JSON
   std::uint64_t statusVersion = 1;

@@ -28,6 +28,8 @@ using httplib::Response;
 constexpr std::size_t kSpareConnections = 16;
 constexpr std::size_t kMaxCommands = 100;
 constexpr std::chrono::seconds kAnswerTime{5};
+constexpr std::size_t kMaxToldBytes = std::size_t{32} << 20;
+
 Json directionsJson(const std::vector<Direction>& directions) {
   Json json = Json::array();
   for (const Direction direction : directions) json.push_back(directionText(direction));
@@ -45,6 +47,12 @@ std::string helloJson(const PageOptions& options, const std::string& session) {
   return json.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
+void answerFull(Response& response, std::size_t maxViewers) {
+  answerProblem(response, 503,
+                "As many as may look on do: " + std::to_string(maxViewers) +
+                    ". Close one of the pages to see this one.");
+}
+
 std::string catalogueJson(const PageOptions& options) {
   return R"({"types":)" + options.types + R"(,"faults":)" + options.faultKinds + "}";
 }
@@ -56,7 +64,6 @@ struct PageServer::State {
 
   void handle(const Request& request, Response& response);
   void handleGet(std::string_view path, const Request& request, Response& response);
-  bool hasRoom(Response& response);
   void handleEvents(const Request& request, Response& response);
   void handleCommand(const Request& request, Response& response);
   void handleFrame(std::string_view number, Response& response);
@@ -122,8 +129,9 @@ void PageServer::State::handleGet(std::string_view path, const Request& request,
                                   Response& response) {
   if (path == "events") return handleEvents(request, response);
   if (path == "hello") {  // why a viewer's events broke off
-    if (hasRoom(response)) response.set_content(hub.hello, kJsonType);
-    return;
+    const std::lock_guard lock(hub.mutex);
+    if (hub.viewers < options.maxViewers) return response.set_content(hub.hello, kJsonType);
+    return answerFull(response, options.maxViewers);
   }
   if (path.starts_with("frame/")) return handleFrame(path.substr(6), response);
   if (path.starts_with("save/")) return downloadRecords(hub, path.substr(5), options, response);
@@ -136,19 +144,9 @@ void PageServer::State::handleGet(std::string_view path, const Request& request,
   answer(response, 404, "There is no such page.");
 }
 
-// Tells the viewer where there are as many as may be.
-bool PageServer::State::hasRoom(Response& response) {
-  const std::lock_guard lock(hub.mutex);
-  if (hub.viewers < options.maxViewers) return true;
-  answerProblem(response, 503,
-                "As many as may look on do: " + std::to_string(options.maxViewers) +
-                    ". Close one of the pages to see this one.");
-  return false;
-}
-
 void PageServer::State::handleEvents(const Request& request, Response& response) {
-  if (!hasRoom(response)) return;
-  const auto stream = std::make_shared<EventStream>(hub, lastIdOf(request));
+  const auto stream = std::make_shared<EventStream>(hub, lastIdOf(request), options.maxViewers);
+  if (!stream->hasSeat()) return answerFull(response, options.maxViewers);
   response.set_header("X-Accel-Buffering", "no");
   response.set_chunked_content_provider("text/event-stream",
                                         [stream](std::size_t /*offset*/, httplib::DataSink& sink) {
@@ -244,13 +242,17 @@ std::uint64_t PageServer::add(const TrafficRecord& record) {
   return number;
 }
 
-void PageServer::setState(std::function<std::string()> json, std::optional<std::uint64_t> record,
-                          std::int64_t time) {
-  const std::lock_guard lock(state_->hub.mutex);
-  auto& told = state_->hub.told;
-  told.push_back({.json = std::move(json), .record = record, .time = time});
-  if (told.size() > StateLog::kMaxChanges) told.pop_front();
-  state_->hub.changed.notify_all();
+void PageServer::setState(SeenState state, std::optional<std::uint64_t> record, std::int64_t time) {
+  PageHub& hub = state_->hub;
+  const std::lock_guard lock(hub.mutex);
+  hub.toldBytes += state.bytes;
+  hub.told.push_back({.state = std::move(state), .record = record, .time = time});
+  while (hub.told.size() > StateLog::kMaxChanges ||
+         (hub.toldBytes > kMaxToldBytes && hub.told.size() > 1)) {
+    hub.toldBytes -= hub.told.front().state.bytes;
+    hub.told.pop_front();
+  }
+  hub.changed.notify_all();
 }
 
 void PageServer::setLinks(const std::vector<PageLink>& links) {

@@ -36,6 +36,13 @@ struct PageCommand {
   bool isFor(Direction which) const { return direction.value_or(which) == which; }
 };
 
+// What the driver sees: a JSON object, which is made later and on another thread, if it is wanted
+// at all.
+struct SeenState {
+  std::function<std::string()> json;
+  std::size_t bytes = 0;  // how many are held until then, more or less
+};
+
 // A link as the page shows it.
 struct PageLink {
   std::string name;     // "display", "phone side"
@@ -87,12 +94,10 @@ class PageServer {
   // Returns the record's number, from 1 on.
   std::uint64_t add(const TrafficRecord& record);
 
-  // What the driver sees now: what gives it as a JSON object, later and on another thread, if it is
-  // wanted at all. record: the number of the record that changed it;
-  // none where time did. time: nanoseconds since the epoch. Without effect where nothing changed.
-  // Of very many in a short time, viewers are told of some as one.
-  void setState(std::function<std::string()> json, std::optional<std::uint64_t> record,
-                std::int64_t time);
+  // What the driver sees now. record: the number of the record that changed it; none where time
+  // did. time: nanoseconds since the epoch. Without effect where nothing changed. Of very many in a
+  // short time, viewers are told of some as one.
+  void setState(SeenState state, std::optional<std::uint64_t> record, std::int64_t time);
 
   void setLinks(const std::vector<PageLink>& links);
   // The faults that are put in, as their texts, with what they did so far. Without effect, as

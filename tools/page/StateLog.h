@@ -1,11 +1,12 @@
 #pragma once
 
+#include "tools/page/PageServer.h"
+
 #include <nlohmann/json.hpp>
 
 #include <cstddef>
 #include <cstdint>
 #include <deque>
-#include <functional>
 #include <optional>
 #include <string>
 
@@ -13,15 +14,17 @@ namespace varno::tool {
 
 // A state that the tool told of.
 struct ToldState {
-  std::function<std::string()> json;
+  SeenState state;
   std::optional<std::uint64_t> record;  // the number of the one that made it
   std::int64_t time;
 };
 
-// What the driver sees, and the last changes of it. One thread at a time.
+// What the driver sees, and the last changes of it: bounded in number and in bytes. One thread at a
+// time.
 class StateLog {
  public:
   static constexpr std::size_t kMaxChanges = 5'000;
+  static constexpr std::size_t kMaxBytes = std::size_t{4} << 20;  // of the changes
 
   struct Change {
     std::uint64_t number;  // from 1 on
@@ -40,6 +43,7 @@ class StateLog {
  private:
   nlohmann::json state_;
   std::deque<Change> changes_;
+  std::size_t bytes_ = 0;
   std::uint64_t last_ = 0;
 };
 

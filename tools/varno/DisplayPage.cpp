@@ -12,7 +12,8 @@ namespace varno::tool {
 
 DisplayPage::DisplayPage(LinkLoop& loop, LiveDisplay& live, PageOptions options)
     : live_(live), server_(completed(loop, std::move(options))) {
-  server_.setState(seen(), std::nullopt, loop.clock().now().time_since_epoch().count());
+  server_.setState(seenState(live_.display().state()), std::nullopt,
+                   loop.clock().now().time_since_epoch().count());
   onDone();
 }
 
@@ -39,15 +40,11 @@ void DisplayPage::onChange(const StateChange& change) {
   if (change.cause == type_) {
     if (toldRecord_ == record_) return;
     toldRecord_ = record_;
-    server_.setState(seen(), record_, change.time);
+    server_.setState(seenState(live_.display().state()), record_, change.time);
   } else if (!pending_ || pending_->cause != change.cause) {
     settle(std::nullopt);
-    pending_ = {seen(), change.time, change.cause};
+    pending_ = {seenState(live_.display().state()), change.time, change.cause};
   }
-}
-
-std::function<std::string()> DisplayPage::seen() const {
-  return [state = live_.display().state()] { return jsonOf(state); };
 }
 
 void DisplayPage::settle(std::optional<std::uint64_t> record) {

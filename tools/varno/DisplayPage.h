@@ -6,7 +6,6 @@
 #include <VarnoTraffic/PacketDirectory.h>
 
 #include <cstdint>
-#include <functional>
 #include <optional>
 #include <string>
 
@@ -34,7 +33,6 @@ class DisplayPage {
   void doCommands();
   // Returns why it was not done.
   std::string perform(const PageCommand& command);
-  std::function<std::string()> seen() const;
   void settle(std::optional<std::uint64_t> record);
   void put(const PageCommand& command, const Fault& fault);
   void clearFaults(const PageCommand& command);
@@ -43,7 +41,7 @@ class DisplayPage {
   std::string linkAddress_;
   // What changed before the record of the packet that did it was there: of one that is sent.
   struct Change {
-    std::function<std::string()> state;
+    SeenState state;
     std::int64_t time;
     std::string cause;
   };

@@ -1,5 +1,7 @@
 #include "tools/varno/PageDisplay.h"
 
+#include "tools/varno/PageTexts.h"
+
 #include <chrono>
 #include <utility>
 
@@ -62,8 +64,7 @@ void PageDisplay::advanceTo(LinkTime time) {
 void PageDisplay::tell(std::optional<std::uint64_t> number) {
   if (!hasChanged_) return;
   hasChanged_ = false;
-  page_.setState([state = display_.state()] { return jsonOf(state); }, number,
-                 clock_.now().time_since_epoch().count());
+  page_.setState(seenState(display_.state()), number, clock_.now().time_since_epoch().count());
 }
 
 }  // namespace varno::tool

@@ -2,6 +2,7 @@
 
 #include "tools/page/PageServer.h"
 
+#include <VarnoDisplay/DisplayState.h>
 #include <VarnoLink/FaultStage.h>
 #include <VarnoLink/Link.h>
 
@@ -15,6 +16,9 @@ inline constexpr std::array kBothDirections = {Direction::kToDisplay, Direction:
 
 // The kinds of faults, as PageOptions::faultKinds has them.
 std::string faultKindsJson();
+
+// What the driver sees, as the page wants it.
+SeenState seenState(const DisplayState& state);
 
 // A link as the page shows it.
 PageLink pageLink(const std::string& name, const LinkStatus& status);
