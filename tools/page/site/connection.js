@@ -16,9 +16,15 @@ export class Connection {
     this.#handlers = handlers;
     this.#handlers.connected(false, FIRST_TRY);
     this.#open();
+    // A browser has six connections to a program: a page that nobody sees holds none.
+    document.addEventListener("visibilitychange", () => this.#open());
   }
 
   #open() {
+    this.#source?.close();
+    this.#source = null;
+    clearTimeout(this.#timer);
+    if (document.hidden) return;
     // A source that goes on by itself tells its last id in a header; a new one in the address.
     this.#source = new EventSource(`events?after=${encodeURIComponent(this.#lastId)}`);
     this.#source.onopen = () => this.#handlers.connected(true, "Connected");
@@ -32,9 +38,11 @@ export class Connection {
   }
 
   async #failed() {
-    this.#source.close();
-    clearTimeout(this.#timer);
-    this.#handlers.connected(false, await whyNot());
+    const source = this.#source;
+    source.close();
+    const reason = await whyNot();
+    if (source !== this.#source) return;
+    this.#handlers.connected(false, reason);
     this.#timer = setTimeout(() => this.#open(), RETRY_MS);
   }
 }
