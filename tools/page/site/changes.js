@@ -23,12 +23,12 @@ const LEFT_OUT = new Set(["setAt", "shownAt", "goesAt", "id", "value", "meaning"
 export class Changes {
   #list;
   #onRecord;
-  #typeOf;
+  #rowOf;
 
-  // onRecord(number): shows the record. typeOf(number): its type's name, or nothing.
-  constructor(place, onRecord, typeOf) {
+  // onRecord(number): shows the record. rowOf(number): its row, or nothing.
+  constructor(place, onRecord, rowOf) {
     this.#onRecord = onRecord;
-    this.#typeOf = typeOf;
+    this.#rowOf = rowOf;
     this.#list = h("ol", {
       class: "changes",
       tabindex: "0",
@@ -55,10 +55,12 @@ export class Changes {
     const texts = textsOf(change);
     if (!texts.length) return null;
     const more = texts.length - MAX_STEPS;
+    const row = change.n === null ? undefined : this.#rowOf(change.n);
+    const hasTime = !row || row.t !== undefined;
     const item = h(
       "li",
       {},
-      h("time", {}, clockText(change.t).slice(0, 12)),
+      h("time", {}, hasTime ? clockText(change.t) : ""),
       h(
         "span",
         { class: "what" },
@@ -69,18 +71,18 @@ export class Changes {
         : h(
             "button",
             { type: "button", class: "cause", onclick: () => this.#onRecord(change.n) },
-            `${this.#nameOf(change.n)} #${change.n}`,
+            `${nameOfRecord(row)} #${change.n}`,
           ),
     );
     item.change = change;
-    item.isNamed = change.n === null || Boolean(this.#typeOf(change.n));
+    item.isNamed = change.n === null || row !== undefined;
     return item;
   }
+}
 
-  #nameOf(number) {
-    const type = this.#typeOf(number);
-    return type ? shortType(type).replace(/(Command|Notification|Event)$/, "") : "record";
-  }
+function nameOfRecord(row) {
+  if (!row) return "record";
+  return row.y ? shortType(row.y).replace(/(Command|Notification|Event)$/, "") : row.k;
 }
 
 function textsOf(change) {
@@ -117,7 +119,8 @@ function valueText(value) {
   if (value === undefined || value === null || value === "") return "none";
   if (value === true) return "on";
   if (value === false) return "off";
-  if (typeof value !== "object") return short(String(value));
+  if (typeof value === "number") return String(Number(value.toPrecision(7))); // as a float has
+  if (typeof value !== "object") return short(value);
   if ("meaning" in value) return value.meaning || String(value.code);
   return short(
     [value.title ?? value.name, value.message ?? value.address].filter(Boolean).join(": ") || "…",

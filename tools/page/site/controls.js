@@ -58,7 +58,9 @@ export class Controls {
     if (!this.#catalogue) this.#loadCatalogue();
   }
 
+  // For another run of the program, which may be able to do other things.
   clear() {
+    this.#catalogue = null;
     this.#plot.clear();
     this.select(null);
   }

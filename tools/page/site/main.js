@@ -38,7 +38,7 @@ byId("windshield").append(asAt);
 const changes = new Changes(
   byId("windshield"),
   (number) => traffic.show(number),
-  (number) => store.find(number)?.y,
+  (number) => store.find(number),
 );
 
 let session = null;
@@ -116,7 +116,7 @@ new Connection({
     controls.status(status);
   },
   records: (told) => {
-    const rows = store.add(told.rows);
+    const rows = store.add(told.rows, told.first);
     traffic.added(rows);
     controls.count(rows);
     if (!hasLink) drawState();
@@ -124,5 +124,6 @@ new Connection({
   connected: (isConnected, text) => {
     setText(byId("connection"), text);
     byId("connection").classList.toggle("down", !isConnected);
+    if (!isConnected) showLinks([]); // how they are is not known
   },
 });

@@ -1,6 +1,6 @@
 // Frames and bytes a second over the last minutes, by the times of the records.
 
-import { h, oncePerFrame, s, setText } from "./dom.js";
+import { h, oncePerFrame, plural, s, setText } from "./dom.js";
 import { countText, millisOf } from "./text.js";
 
 const SECONDS = 300;
@@ -104,7 +104,7 @@ export class Plot {
     const { frames, bytes, wrong } = this.#totals;
     setText(
       this.#totalsText,
-      `In all ${frames.toLocaleString("en")} frames, ${bytes.toLocaleString("en")} bytes, ${wrong.toLocaleString("en")} with something wrong`,
+      `In all ${plural(frames, "frame")}, ${plural(bytes, "byte")}, ${wrong.toLocaleString("en")} with something wrong`,
     );
     if (this.#isLive) this.#timer = setTimeout(() => this.#draw(), 1000);
   }

@@ -5,7 +5,6 @@ export class RecordStore {
   #begin = 0; // of what is kept in #rows
   #limit;
   types = new Map(); // how many records of each packet type came
-  lost = 0; // that never came here: the program had dropped them
 
   constructor(limit = 100_000) {
     this.#limit = limit;
@@ -29,19 +28,19 @@ export class RecordStore {
     this.#rows = [];
     this.#begin = 0;
     this.types.clear();
-    this.lost = 0;
   }
 
-  // Takes rows as the program sends them. Returns those that are new.
-  add(rows) {
+  // Takes rows as the program sends them, which has none before `first` any more. Returns those that
+  // are new.
+  add(rows, first) {
     const last = this.last;
     const fresh = rows.length && rows[0].n <= last ? rows.filter((row) => row.n > last) : rows;
-    if (fresh.length) this.lost += fresh[0].n - last - 1;
     for (const row of fresh) {
       this.#rows.push(row);
       if (row.y) this.types.set(row.y, (this.types.get(row.y) ?? 0) + 1);
     }
     this.#begin = Math.max(this.#begin, this.#rows.length - this.#limit);
+    while (this.#begin < this.#rows.length && this.#rows[this.#begin].n < first) ++this.#begin;
     // Cut off now and then, as each time would move all the rows.
     if (this.#begin > this.#limit / 4) {
       this.#rows.splice(0, this.#begin);

@@ -3,14 +3,17 @@
 import { millisOf } from "./text.js";
 
 const MAX_CHANGES = 5000;
+const MAX_SIZE = 4 << 20; // of all of them as JSON
 
 export class Timeline {
   state = null;
   changes = []; // {c, n, t, do, undo}, the oldest first
+  #sizes = []; // of each as JSON
+  #size = 0;
 
   reset() {
     this.state = null;
-    this.changes = [];
+    this.#forget(this.changes.length);
   }
 
   // The state anew, with changes that led to it.
@@ -20,38 +23,58 @@ export class Timeline {
   }
 
   add(changes) {
-    for (const change of changes) this.state = patched(this.state, change.do);
+    this.state = patched(
+      this.state,
+      changes.map((change) => change.do),
+    );
     this.#keep(changes);
   }
 
   // The state when the record had passed; null where that is too long ago.
   at(row) {
-    let state = this.state;
+    const undone = [];
     const millis = row.t === undefined ? Infinity : millisOf(row.t);
     for (let at = this.changes.length - 1; at >= 0; --at) {
       const change = this.changes[at];
       const isLater = change.n === null ? millisOf(change.t) > millis : change.n > row.n;
-      if (!isLater) return state;
-      state = patched(state, change.undo);
+      if (!isLater) return patched(this.state, undone);
+      undone.push(change.undo);
     }
-    return this.changes[0]?.c > 1 ? null : state;
+    return this.changes[0]?.c > 1 ? null : patched(this.state, undone);
   }
 
   #keep(changes) {
     const last = this.changes[this.changes.length - 1]?.c ?? 0;
-    this.changes.push(...changes.filter((change) => change.c > last));
-    const spare = this.changes.length - MAX_CHANGES;
-    if (spare > 0) this.changes.splice(0, spare);
+    const fresh = changes.filter((change) => change.c > last);
+    // Across a gap there is no way back.
+    if (fresh.length && fresh[0].c > last + 1) this.#forget(this.changes.length);
+    for (const change of fresh) {
+      const size = JSON.stringify(change).length;
+      this.changes.push(change);
+      this.#sizes.push(size);
+      this.#size += size;
+    }
+    let spare = Math.max(this.changes.length - MAX_CHANGES, 0);
+    for (let size = this.#size; size > MAX_SIZE && spare < this.changes.length - 1; ++spare) {
+      size -= this.#sizes[spare];
+    }
+    this.#forget(spare);
+  }
+
+  #forget(count) {
+    this.changes.splice(0, count);
+    for (const size of this.#sizes.splice(0, count)) this.#size -= size;
   }
 }
 
-// A copy of the value with a JSON patch of add, remove and replace applied.
-export function patched(value, patch) {
+// A copy of the value with JSON patches of add, remove and replace applied.
+export function patched(value, patches) {
   let root = structuredClone(value);
-  for (const step of patch) {
+  for (const step of patches.flat()) {
     const keys = keysOf(step.path);
+    const given = structuredClone(step.value); // what a later step may change
     if (keys.length === 0) {
-      root = step.value;
+      root = given;
       continue;
     }
     let parent = root;
@@ -59,11 +82,11 @@ export function patched(value, patch) {
     const key = keys[keys.length - 1];
     if (Array.isArray(parent)) {
       const at = key === "-" ? parent.length : Number(key);
-      if (step.op === "add") parent.splice(at, 0, step.value);
+      if (step.op === "add") parent.splice(at, 0, given);
       else if (step.op === "remove") parent.splice(at, 1);
-      else parent[at] = step.value;
+      else parent[at] = given;
     } else if (step.op === "remove") delete parent[key];
-    else parent[key] = step.value;
+    else parent[key] = given;
   }
   return root;
 }
