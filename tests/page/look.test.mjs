@@ -42,7 +42,8 @@ test("what the driver sees, and saw at any record", async () => {
   await until("the speed is drawn", async () => (await seen()).includes("Speed 57 km/h"));
   assert.equal(
     await seen(),
-    "Speed 57 km/h, too fast, Time 11:00, Message <b>Anna</b>: <script>alert(1)</script>, Music Blue in Green Miles Davis",
+    "Speed 57 km/h, too fast, Time 11:00, Message <b>Anna</b>: <script>alert(1)</script>, Music Blue in Green Miles Davis. " +
+      "Phone connected, GPS, No OBD-II, Bluetooth, Wi-Fi, Notices",
   );
   assert.equal(await textOf(page, "#simulated"), "simulated");
   await page.click("#windshield .changes button.cause");

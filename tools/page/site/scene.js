@@ -1,8 +1,9 @@
 // What is seen through the windshield, as SVG: the road, and the picture that the display throws on
 // it.
 
-import { s } from "./dom.js";
+import { h, s } from "./dom.js";
 
+const FONT = 'system-ui, "Segoe UI", Roboto, "DejaVu Sans", sans-serif'; // as in windshield.css
 const GAUGE = { x: 150, y: 158, radius: 92, from: 140, to: 400 }; // degrees, clockwise from the right
 const GAUGE_FULL = 200; // speed at the gauge's end
 
@@ -80,7 +81,11 @@ export function speedometer(speed) {
   const text = speed.text || "–";
   const size = text.length <= 3 ? 76 : Math.max(18, 230 / text.length);
   parts.push(
-    s("text", { class: "speed", x: GAUGE.x, y: GAUGE.y + 22, "font-size": size }, cut(text, 14)),
+    s(
+      "text",
+      { class: "speed", x: GAUGE.x, y: GAUGE.y + 22, "font-size": size },
+      fit(text, 158, size, 700),
+    ),
     s("text", { class: "unit", x: GAUGE.x, y: GAUGE.y + 50 }, speed.unit),
   );
   if (speed.warningAt > 0) {
@@ -103,19 +108,20 @@ const ICONS = {
   bluetooth:
     "M7 0l5 4.200L9 8l3 3.800L7 16v-6l-3 2.700-1-1.300L7 8 3 4.600l1-1.300L7 6Zm1.500 3.300v2.400L10 4.400Zm0 7v2.400l1.500-1.100Z",
   wifi: "M8 13.500a1.700 1.700 0 1 0 0-3.400 1.700 1.700 0 0 0 0 3.400ZM3.700 8.700 5 10a4.300 4.300 0 0 1 6 0l1.300-1.300a6.200 6.200 0 0 0-8.600 0ZM.8 5.800l1.300 1.300a8.400 8.400 0 0 1 11.800 0l1.300-1.300a10.300 10.300 0 0 0-14.400 0Z",
-  sound: "M2 5h3l4-4v14l-4-4H2ZM11 4.500a5 5 0 0 1 0 7M13 2a8 8 0 0 1 0 12",
   bell: "M8 1a4 4 0 0 1 4 4v4l2 3H2l2-3V5a4 4 0 0 1 4-4ZM6.500 13h3a1.500 1.500 0 0 1-3 0Z",
   call: "M3 1l3 1 1 3.500-2 1.500a9 9 0 0 0 4 4l1.500-2L14 10l1 3-2 2C7 15 1 9 1 3Z",
   music: "M6 2l8-1.500V11a2.300 2.300 0 1 1-1.500-2.200V4L7.500 5v8a2.300 2.300 0 1 1-1.500-2.200Z",
   message: "M1 2h14v9H7l-4 3v-3H1Z",
-  sunny:
-    "M8 4.500a3.500 3.500 0 1 0 .01 0ZM7.300 0h1.400v3H7.300Zm0 13h1.400v3H7.300ZM0 7.300h3v1.400H0Zm13 0h3v1.400h-3Z",
+  update: "M7 1h2v7h3l-4 4-4-4h3ZM2 13h12v2H2Z",
 };
 
-export function icon(name, x, y, size, classes) {
+// words: what it stands for, where it stands alone.
+export function icon(name, x, y, size, classes, words) {
   return s(
     "svg",
     { class: `icon ${classes}`, x, y, width: size, height: size, viewBox: "0 0 16 16" },
+    words ? s("title", {}, words) : null,
+    words ? s("rect", { class: "hold", width: 16, height: 16 }) : null,
     s("path", { d: ICONS[name], "fill-rule": "evenodd" }),
   );
 }
@@ -127,16 +133,41 @@ export function card(notice, name, y, share, words) {
     "g",
     { class: `card ${name}`, transform: `translate(288 ${y})`, color: notice.color },
     s("rect", { class: "plate", width: 250, height: 58, rx: 10 }),
-    icon(name === "social" ? "message" : name === "obd2" ? "obd2" : name, 12, 17, 24, "large"),
-    s("text", { class: "title", x: 48, y: 24 }, cut(title, 24)),
-    s("text", { class: "message", x: 48, y: 44 }, cut(notice.message || notice.packageName, 30)),
+    icon(name, 12, 17, 24, "large"),
+    s("text", { class: "title", x: 48, y: 24 }, fit(title, 190, 17, 700)),
+    s(
+      "text",
+      { class: "message", x: 48, y: 44 },
+      fit(notice.message || notice.packageName, 190, 14.5),
+    ),
     share === null
       ? null
       : s("rect", { class: "left", x: 12, y: 53, width: 226 * share, height: 2.5, rx: 1.2 }),
   );
 }
 
-export function cut(text, length) {
-  const line = text.replace(/\s+/g, " ");
-  return line.length > length ? `${line.slice(0, length - 1)}…` : line;
+const MOST_LETTERS = 100; // that can fit anywhere
+const letters = new Intl.Segmenter("en");
+const ruler = h("canvas").getContext("2d");
+const fitted = new Map(); // what was asked last
+
+// As much of the text, in one line, as is no wider: by whole letters, whatever they are made of.
+export function fit(text, width, fontSize, weight = 400) {
+  const key = [fontSize, width, text].join(" ");
+  if (!fitted.has(key)) {
+    if (fitted.size > 100) fitted.clear();
+    fitted.set(key, cut(text, width, `${weight} ${fontSize}px ${FONT}`));
+  }
+  return fitted.get(key);
+}
+
+function cut(text, width, font) {
+  ruler.font = font;
+  const isTooWide = (words) => ruler.measureText(words).width > width;
+  const whole = text.slice(0, MOST_LETTERS * 20).replace(/\s+/g, " ");
+  const parts = [...letters.segment(whole)].map(({ segment }) => segment);
+  if (parts.length <= MOST_LETTERS && !isTooWide(whole)) return whole;
+  let count = Math.min(parts.length, MOST_LETTERS);
+  while (count > 0 && isTooWide(`${parts.slice(0, count).join("")}…`)) --count;
+  return `${parts.slice(0, count).join("").trimEnd()}…`;
 }

@@ -1,7 +1,7 @@
 // The windshield: what the driver sees, drawn from the state of a simulated display.
 
-import { byId, h, oncePerFrame, s, setText } from "./dom.js";
-import { card, cut, icon, road, speedometer } from "./scene.js";
+import { byId, h, oncePerFrame, plural, s, setText } from "./dom.js";
+import { card, fit, icon, road, speedometer } from "./scene.js";
 import { millisOf } from "./text.js";
 
 const MAX_CARDS = 3;
@@ -87,16 +87,22 @@ export class Windshield {
       parts.push(s("text", { class: "clock", x: 538, y: 32 }, time.text));
     }
     const cards = [];
-    if (notices.call) cards.push([notices.call, "call", "Call"]);
-    for (const notice of notices.shown.slice(-MAX_CARDS)) cards.push([notice, "social", "Message"]);
-    if (notices.obd2) cards.push([notices.obd2, "obd2", "Vehicle"]);
-    cards.slice(0, MAX_CARDS).forEach(([notice, name, words], at) => {
-      parts.push(card(notice, name, 50 + at * 66, shareLeft(notice, now), words));
-    });
-    if (notices.music) parts.push(...musicLine(notices.music));
-    if (state.device.update === "running" || state.device.update === "waiting") {
-      parts.push(...updateLine(state.device));
+    const put = (notice, name, words, share = shareLeft(notice, now)) =>
+      cards.push(card(notice, name, 50 + cards.length * 66, share, words));
+    if (notices.call) put(notices.call, "call", "Call");
+    if (notices.obd2) put(notices.obd2, "obd2", "Vehicle");
+    if (isUpdating(state.device)) {
+      const { update, updatePercent } = state.device;
+      const notice = { title: "Software update", message: `${update}, ${updatePercent} %` };
+      put(notice, "update", "", updatePercent / 100);
     }
+    const more = Math.max(notices.shown.length - (MAX_CARDS - cards.length), 0);
+    for (const notice of notices.shown.slice(more)) put(notice, "message", "Message");
+    parts.push(...cards);
+    if (more > 0) {
+      parts.push(s("text", { class: "more", x: 538, y: 260 }, plural(more, "earlier message")));
+    }
+    if (notices.music) parts.push(...musicLine(notices.music));
     if (!picture.isBacklightOn) {
       parts.push(s("text", { class: "off", x: 280, y: 150 }, "Backlight off"));
     }
@@ -131,20 +137,41 @@ export class Windshield {
   }
 }
 
-function statusIcons(state) {
-  const { link, sensors, bluetooth, wifi, notices } = state;
-  const icons = [
-    ["link", link.isUp ? (link.isPhoneAlive ? "on" : "weak") : "off"],
-    ["gps", sensors.isGpsReliable ? "on" : "weak"],
-    ["obd2", sensors.isObd2Wanted ? "on" : "off"],
-    ["bluetooth", bluetooth.isEnabled ? (bluetooth.isScanning ? "busy" : "on") : "off"],
-    ["wifi", wifi.ipAddress ? "on" : wifi.isJoining ? "busy" : wifi.errorMessage ? "weak" : "off"],
-    ["bell", notices.isEnabled ? "on" : "off"],
+// The icon of each, how it is drawn, and the same in words.
+function statusOf({ link, sensors, bluetooth, wifi, notices }) {
+  const either = (isSo, yes, no) => (isSo ? ["on", yes] : ["off", no]);
+  return [
+    [
+      "link",
+      ...(link.isUp && !link.isPhoneAlive
+        ? ["weak", "Phone connected, without keep-alive"]
+        : either(link.isUp, "Phone connected", "No phone")),
+    ],
+    ["gps", ...(sensors.isGpsReliable ? ["on", "GPS"] : ["weak", "GPS unreliable"])],
+    ["obd2", ...either(sensors.isObd2Wanted, "OBD-II", "No OBD-II")],
+    [
+      "bluetooth",
+      ...(bluetooth.isEnabled && bluetooth.isScanning
+        ? ["busy", "Bluetooth scans"]
+        : either(bluetooth.isEnabled, "Bluetooth", "Bluetooth off")),
+    ],
+    [
+      "wifi",
+      ...(!wifi.ipAddress && wifi.isJoining
+        ? ["busy", "Wi-Fi connects"]
+        : !wifi.ipAddress && wifi.errorMessage
+          ? ["weak", "Wi-Fi failed"]
+          : either(wifi.ipAddress, "Wi-Fi", "No Wi-Fi")),
+    ],
+    ["bell", ...either(notices.isEnabled, "Notices", "Notices off")],
   ];
+}
+
+function statusIcons(state) {
   return s(
     "g",
     { class: "status" },
-    icons.map(([name, how], at) => icon(name, 24 + at * 30, 16, 19, how)),
+    statusOf(state).map(([name, how, words], at) => icon(name, 24 + at * 30, 16, 19, how, words)),
   );
 }
 
@@ -152,27 +179,12 @@ function musicLine(music) {
   const words = [music.title, music.message].filter(Boolean).join(" – ") || music.packageName;
   return [
     icon("music", 24, 268, 18, "on"),
-    s("text", { class: "music", x: 50, y: 283 }, cut(words, 56)),
+    s("text", { class: "music", x: 50, y: 283 }, fit(words, 480, 16)),
   ];
 }
 
-function updateLine(device) {
-  return [
-    s("rect", { class: "progress-back", x: 24, y: 246, width: 514, height: 6, rx: 3 }),
-    s("rect", {
-      class: "progress",
-      x: 24,
-      y: 246,
-      width: 5.14 * device.updatePercent,
-      height: 6,
-      rx: 3,
-    }),
-    s(
-      "text",
-      { class: "music", x: 24, y: 240 },
-      `Software update ${device.update}, ${device.updatePercent} %`,
-    ),
-  ];
+function isUpdating(device) {
+  return device.update === "running" || device.update === "waiting";
 }
 
 // Of a notice's time, how much is left; null where it stays.
@@ -207,9 +219,16 @@ function wordsOf(state, time) {
   if (time && state.clock.isVisible) words.push(`Time ${time.text}`);
   if (notices.call) words.push(`Call from ${notices.call.title || notices.call.message}`);
   for (const notice of notices.shown) words.push(`Message ${notice.title}: ${notice.message}`);
+  if (notices.obd2) words.push(`Vehicle ${notices.obd2.title}: ${notices.obd2.message}`);
   if (notices.music) words.push(`Music ${notices.music.title} ${notices.music.message}`);
+  if (isUpdating(state.device)) {
+    words.push(`Software update ${state.device.update}, ${state.device.updatePercent} %`);
+  }
   if (!state.picture.isBacklightOn) words.push("Backlight off");
-  return words.join(", ") || "Nothing is shown";
+  const shown = words.join(", ") || "Nothing is shown";
+  return `${shown}. ${statusOf(state)
+    .map(([, , status]) => status)
+    .join(", ")}`;
 }
 
 function clamp(value, low, high) {
