@@ -22,13 +22,6 @@ bool has(const std::vector<Direction>& directions, std::optional<Direction> want
   return std::find(directions.begin(), directions.end(), *wanted) != directions.end();
 }
 
-// Whom a packet is for, where nobody says: events come from the display.
-Direction usualDirection(const std::vector<std::uint8_t>& frame) {
-  constexpr std::uint8_t kEvent = 3;
-  const bool isEvent = frame.size() > 2 && frame[1] == 0x7D && (frame[2] ^ 0x7D) == kEvent;
-  return isEvent ? Direction::kToPhone : Direction::kToDisplay;
-}
-
 std::string readLine(const Json& json, PageCommand& command) {
   static const NotationReader kReader;
   TrafficRecord record;
@@ -54,6 +47,12 @@ std::string readAgain(const Json& json, PageHub& hub, PageCommand& command) {
 }
 
 }  // namespace
+
+Direction usualDirection(std::span<const std::uint8_t> frame) {
+  constexpr std::uint8_t kEvent = 3;
+  const bool isEvent = frame.size() > 2 && frame[1] == 0x7D && (frame[2] ^ 0x7D) == kEvent;
+  return isEvent ? Direction::kToPhone : Direction::kToDisplay;
+}
 
 std::string readCommand(const std::string& body, PageHub& hub, const PageOptions& options,
                         PageCommand& command) {

@@ -2,10 +2,14 @@
 
 #include "tools/page/PageHub.h"
 
+#include <cstdint>
+#include <span>
 #include <string>
-#include <string_view>
 
 namespace varno::tool {
+
+// Whom a packet is for, where nobody says: events come from the display.
+Direction usualDirection(std::span<const std::uint8_t> frame);
 
 // Reads a command as the page posts it:
 //

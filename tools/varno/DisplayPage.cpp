@@ -26,6 +26,11 @@ PageOptions DisplayPage::completed(LinkLoop& loop, PageOptions options) {
   return options;
 }
 
+void DisplayPage::setAddress(const std::string& text) {
+  linkAddress_ = text;
+  onDone();
+}
+
 void DisplayPage::onRecord(const TrafficRecord& record) {
   record_ = server_.add(record);
   const PacketDirectory::Entry* const entry =

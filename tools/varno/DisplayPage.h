@@ -22,7 +22,7 @@ class DisplayPage {
   const std::string& address() const { return server_.address(); }
 
   // Where the phone is, or is to come.
-  void setAddress(const std::string& text) { linkAddress_ = text; }
+  void setAddress(const std::string& text);
 
   void onRecord(const TrafficRecord& record);
   void onChange(const StateChange& change);

@@ -1,5 +1,6 @@
 #include "tools/varno/PageDisplay.h"
 
+#include "tools/page/CommandReader.h"
 #include "tools/varno/PageTexts.h"
 
 #include <chrono>
@@ -40,10 +41,11 @@ void PageDisplay::apply(const TrafficRecord& record) {
   } else if (record.kind == RecordKind::kLinkUp) {
     // There may be several links, or the same one twice.
     if (!display_.isUp()) display_.linkUp();
-  } else if (record.kind == RecordKind::kFrame && record.direction) {
+  } else if (record.kind == RecordKind::kFrame) {
     // A recording may begin when the link is already up.
     if (!display_.isUp()) display_.linkUp();
-    if (*record.direction == Direction::kToDisplay) {
+    // Bytes alone tell no direction.
+    if (record.direction.value_or(usualDirection(record.bytes)) == Direction::kToDisplay) {
       display_.receive(record.bytes);
     } else {
       display_.sendBytes(record.bytes);
