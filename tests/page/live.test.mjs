@@ -52,7 +52,34 @@ test("the driver sees what the phone sends", async () => {
   assert.match(await textOf(page, ".changes"), /speed none → 57Speed #/);
   assert.match(await textOf(page, "#links"), /phone: up/);
   await until("the message times out", async () => !(await seen()).includes("Anna"));
-  assert.match(await textOf(page, ".changes li"), /gone.*time/);
+  assert.match(await textOf(page, ".changes li"), /message gone: Anna: Where are you\?time/);
+});
+
+test("the newest messages are on the windshield, and no text leaves its card", async () => {
+  const titles = ["First", "Second", "W".repeat(40), "👩‍👩‍👧‍👦".repeat(12)];
+  phone.send(
+    "InCommingCallNotification title=Ben",
+    ...titles.map((title) => `SocialNotification title=${title} message="${"M".repeat(60)}"`),
+  );
+  const cards = () =>
+    page.$$eval("#windshield .card", (found) =>
+      found.map((card) => {
+        const right = card.querySelector(".plate").getBoundingClientRect().right;
+        const texts = [...card.querySelectorAll("text")];
+        return [
+          texts[0].textContent,
+          texts.every((text) => text.getBoundingClientRect().right <= right),
+        ];
+      }),
+    );
+  await until("all came", async () => (await seen()).includes(titles[3]));
+  const drawn = await cards();
+  assert.deepEqual(
+    drawn.map(([, fits]) => fits),
+    [true, true, true],
+  );
+  assert.match(drawn.map(([title]) => title).join(" "), /^Ben W+… (👩‍👩‍👧‍👦)+…?$/u);
+  assert.equal(await textOf(page, "#windshield .more"), "2 earlier messages");
 });
 
 test("a packet is made in a form and sent", async () => {

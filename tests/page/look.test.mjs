@@ -219,6 +219,18 @@ test("100,000 records stream in without making the page slow", async () => {
   await flood.stop();
 });
 
+test("as many pages as may be look on from one browser", async () => {
+  const pages = [];
+  for (let opened = 0; opened < 8; ++opened) {
+    pages.push(await open(browser, program.printed[0]));
+    await until(`page ${opened + 1} has the records`, async () =>
+      (await textOf(pages[opened], "#traffic-count")).startsWith("18 "),
+    );
+  }
+  for (const each of pages) await each.close();
+  await page.bringToFront();
+});
+
 test("the page finds the program again after it went", async () => {
   const args = (port) => ["page", process.env.SAMPLE, "--page-port", port, "--page-token", TOKEN];
   const first = await start(args("0"));

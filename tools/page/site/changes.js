@@ -6,6 +6,7 @@ import { keysOf } from "./timeline.js";
 
 const MAX_SHOWN = 60;
 const MAX_STEPS = 3; // of one change that are told
+const MESSAGES = "/notices/shown/";
 
 const WORDS = {
   isVisible: "visible",
@@ -87,8 +88,9 @@ function nameOfRecord(row) {
 
 function textsOf(change) {
   const before = new Map(change.undo.map((step) => [step.path, step.value]));
-  const texts = [];
+  const texts = messageTexts(change);
   for (const step of change.do) {
+    if (step.path.startsWith(MESSAGES)) continue;
     const keys = keysOf(step.path);
     const last = keys[keys.length - 1];
     if (last === undefined) continue; // the first state
@@ -99,6 +101,29 @@ function textsOf(change) {
     else texts.push(`${name} ${valueText(before.get(step.path))} → ${valueText(step.value)}`);
   }
   return texts;
+}
+
+// The message that came or went: all that follow one that goes move up, which changes each place.
+function messageTexts(change) {
+  const steps = change.do.filter(({ path }) => path.startsWith(MESSAGES));
+  if (!steps.length) return [];
+  if (!steps.some(({ op }) => op === "remove")) return [`message ${messageIn(steps, Math.max)}`];
+  const back = change.undo.filter(({ path }) => path.startsWith(MESSAGES));
+  return [`message gone: ${messageIn(back, Math.min)}`];
+}
+
+function messageIn(steps, choose) {
+  const placeOf = ({ path }) => {
+    const key = keysOf(path)[2];
+    return key === "-" ? Infinity : Number(key); // at the end
+  };
+  const place = choose(...steps.map(placeOf));
+  const message = {};
+  for (const step of steps.filter((each) => placeOf(each) === place)) {
+    const field = keysOf(step.path)[3];
+    Object.assign(message, field ? { [field]: step.value } : step.value);
+  }
+  return valueText(message);
 }
 
 function nameOf(keys) {

@@ -10,15 +10,18 @@ export class Timeline {
   changes = []; // {c, n, t, do, undo}, the oldest first
   #sizes = []; // of each as JSON
   #size = 0;
+  #asked = null; // the row that was asked for last, and its state
 
   reset() {
     this.state = null;
+    this.#asked = null;
     this.#forget(this.changes.length);
   }
 
   // The state anew, with changes that led to it.
   begin(told) {
     this.state = told.state;
+    this.#asked = null;
     this.#keep(told.changes);
   }
 
@@ -27,17 +30,23 @@ export class Timeline {
       this.state,
       changes.map((change) => change.do),
     );
+    if (this.#asked && !changes.every((change) => isLater(change, this.#asked.row))) {
+      this.#asked = null;
+    }
     this.#keep(changes);
   }
 
   // The state when the record had passed; null where that is too long ago.
   at(row) {
+    if (this.#asked?.row !== row) this.#asked = { row, state: this.#workOut(row) };
+    return this.#asked.state;
+  }
+
+  #workOut(row) {
     const undone = [];
-    const millis = row.t === undefined ? Infinity : millisOf(row.t);
     for (let at = this.changes.length - 1; at >= 0; --at) {
       const change = this.changes[at];
-      const isLater = change.n === null ? millisOf(change.t) > millis : change.n > row.n;
-      if (!isLater) return patched(this.state, undone);
+      if (!isLater(change, row)) return patched(this.state, undone);
       undone.push(change.undo);
     }
     return this.changes[0]?.c > 1 ? null : patched(this.state, undone);
@@ -65,6 +74,12 @@ export class Timeline {
     this.changes.splice(0, count);
     for (const size of this.#sizes.splice(0, count)) this.#size -= size;
   }
+}
+
+// Whether the change came after the record.
+function isLater(change, row) {
+  if (change.n !== null) return change.n > row.n;
+  return row.t !== undefined && millisOf(change.t) > millisOf(row.t);
 }
 
 // A copy of the value with JSON patches of add, remove and replace applied.
