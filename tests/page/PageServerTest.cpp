@@ -102,6 +102,19 @@ TEST(PageServer, TellsWhichRecordChangedWhatTheDriverSees) {
             std::string::npos);
 }
 
+TEST(PageServer, TellsOfLongChangesOnlyTheLast) {
+  PageServer page({});
+  for (int count = 0; count < 300; ++count) {
+    const std::string text(100'000, static_cast<char>('a' + count % 26));
+    page.setState({[text] { return R"({"text":")" + text + R"("})"; }, text.size()}, std::nullopt,
+                  count);
+  }
+  Viewer viewer(page, "events", "\r\n");
+  const std::string told = viewer.readUntil("\"c\":300,");
+  EXPECT_NE(told.find("\"c\":300,"), std::string::npos);
+  EXPECT_LT(told.size(), std::size_t{8} << 20);
+}
+
 TEST(PageServer, HandsOnCommandsAndTellsHowTheyEnded) {
   std::atomic<int> woken{0};
   PageServer page({.sends = {Direction::kToPhone}, .onCommand = [&] { ++woken; }});
