@@ -5,6 +5,7 @@
 #include <VarnoLink/Fault.h>
 #include <VarnoTraffic/FrameContent.h>
 
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -33,16 +34,22 @@ void DisplayPage::setAddress(const std::string& text) {
 
 void DisplayPage::onRecord(const TrafficRecord& record) {
   record_ = server_.add(record);
-  const PacketDirectory::Entry* const entry =
-      record.kind == RecordKind::kFrame ? entryOf(record.bytes, directory_) : nullptr;
-  type_ = entry == nullptr ? std::string() : entry->type.name();
-  if (pending_) settle(pending_->cause == type_ ? std::optional(record_) : std::nullopt);
+  cause_ = causeIn(record);
+  if (pending_) settle(pending_->cause == cause_ ? std::optional(record_) : std::nullopt);
+}
+
+// As a change has it.
+std::string DisplayPage::causeIn(const TrafficRecord& record) const {
+  if (record.kind == RecordKind::kLinkUp || record.kind == RecordKind::kLinkDown) return "link";
+  if (record.kind != RecordKind::kFrame) return {};
+  const PacketDirectory::Entry* const entry = entryOf(record.bytes, directory_);
+  return std::string(entry == nullptr ? std::string_view() : entry->type.name());
 }
 
 // Of a packet that came, the record is there; of one that is sent it comes next. All that one
 // packet changed is in the state with the first of its changes.
 void DisplayPage::onChange(const StateChange& change) {
-  if (change.cause == type_) {
+  if (change.cause == cause_) {
     if (toldRecord_ == record_) return;
     toldRecord_ = record_;
     server_.setState(seenState(live_.display().state()), record_, change.time);

@@ -33,6 +33,7 @@ class DisplayPage {
   void doCommands();
   // Returns why it was not done.
   std::string perform(const PageCommand& command);
+  std::string causeIn(const TrafficRecord& record) const;
   void settle(std::optional<std::uint64_t> record);
   void put(const PageCommand& command, const Fault& fault);
   void clearFaults(const PageCommand& command);
@@ -47,8 +48,8 @@ class DisplayPage {
   };
 
   PacketDirectory directory_;
-  std::uint64_t record_ = 0;  // the last one, and its packet's type
-  std::string type_;
+  std::uint64_t record_ = 0;  // the last one, and what changes by it have as their cause
+  std::string cause_;
   std::uint64_t toldRecord_ = 0;  // whose changes the page has
   std::optional<Change> pending_;
   PageServer server_;
