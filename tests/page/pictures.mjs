@@ -51,6 +51,7 @@ await page.$$eval("#records [role=option]", (rows) =>
 await page.waitForSelector("#frame .fields tr.wrong");
 await page.hover("#frame .fields tr.wrong");
 await part("frame", ".frame");
+await page.setViewport({ width: 1440, height: 1900 }); // so that all of the controls are in it
 await page.select("#controls form select", "WifiStationStatusEventPacket");
 await part("controls", ".controls");
 await browser.close();
