@@ -87,8 +87,10 @@ bool Connection::readOnce() {
     return false;
   }
   // A terminal whose other side is gone fails with EIO where a socket reads nothing.
-  const bool isEnd = count == 0 || (errno == EIO && isTerminal_);
-  end(isEnd ? "the peer hung up" : reasonOf(errno));
+  int error = count == 0 || (errno == EIO && isTerminal_) ? EPIPE : errno;
+  // The system tells once why a connection has ended: here it was told to a write.
+  if (error == EPIPE && writeError_ != 0) error = writeError_;
+  end(reasonOf(error));
   return false;
 }
 
@@ -112,10 +114,11 @@ bool Connection::send(std::span<const std::uint8_t> bytes) {
 }
 
 // Writes what it can of a large send that nothing waits before; returns how much. flush() tells of
-// it, and meets any error again.
+// it, and of an error.
 std::size_t Connection::writeLarge(std::span<const std::uint8_t> bytes) {
   if (bytes.size() < kLargeSend || isBlocked_ || queuedBytes() > 0) return 0;
   const ssize_t count = writeQuietly(descriptor_.native_handle(), isSocket_, bytes);
+  if (count < 0 && errno != EAGAIN) failedWith_ = errno;
   const std::size_t written = count > 0 ? static_cast<std::size_t>(count) : 0;
   writtenBytes_ += written;
   return written;
@@ -130,7 +133,7 @@ void Connection::flush() {
   isFlushing_ = false;
   std::size_t sends = std::exchange(writtenSends_, 0);
   std::size_t bytes = std::exchange(writtenBytes_, 0);
-  int error = 0;
+  int error = std::exchange(failedWith_, 0);
   for (int writes = 0; writes < kMaxWrites && error == 0 && queuedBytes() > 0; ++writes) {
     const std::span<const std::uint8_t> waiting = queue_.bytes();
     const ssize_t count = writeQuietly(descriptor_.native_handle(), isSocket_, waiting);

@@ -89,6 +89,7 @@ class Connection : public std::enable_shared_from_this<Connection> {
   SendQueue queue_;
   std::size_t writtenSends_ = 0;  // by writeLarge, of which the owner has not been told
   std::size_t writtenBytes_ = 0;
+  int failedWith_ = 0;  // writeLarge, likewise: the system tells an error only once
   std::chrono::steady_clock::time_point lastMoved_;  // while it is blocked
 };
 

@@ -289,6 +289,26 @@ TEST(LinkEnds, DescriptorIsCarriedOnce) {
   EXPECT_EQ(near.told.back(), "down: the descriptor has ended");
 }
 
+// Also where the system tells it to a write, which it does only once.
+TEST(LinkEnds, AResetIsToldAsOne) {
+  for (const std::size_t size : {10U, 100'000U}) {
+    TestLoop loop;
+    TestLink display(loop, Address::tcpListen("127.0.0.1", 0), eager());
+    TestLink phone(loop, display.listen(), eager());
+    phone.link->open();
+    EXPECT_TRUE(loop.runUntil([&] { return phone.isUp() && display.isUp(); }));
+    display.link->pauseReading();
+    phone.link->reset();
+    idle(loop);
+    EXPECT_TRUE(display.link->send(manyBytes(size)));
+    idle(loop);
+    EXPECT_FALSE(display.link->send(manyBytes(size)));
+    display.link->resumeReading();
+    EXPECT_TRUE(loop.runUntil([&] { return display.isDown(); }));
+    EXPECT_EQ(display.told.back(), "down: the peer reset the connection");
+  }
+}
+
 // What the peer sent before it went is not lost to a write that fails first.
 TEST(LinkEnds, LastWordsAreHeard) {
   TestLoop loop;
