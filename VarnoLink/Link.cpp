@@ -2,6 +2,7 @@
 
 #include <VarnoLink/Private/LinkCore.h>
 
+#include <new>
 #include <utility>
 
 namespace varno {
@@ -28,7 +29,14 @@ void Link::open() { core_->open(); }
 void Link::close() noexcept { core_->close(); }
 void Link::hangUp() noexcept { core_->hangUp(); }
 void Link::reset() noexcept { core_->reset(); }
-bool Link::send(std::span<const std::uint8_t> bytes) noexcept { return core_->send(bytes); }
+bool Link::send(std::span<const std::uint8_t> bytes) noexcept {
+  try {
+    return core_->send(bytes);
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+}
+bool Link::sendOrThrow(std::span<const std::uint8_t> bytes) { return core_->send(bytes); }
 std::size_t Link::queuedBytes() const noexcept { return core_->queuedBytes(); }
 std::size_t Link::queuedSends() const noexcept { return core_->queuedSends(); }
 void Link::pauseReading() noexcept { core_->pauseReading(); }

@@ -12,6 +12,8 @@
 namespace varno {
 
 class LinkCore;
+class NetworkLink;
+class Relay;
 
 // Carries bytes both ways over an address, and comes back by itself when the connection is lost:
 //
@@ -65,9 +67,9 @@ class VARNO_EXPORT Link {
   void reset() noexcept;
 
   // Queues the bytes to be written in one piece, behind those of earlier sends; what is sent in one
-  // handler is written in one go. False, and nothing queued, where the link is not up, the queue
-  // has no room for all of it, or memory ran out. True promises no delivery: what is queued when
-  // the connection ends is discarded. No bytes are no send.
+  // handler is written in one go. False, and nothing queued, where the link is not up or the peer
+  // takes nothing any more, the queue has no room for all of it, or memory ran out. True promises
+  // no delivery: what is queued when the connection ends is discarded. No bytes are no send.
   bool send(std::span<const std::uint8_t> bytes) noexcept;
 
   // What waits to be taken by the system.
@@ -75,14 +77,20 @@ class VARNO_EXPORT Link {
   std::size_t queuedSends() const noexcept;
 
   // Stops reading, so that a peer that goes on is held up in the end, and goes on with it. It holds
-  // for later connections, too. While it is stopped, the end of the connection goes unnoticed, but
-  // by what is sent.
+  // for later connections, too. While it is stopped, the end of the connection is not told, since
+  // there may be something to be read before it; sends fail then.
   void pauseReading() noexcept;
   void resumeReading();
 
   const LinkStatus& status() const noexcept;
 
  private:
+  friend class NetworkLink;
+  friend class Relay;
+
+  // As send(), but throws std::bad_alloc where memory ran out.
+  VARNO_INTERNAL bool sendOrThrow(std::span<const std::uint8_t> bytes);
+
   const std::shared_ptr<LinkCore> core_;
 };
 

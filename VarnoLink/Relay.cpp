@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <array>
+#include <limits>
+#include <new>
 #include <string>
 #include <utility>
 
@@ -244,7 +246,12 @@ void Relay::State::pump(RelaySide to) {
 void Relay::State::emit(RelaySide to, LinkTime time, const FaultStage::Emission& emission) {
   using Kind = FaultStage::Emission::Kind;
   Way& way = wayInto(to);
-  if (!emission.bytes.empty() && !side(to).link.send(emission.bytes)) return;  // it is down
+  Link& exit = side(to).link;
+  try {
+    if (!emission.bytes.empty() && !exit.sendOrThrow(emission.bytes)) return;  // it is going down
+  } catch (const std::bad_alloc&) {
+    return exit.reset();  // rather than go on with a gap in the stream
+  }
   way.passedBytes += emission.bytes.size();
   show(time, way.direction, emission);
   if (emission.kind == Kind::kBytes) return;

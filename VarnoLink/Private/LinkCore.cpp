@@ -2,7 +2,6 @@
 
 #include <VarnoLink/Private/LinkFailure.h>
 
-#include <new>
 #include <utility>
 
 namespace varno {
@@ -109,14 +108,14 @@ void LinkCore::close() noexcept {
 // What retryIn needs of memory is there already.
 // NOLINTNEXTLINE(bugprone-exception-escape)
 void LinkCore::hangUp() noexcept {
-  if (!connection_) return;
+  if (status_.state != LinkState::kUp) return;
   connection_->hangUp();
   failLater("this side hung up");
 }
 
 // NOLINTNEXTLINE(bugprone-exception-escape)
 void LinkCore::reset() noexcept {
-  if (!connection_) return;
+  if (status_.state != LinkState::kUp) return;
   connection_->reset();
   failLater("this side reset the connection");
 }
@@ -126,14 +125,6 @@ void LinkCore::failLater(const char* reason) {
   retryIn(std::chrono::nanoseconds(0), [this, reason] { fail(reason); });
   status_.state = LinkState::kDown;
   status_.reason = "ended";
-}
-
-bool LinkCore::send(std::span<const std::uint8_t> bytes) noexcept {
-  try {
-    return connection_ && connection_->send(bytes);
-  } catch (const std::bad_alloc&) {
-    return false;
-  }
 }
 
 void LinkCore::pauseReading() noexcept {

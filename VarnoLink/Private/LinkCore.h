@@ -25,9 +25,11 @@ class LinkCore final : public EventHost, private Opener::Owner, private Connecti
 
   void open();
   void close() noexcept;
-  void hangUp() noexcept;  // NOLINT(bugprone-exception-escape): see there
-  void reset() noexcept;   // NOLINT(bugprone-exception-escape)
-  bool send(std::span<const std::uint8_t> bytes) noexcept;
+  void hangUp() noexcept;                           // NOLINT(bugprone-exception-escape): see there
+  void reset() noexcept;                            // NOLINT(bugprone-exception-escape)
+  bool send(std::span<const std::uint8_t> bytes) {  // throws std::bad_alloc
+    return connection_ && connection_->send(bytes);
+  }
   std::size_t queuedBytes() const { return connection_ ? connection_->queuedBytes() : 0; }
   std::size_t queuedSends() const { return connection_ ? connection_->queuedSends() : 0; }
   void pauseReading() noexcept;

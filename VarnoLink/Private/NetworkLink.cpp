@@ -250,9 +250,8 @@ void NetworkLink::countOther() { outbox_.setOtherBytes(otherBytes_ + out_.waitin
 void NetworkLink::sendOut(const FaultStage::Emission& emission, bool isUntouched) {
   if (!emission.bytes.empty()) {
     written_.push_back({emission.bytes.size(), isUntouched});
-    if (!link_->send(emission.bytes)) {
+    if (!link_->sendOrThrow(emission.bytes)) {  // the connection is ending
       written_.pop_back();
-      if (link_->status().state == LinkState::kUp) throw std::bad_alloc();
       return;
     }
     if (!isUntouched) otherBytes_ += emission.bytes.size();

@@ -414,5 +414,32 @@ TEST(LinkNetworkOverADescriptor, StaysDownAfterItsEnd) {
   EXPECT_EQ(phone.status().state, LinkState::kDown);
 }
 
+// Although a write has failed since, with much of it still to be read.
+TEST(LinkNetworkOverADescriptor, GivesAllThatThePeerSentBeforeItWent) {
+  MainThreadScope scope;
+  MainThreadDescriptor tasks(scope.queue());
+  std::array<int, 2> ends{};
+  ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM, 0, ends.data()), 0);
+  std::string reason;
+  LinkNetwork phone(ends[1], {.onStatus = [&](const LinkStatus& status) { reason = status.reason; },
+                              .maxReceiveFrames = 1});
+  phone.start();
+  const auto soon = SteadyClock::now() + std::chrono::seconds(30);
+  const auto isFull = [&] { return phone.linkCounters().received.waitingFrames > 0; };
+  EXPECT_EQ(::send(ends[0], kKeepAlive.data(), kKeepAlive.size(), 0), std::ssize(kKeepAlive));
+  while (!isFull() && SteadyClock::now() < soon) std::this_thread::sleep_for(milliseconds(1));
+  for (int frame = 0; frame < 100; ++frame) {
+    EXPECT_EQ(::send(ends[0], kKeepAlive.data(), kKeepAlive.size(), 0), std::ssize(kKeepAlive));
+  }
+  ::close(ends[0]);
+  for (int packet = 0; packet < 3; ++packet) {
+    phone.sendPacket(KeepAliveCommandPacket());
+    std::this_thread::sleep_for(milliseconds(5));
+  }
+  EXPECT_TRUE(tasks.runUntil(soon, [&] { return !reason.empty(); }));
+  EXPECT_EQ(phone.linkCounters().received.pieces.frames, 101U);
+  EXPECT_EQ(reason, "the peer hung up");
+}
+
 }  // namespace
 }  // namespace varno::test
