@@ -23,7 +23,7 @@ constexpr std::size_t kMaxHeldBytes = std::size_t{1} << 20;
 constexpr const char* kOutOfMemory = "out of memory";
 constexpr const char* kStopped = "stopped";
 
-// What an observer throws ends neither the thread nor the connection.
+// Does what may fail without anything having to end for that.
 template <class Action>
 void logged(Action&& action) noexcept {
   const auto log = [](std::string_view reason) noexcept {
@@ -307,14 +307,35 @@ void NetworkLink::show(Direction direction, const FaultStage::Emission& emission
   if (!options_.observer) return;
   const LinkTime now = loop_.clock().now();
   if (emission.isAltered) {
-    options_.observer->onRecord({now.time_since_epoch().count(),
-                                 direction,
-                                 RecordKind::kFault,
-                                 {emission.bytes.begin(), emission.bytes.end()},
-                                 std::string(emission.note)});
+    record({now.time_since_epoch().count(),
+            direction,
+            RecordKind::kFault,
+            {emission.bytes.begin(), emission.bytes.end()},
+            std::string(emission.note)});
   } else {
-    options_.observer->onBytes(now, direction, emission.bytes, emission.note);
+    observe([&](TrafficObserver& observer) {
+      observer.onBytes(now, direction, emission.bytes, emission.note);
+    });
   }
+}
+
+void NetworkLink::record(const TrafficRecord& record) {
+  observe([&](TrafficObserver& observer) { observer.onRecord(record); });
+}
+
+// What an observer throws ends nothing, and leaves out nothing that its caller has still to do; but
+// for memory that has run out.
+template <class Show>
+void NetworkLink::observe(Show show) {
+  bool hasMemory = true;
+  logged([&] {
+    try {
+      show(*options_.observer);
+    } catch (const std::bad_alloc&) {
+      hasMemory = false;
+    }
+  });
+  if (!hasMemory) throw std::bad_alloc();
 }
 
 // Pauses reading where what was read waits, and goes on when there is room.
@@ -333,8 +354,7 @@ void NetworkLink::setReading() {
 
 void NetworkLink::record(RecordKind kind, const std::string& note) {
   if (!options_.observer) return;
-  options_.observer->onRecord(
-      {.time = loop_.clock().now().time_since_epoch().count(), .kind = kind, .note = note});
+  record({.time = loop_.clock().now().time_since_epoch().count(), .kind = kind, .note = note});
 }
 
 }  // namespace varno

@@ -70,6 +70,9 @@ class NetworkLink : public std::enable_shared_from_this<NetworkLink> {
   void hangUp();
   void setReading();
   void record(RecordKind kind, const std::string& note);
+  void record(const TrafficRecord& record);
+  template <class Show>
+  void observe(Show show);
 
   void tell(FrameOutbox::OnGiven&& onGiven, bool isGiven);
 

@@ -372,10 +372,11 @@ TEST_P(LinkNetworkTest, AnObserverSeesBothWaysAndMayFail) {
   phone_->network->sendPacket(timePacket(1));
   phone_->network->sendPacket(timePacket(2));
   await("the second packet", [&] { return display_->times.size() == 1; });
+  phone_->network->addFault(Direction::kToPhone, {.kind = FaultKind::kDuplicate, .count = 1});
   observer->next = 1;
   display_->network->sendPacket(timePacket(1));
-  await("a packet although the observer failed",
-        [&] { return phone_->times.size() == 1 && observer->next == 0; });
+  await("a packet, and the next, although the observer failed",
+        [&] { return phone_->times.size() == 2 && observer->next == 0; });
   observer->next = 2;
   phone_->told.clear();
   display_->network->sendPacket(timePacket(2));
@@ -384,9 +385,9 @@ TEST_P(LinkNetworkTest, AnObserverSeesBothWaysAndMayFail) {
   EXPECT_EQ(phone_->told.front().state, LinkState::kDown);
   EXPECT_EQ(phone_->told.front().reason, "out of memory");
   phone_->network->stop();
-  EXPECT_THAT(seen,
-              ElementsAre("link up ", "> fault corrupt byte=1 bit=7", "> frame ", "< frame ",
-                          "< frame ", "link down out of memory", "link up ", "link down stopped"));
+  EXPECT_THAT(seen, ElementsAre("link up ", "> fault corrupt byte=1 bit=7", "> frame ", "< frame ",
+                                "< fault duplicate", "< frame ", "link down out of memory",
+                                "link up ", "link down stopped"));
   EXPECT_THAT(log.take(), ElementsAre("the link's thread got exception : no more"));
 }
 
