@@ -5,9 +5,10 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
-#include <deque>
+#include <list>
 #include <mutex>
 #include <optional>
+#include <string>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -76,7 +77,7 @@ class Items {
  private:
   std::vector<std::size_t> sizes_;  // 0 for a task
   std::vector<std::uint8_t> bytes_;
-  std::deque<MainThread::Task> tasks_;
+  std::list<MainThread::Task> tasks_;  // of a list, an empty one needs no memory
   std::size_t next_ = 0;
   std::size_t offset_ = 0;
 };

@@ -42,6 +42,9 @@ SignalWatch::~SignalWatch() {
 struct ReadableWatch::State : std::enable_shared_from_this<State> {
   State(LoopCore& core, int number, std::function<void()> handler)
       : descriptor(core.context(), number), onReadable(std::move(handler)) {}
+  ~State() { descriptor.release(); }  // it is not ours to close, also where wait() throws
+  State(const State&) = delete;
+  State& operator=(const State&) = delete;
 
   void wait() {
     descriptor.async_wait(asio::posix::descriptor_base::wait_read,

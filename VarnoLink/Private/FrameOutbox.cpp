@@ -39,7 +39,7 @@ void FrameOutbox::open() {
 }
 
 void FrameOutbox::close(const Tell& tell) {
-  std::deque<Told> untold;
+  std::list<Told> untold;
   {
     const std::lock_guard lock(mutex_);
     isOpen_ = false;
@@ -64,7 +64,7 @@ void FrameOutbox::take(Batch& batch) {
 }
 
 void FrameOutbox::give(std::size_t frames, std::size_t bytes, const Tell& tell) {
-  std::deque<Told> given;
+  std::list<Told> given;
   {
     const std::lock_guard lock(mutex_);
     if (!isOpen_) return;  // they count as lost already
@@ -72,10 +72,9 @@ void FrameOutbox::give(std::size_t frames, std::size_t bytes, const Tell& tell) 
     frames_ -= frames;
     bytes_ -= bytes;
     while (!told_.empty() && told_.front().first <= given_ + lost_) {
-      given.push_back(std::move(told_.front()));
-      told_.pop_front();
+      given.splice(given.end(), told_, told_.begin());
     }
-    if (isEmpty()) changed_.notify_all();
+    changed_.notify_all();
   }
   for (auto& [number, onGiven] : given) tell(std::move(onGiven));
 }

@@ -4,8 +4,8 @@
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <functional>
+#include <list>
 #include <mutex>
 #include <optional>
 #include <span>
@@ -81,7 +81,8 @@ class FrameOutbox {
   std::uint64_t given_ = 0;
   std::uint64_t lost_ = 0;
   std::uint64_t pushed_ = 0;
-  std::deque<Told> told_;  // by the number of the frame, in order
+  std::list<Told> told_;  // by the number of the frame, in order; a list, since an empty one and
+                          // what is moved between two need no memory
 };
 
 }  // namespace varno

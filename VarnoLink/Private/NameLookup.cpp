@@ -37,10 +37,12 @@ constexpr int kMaxThreads = 4;
 
 LookupResult resultOf(const std::string& host, std::uint16_t port) {
   try {
-    return {lookUp(host, port), {}};
-  } catch (const LinkFailure& failure) {
-    return {{}, failure.what()};
-  } catch (const std::bad_alloc&) {
+    try {
+      return {lookUp(host, port), {}};
+    } catch (const LinkFailure& failure) {
+      return {{}, failure.what()};
+    }
+  } catch (const std::bad_alloc&) {  // of the reason's copy, too
     return {{}, "out of memory"};
   }
 }

@@ -170,7 +170,9 @@ LinkNetworkCounters NetworkLink::counters() const {
 
 void NetworkLink::run() noexcept {
   {
-    const WaitCancellation::Scope scope(cancellation_);
+    // Without it, where memory runs out, stop() leaves an observer that waits to itself.
+    std::optional<WaitCancellation::Scope> scope;
+    logged([&] { scope.emplace(cancellation_); });
     runLoop();
     link_->close();
     readingTimer_.cancel();
@@ -203,16 +205,20 @@ void NetworkLink::onStatus(LinkStatus status) {
   std::string reason = std::exchange(reason_, {});
   if (status.state == LinkState::kDown && !reason.empty()) status.reason = std::move(reason);
   if (wasUp && !isUp_) {
-    outbox_.close([this](FrameOutbox::OnGiven&& onGiven) { tell(std::move(onGiven), false); });
     written_.clear();
     otherBytes_ = 0;
     hangUp_.reset();
     inbox_->finish();
+    outbox_.close([this](FrameOutbox::OnGiven&& onGiven) {
+      logged([&] { tell(std::move(onGiven), false); });
+    });
   } else if (isUp_) {
     ++connections_;
     out_.restart();
     in_.restart();
+    countOther();
     outbox_.open();
+    setReading();  // it may be held up since an earlier connection
   }
   {
     const std::lock_guard lock(mutex_);
@@ -344,8 +350,8 @@ void NetworkLink::setReading() {
   const bool isHeldUp = !hasRoom_ || in_.waitingBytes() > kMaxHeldBytes ||
                         (options_.observer && options_.observer->isBehind());
   if (isHeldUp) {
-    if (!isPaused_) link_->pauseReading();
     readingTimer_.after(kLookTime, [this] { setReading(); });
+    if (!isPaused_) link_->pauseReading();
   } else if (isPaused_) {
     link_->resumeReading();
   }

@@ -33,6 +33,7 @@ void removeWhatWasLeft(const std::string& path) {
   if (!S_ISSOCK(status.st_mode)) throw LinkFailure("the path is taken by a file that is no socket");
   // A live socket refuses one of another type with another error, and does not notice it.
   const Descriptor probe(::socket(AF_UNIX, SOCK_DGRAM, 0));
+  if (!probe) throwErrno();
   const SocketAddress address = SocketAddress::ofPath(path);
   if (::connect(probe.number(), address.data(), address.size()) == 0 || errno != ECONNREFUSED) {
     throw LinkFailure("another program listens at this path");
