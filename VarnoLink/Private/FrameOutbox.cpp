@@ -26,11 +26,12 @@ bool FrameOutbox::push(std::span<const std::uint8_t> frame, OnGiven&& onGiven) {
   return true;
 }
 
-bool FrameOutbox::waitUntilEmpty(std::chrono::milliseconds timeout) {
+bool FrameOutbox::waitUntilGiven(std::chrono::milliseconds timeout) {
   std::unique_lock lock(mutex_);
+  const std::uint64_t pushed = pushed_;
   const std::uint64_t lost = lost_;
-  return changed_.wait_until(lock, deadlineAfter(timeout), [this] { return isEmpty(); }) &&
-         lost_ == lost;
+  const auto isThrough = [&] { return given_ + lost_ >= pushed && otherBytes_ == 0; };
+  return changed_.wait_until(lock, deadlineAfter(timeout), isThrough) && lost_ == lost;
 }
 
 void FrameOutbox::open() {
@@ -82,7 +83,7 @@ void FrameOutbox::give(std::size_t frames, std::size_t bytes, const Tell& tell) 
 void FrameOutbox::setOtherBytes(std::size_t bytes) {
   const std::lock_guard lock(mutex_);
   otherBytes_ = bytes;
-  if (isEmpty()) changed_.notify_all();
+  changed_.notify_all();
 }
 
 std::uint64_t FrameOutbox::given() const {

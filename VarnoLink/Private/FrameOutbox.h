@@ -39,8 +39,9 @@ class FrameOutbox {
   // On any thread. False where the link is not up, or too much waits. onGiven: may be empty.
   bool push(std::span<const std::uint8_t> frame, OnGiven&& onGiven);
 
-  // On any thread: until nothing waits. False when the time passed first or something was lost.
-  bool waitUntilEmpty(std::chrono::milliseconds timeout);
+  // On any thread: until nothing waits of what was pushed before, nor in a fault. False when the
+  // time passed first or something was lost.
+  bool waitUntilGiven(std::chrono::milliseconds timeout);
 
   // The connection has ended, on any thread. Calls tell with what was to be told of the frames that
   // waited.
@@ -64,8 +65,6 @@ class FrameOutbox {
 
  private:
   using Told = std::pair<std::uint64_t, OnGiven>;
-
-  bool isEmpty() const { return frames_ == 0 && otherBytes_ == 0; }
 
   const Limits limits_;
   const std::function<void()> wake_;

@@ -152,7 +152,7 @@ void NetworkLink::stop() noexcept {
 
 bool NetworkLink::flush(std::chrono::milliseconds timeout) {
   // The link's thread would wait for itself.
-  return outbox_.waitUntilEmpty(loop_.isCurrent() ? std::chrono::milliseconds(0) : timeout);
+  return outbox_.waitUntilGiven(loop_.isCurrent() ? std::chrono::milliseconds(0) : timeout);
 }
 
 LinkStatus NetworkLink::status() const {
