@@ -1,20 +1,21 @@
 #include <VarnoLink/CaptureRecorder.h>
 
 #include <VarnoLink/Private/CaptureFile.h>
+#include <VarnoLink/Private/LinkFailure.h>
+#include <VarnoLink/Private/SignalsBlocked.h>
 #include <VarnoLink/RecordCutter.h>
 #include <VarnoNetwork/Network/HudException.h>
 #include <VarnoTraffic/LineWriter.h>
 #include <VarnoTraffic/PcapngWriter.h>
 
-#include <pthread.h>
-
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <condition_variable>
-#include <csignal>
 #include <cstring>
+#include <deque>
 #include <limits>
 #include <mutex>
 #include <new>
@@ -65,24 +66,6 @@ CaptureFormat formatOf(const std::string& path, const CaptureOptions& options) {
   throw InvalidArgumentException(
       "the name tells no form of capture: it is to end in .pcapng, .txt, "
       ".json, .jsonl or .ndjson");
-}
-
-// A thread that no signal interrupts, and that no write to a pipe without reader ends.
-template <class Body>
-std::thread startWithoutSignals(Body body) {
-  sigset_t all;
-  sigset_t before;
-  ::sigfillset(&all);
-  ::pthread_sigmask(SIG_SETMASK, &all, &before);
-  std::thread thread;
-  try {
-    thread = std::thread(std::move(body));
-  } catch (...) {
-    ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
-    throw;
-  }
-  ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
-  return thread;
 }
 
 }  // namespace
@@ -275,7 +258,8 @@ void CaptureRecorder::State::fail(const std::string& reason) noexcept {
 
 CaptureRecorder::CaptureRecorder(const std::string& path, CaptureOptions options)
     : state_(std::make_unique<State>(path, std::move(options))) {
-  state_->thread = startWithoutSignals([state = state_.get()] { state->run(); });
+  const SignalsBlocked blocked;  // SIGPIPE, too, which a pipe without reader raises
+  state_->thread = std::thread([state = state_.get()] { state->run(); });
 }
 
 CaptureRecorder::~CaptureRecorder() { close(); }

@@ -1,11 +1,8 @@
 #include <VarnoLink/Private/NameLookup.h>
 
 #include <VarnoLink/Private/LinkFailure.h>
+#include <VarnoLink/Private/SignalsBlocked.h>
 
-#include <pthread.h>
-
-#include <csignal>
-#include <exception>
 #include <list>
 #include <mutex>
 #include <new>
@@ -46,22 +43,6 @@ LookupResult resultOf(const std::string& host, std::uint16_t port) {
     return {{}, "out of memory"};
   }
 }
-
-// The application's signals are for its own threads.
-class SignalsBlocked {
- public:
-  SignalsBlocked() {
-    sigset_t all;
-    ::sigfillset(&all);
-    ::pthread_sigmask(SIG_BLOCK, &all, &before_);
-  }
-  ~SignalsBlocked() { ::pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-  SignalsBlocked(const SignalsBlocked&) = delete;
-  SignalsBlocked& operator=(const SignalsBlocked&) = delete;
-
- private:
-  sigset_t before_;
-};
 
 }  // namespace
 

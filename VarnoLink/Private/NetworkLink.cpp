@@ -1,4 +1,5 @@
 #include <VarnoLink/Private/NetworkLink.h>
+#include <VarnoLink/Private/SignalsBlocked.h>
 #include <VarnoNetwork/Network/HudLog.h>
 
 #include <unistd.h>
@@ -127,6 +128,7 @@ void NetworkLink::start() {
   }
   link_->open();
   try {
+    const SignalsBlocked blocked;
     thread_ = std::thread([self = shared_from_this()] { self->run(); });
   } catch (...) {
     link_->close();
