@@ -84,6 +84,13 @@ std::optional<CaptureFormat> captureFormatOf(std::string_view fileName) noexcept
 }
 
 struct CaptureRecorder::State {
+  // A record that was given to the file, which does not have it yet.
+  struct Handed {
+    std::int64_t end;  // its own in the file
+    std::size_t bytes;
+    std::uint64_t piecesBefore;
+  };
+
   State(const std::string& path, CaptureOptions given)
       : options(std::move(given)),
         format(formatOf(path, options)),
@@ -98,6 +105,7 @@ struct CaptureRecorder::State {
   bool takeBatch();
   void writeBatch();
   void write(const TrafficRecord& record);
+  void countWritten();
   void fail(const std::string& reason) noexcept;
 
   const CaptureOptions options;
@@ -110,7 +118,9 @@ struct CaptureRecorder::State {
   RecordCutter cutter;
   std::vector<std::uint8_t> batch;
   LinkTime timeLast;
-
+  std::deque<Handed> handed;
+  std::uint64_t pieces = 0;        // of which records were made
+  std::uint64_t writtenBytes = 0;  // of the records in the file
   std::atomic<std::size_t> waitingBytes = 0;
   std::atomic<std::uint64_t> records = 0;
   std::atomic<bool> hasFailed = false;
@@ -118,6 +128,8 @@ struct CaptureRecorder::State {
   std::mutex mutex;  // of what follows
   std::condition_variable changed;
   std::vector<std::uint8_t> waiting;
+  std::uint64_t keptBytes = 0;  // that waited or still do
+  std::uint64_t keptPieces = 0;
   std::uint64_t lostBytes = 0;
   std::uint64_t lostPieces = 0;
   std::uint64_t untoldBytes = 0;  // of those, what no gap in the file tells yet
@@ -149,7 +161,10 @@ void CaptureRecorder::State::keep(Entry entry, std::span<const std::uint8_t> byt
       } catch (const std::bad_alloc&) {  // counted below
       }
     }
-    if (!isKept) {
+    if (isKept) {
+      keptBytes += bytes.size();
+      ++keptPieces;
+    } else {
       lostBytes += bytes.size();
       untoldBytes += bytes.size();
       ++lostPieces;
@@ -178,9 +193,14 @@ void CaptureRecorder::State::append(Entry entry, std::span<const std::uint8_t> b
 void CaptureRecorder::State::run() noexcept {
   try {
     work();
+    cutter.finish(timeLast);
+  } catch (const std::bad_alloc&) {
+    return fail(reasonOf(ENOMEM));
   } catch (const std::exception& exception) {
-    fail(exception.what());
+    return fail(exception.what());
   }
+  if (!file.close()) fail(std::generic_category().message(file.error()));
+  countWritten();
 }
 
 void CaptureRecorder::State::work() {
@@ -189,9 +209,8 @@ void CaptureRecorder::State::work() {
   while (file.error() == 0 && takeBatch()) {
     writeBatch();
     writer->flush();
+    countWritten();
   }
-  cutter.finish(timeLast);
-  if (!file.close()) fail(std::generic_category().message(file.error()));
 }
 
 // False at the end.
@@ -213,7 +232,7 @@ bool CaptureRecorder::State::takeBatch() {
 void CaptureRecorder::State::writeBatch() {
   TrafficRecord record;
   std::span<const std::uint8_t> rest(batch);
-  while (!rest.empty()) {
+  while (!rest.empty() && file.error() == 0) {
     Entry entry;
     std::memcpy(&entry, rest.data(), sizeof entry);
     rest = rest.subspan(sizeof entry);
@@ -231,25 +250,40 @@ void CaptureRecorder::State::writeBatch() {
     rest = rest.subspan(entry.bytes + entry.noteBytes);
     if (entry.kind == Entry::Kind::kBytes) {
       cutter.onBytes(timeLast, entry.direction, bytes, note);
-      continue;
+    } else {
+      record = {.kind = entry.recordKind};
+      if (entry.hasTime) record.time = entry.time;
+      if (entry.hasDirection) record.direction = entry.direction;
+      record.bytes.assign(bytes.begin(), bytes.end());
+      record.note = note;
+      cutter.onRecord(record);
     }
-    record = {.kind = entry.recordKind};
-    if (entry.hasTime) record.time = entry.time;
-    if (entry.hasDirection) record.direction = entry.direction;
-    record.bytes.assign(bytes.begin(), bytes.end());
-    record.note = note;
-    cutter.onRecord(record);
+    ++pieces;
   }
 }
 
 void CaptureRecorder::State::write(const TrafficRecord& record) {
-  if (writer->write(record)) records.fetch_add(1, std::memory_order_relaxed);
+  const bool isTaken = writer->write(record);
+  handed.push_back({isTaken ? file.wantedSize() : std::numeric_limits<std::int64_t>::max(),
+                    record.bytes.size(), pieces});
+  countWritten();
+}
+
+void CaptureRecorder::State::countWritten() {
+  for (; !handed.empty() && handed.front().end <= file.size(); handed.pop_front()) {
+    records.fetch_add(1, std::memory_order_relaxed);
+    writtenBytes += handed.front().bytes;
+  }
 }
 
 void CaptureRecorder::State::fail(const std::string& reason) noexcept {
-  hasFailed = true;
+  file.close();
+  countWritten();
   {
     const std::lock_guard lock(mutex);
+    hasFailed = true;
+    lostBytes += keptBytes - writtenBytes;
+    lostPieces += keptPieces - (handed.empty() ? pieces : handed.front().piecesBefore);
     std::vector<std::uint8_t>().swap(waiting);
     waitingBytes = 0;
   }

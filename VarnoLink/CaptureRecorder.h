@@ -32,8 +32,8 @@ struct CaptureOptions {
   std::size_t maxWaitingBytes = std::size_t{64} << 20;
 
   // Called once where the file cannot be written any more, as on a full disk, on the recorder's
-  // thread, with the reason for people: "No space left on device". It must not destroy the
-  // recorder.
+  // thread, with the reason for people: "No space left on device". It throws nothing, and must not
+  // destroy the recorder.
   std::function<void(const std::string& reason)> onFailure = {};
 };
 
@@ -51,8 +51,9 @@ class VARNO_EXPORT CaptureRecorder : public TrafficObserver {
  public:
   // What became of what was shown to it.
   struct Counts {
-    std::uint64_t records = 0;  // written
-    // What came while too much was waiting, or after the file could not be written any more.
+    std::uint64_t records = 0;  // in the file
+    // What came while too much was waiting, and all that is not in a file that could not be written
+    // any more.
     std::uint64_t lostBytes = 0;
     std::uint64_t lostPieces = 0;  // calls that brought them: of a link's chunks, or records
     bool hasFailed = false;        // the file cannot be written any more

@@ -5,8 +5,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstddef>
+#include <iterator>
+#include <new>
 #include <system_error>
 #include <utility>
 
@@ -47,8 +50,16 @@ bool CaptureFile::close() {
 
 std::streamsize CaptureFile::xsputn(const char* characters, std::streamsize count) {
   if (error_ != 0) return 0;
-  kept_.append(characters, static_cast<std::size_t>(count));
-  return kept_.size() < kKeptBytes || writeOut() ? count : 0;
+  const std::size_t end = kept_.size() + static_cast<std::size_t>(count);
+  try {
+    ends_.push_back(end);
+    kept_.append(characters, static_cast<std::size_t>(count));
+  } catch (const std::bad_alloc&) {  // who calls would not see it behind a stream
+    if (!ends_.empty() && ends_.back() == end) ends_.pop_back();
+    if (writeOut()) error_ = ENOMEM;
+    return 0;
+  }
+  return end < kKeptBytes || writeOut() ? count : 0;
 }
 
 CaptureFile::int_type CaptureFile::overflow(int_type character) {
@@ -72,12 +83,13 @@ bool CaptureFile::writeOut() {
       error_ = errno;
     }
   }
-  if (error_ == 0) {
-    size_ += static_cast<std::int64_t>(kept_.size());
-  } else if (isFile_ && at > kept_.data()) {
-    static_cast<void>(::ftruncate(descriptor_, size_));
-  }
+  const auto written = static_cast<std::size_t>(at - kept_.data());
+  const auto next = std::upper_bound(ends_.begin(), ends_.end(), written);
+  const std::size_t whole = next == ends_.begin() ? 0 : *std::prev(next);
+  size_ += static_cast<std::int64_t>(whole);
+  if (isFile_ && whole < written) static_cast<void>(::ftruncate(descriptor_, size_));
   kept_.clear();
+  ends_.clear();
   return error_ == 0;
 }
 

@@ -1,14 +1,16 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <streambuf>
 #include <string>
+#include <vector>
 
 namespace varno {
 
-// A file that is written in large pieces, which each end where a call of sputn ended, and that is
-// cut back to such an end where one did not go in whole.
+// A file that is written in large pieces, and that is cut back to the end of a call of sputn where
+// one did not go in whole.
 class CaptureFile : public std::streambuf {
  public:
   // Throws std::system_error where it cannot be made.
@@ -19,6 +21,10 @@ class CaptureFile : public std::streambuf {
 
   // Why it cannot be written any more, as errno; 0 where it can.
   int error() const { return error_; }
+
+  // How much is in it, and how much will be where nothing fails: each up to the end of a call.
+  std::int64_t size() const { return size_; }
+  std::int64_t wantedSize() const { return size_ + static_cast<std::int64_t>(kept_.size()); }
 
   // Writes what is kept. False where not everything went in.
   bool close();
@@ -36,9 +42,10 @@ class CaptureFile : public std::streambuf {
   int descriptor_;
   bool isFile_ = false;
   int error_ = 0;
-  std::int64_t size_ = 0;  // of what went in whole
+  std::int64_t size_ = 0;
   std::atomic<bool> isHurried_ = false;
   std::string kept_;
+  std::vector<std::size_t> ends_;  // of the calls in it
 };
 
 }  // namespace varno

@@ -61,10 +61,8 @@ std::unique_ptr<CaptureRecorder> recorderFor(const std::string& path, CaptureOpt
 int closeRecorder(CaptureRecorder* recorder, const std::string& path) {
   if (recorder == nullptr || recorder->close()) return kSuccess;
   const CaptureRecorder::Counts counts = recorder->counts();
-  std::string text = quoted(path) + " has not all that passed";
-  // Where a write failed, what was in it is not counted.
-  if (!counts.hasFailed) text += ": " + std::to_string(counts.lostBytes) + " bytes are missing";
-  tell(text);
+  tell(quoted(path) + " has not all that passed: " + std::to_string(counts.lostBytes) +
+       (counts.lostBytes == 1 ? " byte is missing" : " bytes are missing"));
   return kSystem;
 }
 
