@@ -19,12 +19,12 @@ constexpr std::chrono::milliseconds kBehindPause(1);
 // processor's caches.
 constexpr std::size_t kMaxQueuedBytes = std::size_t{512} << 10;
 constexpr std::size_t kMaxQueuedSends = 4096;
-// The most that goes into a link at once: a frame or a chunk.
-constexpr std::size_t kMaxPieceBytes = std::size_t{2} << 20;
+// With less than that, a frame that a fault waits for would stop the reading of its own rest.
+constexpr std::size_t kLeastHeldBytes = 2 * FrameCutter::kDefaultMaxFrameBytes;
 
-LinkOptions withRoom(LinkOptions options) {
-  options.maxQueuedBytes = std::max(options.maxQueuedBytes, kMaxQueuedBytes + kMaxPieceBytes);
-  options.maxQueuedSends = std::max(options.maxQueuedSends, 2 * kMaxQueuedSends);
+// What was read is never refused: no more is read instead.
+LinkOptions withoutLimits(LinkOptions options) {
+  options.maxQueuedBytes = options.maxQueuedSends = std::numeric_limits<std::size_t>::max();
   return options;
 }
 
@@ -70,8 +70,8 @@ struct Relay::State {
 
   // One direction.
   struct Way {
-    Way(State& state, Direction which)
-        : direction(which), stage(which, state.options.seed), timer(state.loop) {}
+    Way(State& state, Direction which, std::uint64_t seed)
+        : direction(which), stage(which, seed), timer(state.loop) {}
 
     Direction direction;
     FaultStage stage;
@@ -83,11 +83,12 @@ struct Relay::State {
 
   State(LinkLoop& givenLoop, Address phoneSide, Address displaySide, const RelayOptions& given)
       : loop(givenLoop),
-        options(given),
+        maxHeldBytes(std::max(given.maxHeldBytes, kLeastHeldBytes)),
         behindTimer(loop),
-        ways{Way(*this, Direction::kToDisplay), Way(*this, Direction::kToPhone)},
-        phone(*this, RelaySide::kPhone, std::move(phoneSide), withRoom(given.link)),
-        display(*this, RelaySide::kDisplay, std::move(displaySide), withRoom(given.link)) {}
+        ways{Way(*this, Direction::kToDisplay, given.seed),
+             Way(*this, Direction::kToPhone, given.seed)},
+        phone(*this, RelaySide::kPhone, std::move(phoneSide), withoutLimits(given.link)),
+        display(*this, RelaySide::kDisplay, std::move(displaySide), withoutLimits(given.link)) {}
 
   Side& side(RelaySide which) { return which == RelaySide::kPhone ? phone : display; }
   Way& wayInto(RelaySide which) { return ways[static_cast<std::size_t>(directionInto(which))]; }
@@ -112,7 +113,7 @@ struct Relay::State {
   void endIfDrained(RelaySide which);
 
   LinkLoop& loop;
-  const RelayOptions options;
+  const std::size_t maxHeldBytes;
   std::vector<TrafficObserver*> observers;
   OnStatus tellStatus;
   LinkTimer behindTimer;
@@ -138,7 +139,7 @@ void Relay::State::onStatus(RelaySide which, const LinkStatus& status) {
     if (wasUp) onDown(which);
   }
   updateReading();
-  if (tellStatus) tellStatus(which, status);
+  if (const OnStatus tell = tellStatus) tell(which, status);  // it may replace or destroy its own
 }
 
 void Relay::State::show(RelaySide which, bool isUp, const std::string& why) {
@@ -209,7 +210,7 @@ void Relay::State::pass(RelaySide to, std::span<const std::uint8_t> bytes) {
 bool Relay::State::send(RelaySide to, std::span<const std::uint8_t> bytes) {
   Way& way = wayInto(to);
   const std::size_t waiting = way.stage.waitingBytes() + way.inserted.size();
-  if (!side(to).isUsable() || waiting + bytes.size() > options.maxHeldBytes) return false;
+  if (!side(to).isUsable() || waiting + bytes.size() > maxHeldBytes) return false;
   if (way.place.isInFrame()) {
     way.inserted.insert(way.inserted.end(), bytes.begin(), bytes.end());
   } else {
@@ -307,7 +308,7 @@ void Relay::State::updateReading(RelaySide from) {
     const std::size_t part = entry.isReading ? 1 : 2;
     reads = exit.link.queuedBytes() <= kMaxQueuedBytes / part &&
             exit.link.queuedSends() <= kMaxQueuedSends / part &&
-            wayInto(otherSide(from)).stage.waitingBytes() <= options.maxHeldBytes / part;
+            wayInto(otherSide(from)).stage.waitingBytes() <= maxHeldBytes / part;
   }
   if (reads == entry.isReading) return;
   entry.isReading = reads;

@@ -22,10 +22,11 @@ VARNO_EXPORT std::string_view relaySideText(RelaySide side) noexcept;
 
 // What a relay is to do otherwise than usual.
 struct RelayOptions {
-  LinkOptions link = {};   // of both sides
+  LinkOptions link = {};   // of both sides; their limits of what waits to be written are not used
   std::uint64_t seed = 1;  // of the faults' chances
 
-  // How much the faults of one direction may hold back before no more is read or sent.
+  // How much the faults of one direction may hold back before no more is read or sent. At least
+  // two of the longest frames, which is 2 MiB, whatever is said here.
   std::size_t maxHeldBytes = std::size_t{4} << 20;
 };
 
