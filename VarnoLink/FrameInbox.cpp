@@ -1,5 +1,7 @@
 #include <VarnoLink/FrameInbox.h>
+#include <VarnoNetwork/Network/HudException.h>
 #include <VarnoNetwork/Network/MainThreadDelivery.h>
+#include <VarnoNetwork/Network/Wire.h>
 
 #include <array>
 #include <atomic>
@@ -82,12 +84,29 @@ class Items {
   std::size_t offset_ = 0;
 };
 
+FrameInboxOptions checked(FrameInboxOptions options) {
+  if (options.maxFrames == 0 || options.maxBytes == 0) {
+    throw InvalidArgumentException("The limit of what waits for the main thread is 0 " +
+                                   std::string(options.maxFrames == 0 ? "frames" : "bytes") +
+                                   ": nothing would ever be received");
+  }
+  if (options.maxFrameBytes < kShortestFrame) {
+    throw InvalidArgumentException(
+        "The longest frame is to have " + std::to_string(options.maxFrameBytes) +
+        " bytes, and the shortest has " + std::to_string(kShortestFrame) +
+        ": nothing would ever be received");
+  }
+  return options;
+}
+
 }  // namespace
 
 // Shared with the task that is posted to the main thread.
 struct FrameInbox::State : std::enable_shared_from_this<State> {
   State(const HudNetwork& network, FrameInboxOptions inboxOptions)
-      : options(std::move(inboxOptions)), delivery(network), cutter(options.maxFrameBytes) {}
+      : options(checked(std::move(inboxOptions))),
+        delivery(network),
+        cutter(options.maxFrameBytes) {}
 
   bool feed(std::span<const std::uint8_t> bytes);
   void pushTask(MainThread::Task task);

@@ -54,7 +54,8 @@ struct FrameInboxCounters {
 // as the queue is run again.
 class VARNO_EXPORT FrameInbox {
  public:
-  // network: may be destroyed before the inbox, which then delivers nothing.
+  // network: may be destroyed before the inbox, which then delivers nothing. Throws
+  // InvalidArgumentException for limits that no frame would ever pass.
   explicit FrameInbox(const HudNetwork& network, FrameInboxOptions options = {});
 
   // Closes.

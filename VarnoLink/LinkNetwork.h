@@ -82,8 +82,8 @@ class VARNO_EXPORT LinkNetwork : public HudNetwork {
   // connection ended.
   using OnGiven = std::function<void(bool isGiven)>;
 
-  // Nothing happens before start(). Throws std::system_error where the system has no descriptors
-  // left.
+  // Nothing happens before start(). Throws InvalidArgumentException for limits that no frame
+  // received would ever pass, and std::system_error where the system has no descriptors left.
   explicit LinkNetwork(const Address& address, LinkNetworkOptions options = {});
 
   // Over what the caller has opened and connected: a socket, a terminal. When it has ended, the

@@ -20,10 +20,10 @@ struct LinkOptions {
   // side serves one peer, and then stays down.
   bool reconnects = true;
 
-  // Between the end of a connection or attempt and the next attempt: doubled each time, up to the
-  // longest, until bytes arrive or a connection lasts as long as the longest pause. Each pause is
-  // cut by up to half at random, so that many links do not come back at the same moment. A side
-  // that listens waits for the next peer without a pause.
+  // Between the end of a connection or attempt and the next attempt: doubled each time, to a
+  // millisecond at least, up to the longest, until bytes arrive or a connection lasts as long as
+  // the longest pause. Each pause is cut by up to half at random, so that many links do not come
+  // back at the same moment. A side that listens waits for the next peer without a pause.
   std::chrono::nanoseconds firstPause = std::chrono::milliseconds(100);
   std::chrono::nanoseconds longestPause = std::chrono::seconds(5);
   std::optional<std::uint64_t> seed;  // of what is cut off; from the system where there is none

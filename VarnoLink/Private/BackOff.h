@@ -23,7 +23,8 @@ class BackOff {
     const std::chrono::nanoseconds cut(
         static_cast<std::chrono::nanoseconds::rep>(random_.below(half + 1)));
     const std::chrono::nanoseconds pause = pause_ - cut;
-    pause_ = pause_ > longest_ / 2 ? longest_ : 2 * pause_;
+    pause_ =
+        pause_ > longest_ / 2 ? longest_ : std::max(2 * pause_, std::min(kSecondPause, longest_));
     return pause;
   }
 
@@ -32,6 +33,9 @@ class BackOff {
   std::chrono::nanoseconds longest() const { return longest_; }
 
  private:
+  // At least: a first one of zero would stay zero.
+  static constexpr std::chrono::nanoseconds kSecondPause = std::chrono::milliseconds(1);
+
   std::chrono::nanoseconds first_;
   std::chrono::nanoseconds longest_;
   std::chrono::nanoseconds pause_;

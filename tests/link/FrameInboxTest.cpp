@@ -48,6 +48,15 @@ class FrameInboxTest : public testing::Test {
   std::optional<HudNetwork> network{std::in_place};
 };
 
+TEST_F(FrameInboxTest, RefusesLimitsThatNothingPasses) {
+  for (const FrameInboxOptions& options :
+       {FrameInboxOptions{.maxFrames = 0}, FrameInboxOptions{.maxBytes = 0},
+        FrameInboxOptions{.maxFrameBytes = 4}}) {
+    EXPECT_THAT(thrownBy([&] { FrameInbox(*network, options); }),
+                testing::HasSubstr("nothing would ever be received"));
+  }
+}
+
 TEST_F(FrameInboxTest, ABurstCostsOneWakeUpAndKeepsItsOrder) {
   FrameInbox inbox(*network);
   Bytes stream = frameAt(1);
