@@ -30,7 +30,8 @@ class Relay;
 // that has ended, never that of one that still listens, and is removed at the end.
 //
 // On the loop's thread (see LinkLoop). No function waits for anything: not for the peer, not for a
-// name being looked up.
+// name being looked up. But hanging up waits until a serial line has taken what its driver has,
+// half a second at most.
 class VARNO_EXPORT Link {
  public:
   // loop: outlives the link. Nothing happens before open().

@@ -4,6 +4,7 @@
 #include <VarnoLink/Private/LinkFailure.h>
 #include <VarnoLink/Private/QuietWrite.h>
 
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -12,6 +13,8 @@
 
 #include <array>
 #include <cerrno>
+#include <chrono>
+#include <limits>
 #include <new>
 #include <utility>
 
@@ -23,8 +26,34 @@ constexpr int kMaxReads = 4;
 constexpr int kMaxWrites = 16;
 constexpr int kMaxDiscards = 64;
 
+// How long a serial line may take for the last bytes, and how long it may take none of them.
+constexpr std::chrono::milliseconds kLongestLineWait{500};
+constexpr std::chrono::milliseconds kLongestLineStop{100};
+
 // From this size on, a copy into the queue takes longer than a write of its own.
 constexpr std::size_t kLargeSend = std::size_t{16} << 10;
+
+// Until a serial line has taken what its driver has, which a write does not wait for. A line that
+// takes nothing any more loses it: closing would wait for that half a minute.
+void awaitLine(int terminal) noexcept {
+  const auto begin = std::chrono::steady_clock::now();
+  auto moved = begin;
+  int before = std::numeric_limits<int>::max();
+  for (int waiting = 0; ::ioctl(terminal, TIOCOUTQ, &waiting) == 0 && waiting > 0;) {
+    const auto now = std::chrono::steady_clock::now();
+    if (waiting < before) moved = now;
+    if (now - begin > kLongestLineWait || now - moved > kLongestLineStop) {
+      ::tcflush(terminal, TCOFLUSH);
+      return;
+    }
+    before = waiting;
+    ::poll(nullptr, 0, 1);
+  }
+}
+
+// The mark of exclusive use would stay as long as another program has the device open, and keep
+// this one from coming back.
+void freeTerminal(int terminal) noexcept { ::ioctl(terminal, TIOCNXCL); }
 
 bool isSocket(int descriptor) {
   struct stat status {};
@@ -199,9 +228,9 @@ void Connection::hangUp() noexcept {
   if (isSocket_) {
     ::shutdown(descriptor, SHUT_WR);
     discardInput();
-  } else if (int waiting = 0;
-             isTerminal_ && ::ioctl(descriptor, TIOCOUTQ, &waiting) == 0 && waiting > 0) {
-    ::tcflush(descriptor, TCOFLUSH);  // closing would wait until the line has taken it
+  } else if (isTerminal_) {
+    awaitLine(descriptor);
+    freeTerminal(descriptor);
   }
   asio::error_code ignored;
   descriptor_.close(ignored);
@@ -224,6 +253,7 @@ void Connection::reset() noexcept {
     ::setsockopt(descriptor, SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce);
   } else if (isTerminal_) {
     ::tcflush(descriptor, TCIOFLUSH);
+    freeTerminal(descriptor);
   }
   asio::error_code ignored;
   descriptor_.close(ignored);
