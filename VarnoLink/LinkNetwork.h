@@ -101,7 +101,8 @@ class VARNO_EXPORT LinkNetwork : public HudNetwork {
   // Hangs up and ends the thread, for good; what waits to be sent or received is dropped. From then
   // on the network calls nothing of the application's. On any thread, inside a listener too.
   // Returns within 100 ms whatever the peer and the main thread do: a listener that runs on another
-  // thread all that time, or an observer, runs on to its end.
+  // thread all that time, or an observer, runs on to its end, and a serial line still gets what its
+  // driver has.
   void stop() noexcept;
 
   // Waits until what was sent before has been given to the system. False when the time passed
