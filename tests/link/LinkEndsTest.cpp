@@ -75,7 +75,6 @@ extern "C" int getaddrinfo(const char* host, const char* port, const addrinfo* h
 namespace varno::test {
 namespace {
 
-using testing::HasSubstr;
 using testing::StartsWith;
 
 // Lets the loop go on for a moment.
