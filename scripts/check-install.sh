@@ -141,7 +141,7 @@ done
 
 # In batches of files, which is faster.
 for tools in OFF ON; do
-  sources=(-DVARNO_SOURCE_DIR="$PWD" -DVARNO_BUILD_TOOLS=$tools -DCMAKE_UNITY_BUILD=ON)
+  sources=(-DVARNO_SOURCE_DIR="$PWD" -DVARNO_BUILD_TOOLS="$tools" -DCMAKE_UNITY_BUILD=ON)
   consume "FetchContent, tools $tools" static "${sources[@]}"
   consume "FetchContent, tools $tools" shared "${sources[@]}" -DBUILD_SHARED_LIBS=ON
 done
