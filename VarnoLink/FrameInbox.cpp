@@ -315,6 +315,9 @@ void FrameInbox::finish() {
 void FrameInbox::post(MainThread::Task task) { state_->pushTask(std::move(task)); }
 
 bool FrameInbox::waitForRoom() {
+  if (MainThread::instance().isCurrent()) {
+    throw InternalInconsistencyException("The main thread was to wait for room that it makes");
+  }
   std::unique_lock lock(state_->mutex);
   state_->changed.wait(lock, [this] { return !state_->isFull || state_->isClosed; });
   return !state_->isClosed;

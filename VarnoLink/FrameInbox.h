@@ -78,7 +78,8 @@ class VARNO_EXPORT FrameInbox {
   // for the limits. On any thread. An empty task is ignored.
   void post(MainThread::Task task);
 
-  // Returns when there is room; false when the inbox was closed. Not on the main thread.
+  // Returns when there is room; false when the inbox was closed. Throws
+  // InternalInconsistencyException on the main thread, which is what makes room.
   bool waitForRoom();
 
   // For good: what waits is dropped, and nothing is delivered any more. On any thread, inside a

@@ -2,13 +2,24 @@
 #include <VarnoLink/Private/BrokenPipeGuard.h>
 #include <VarnoLink/Private/Poll.h>
 
+#include <VarnoNetwork/Network/HudException.h>
+
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <string>
 
 namespace varno {
+
 FrameWriter::FrameWriter(int descriptor, std::chrono::milliseconds timeout)
-    : descriptor_(descriptor), timeout_(timeout) {}
+    : descriptor_(descriptor), timeout_(timeout) {
+  const int flags = ::fcntl(descriptor, F_GETFL);
+  if (flags >= 0 && (flags & O_NONBLOCK) == 0) {
+    throw InvalidArgumentException("The descriptor " + std::to_string(descriptor) +
+                                   " is blocking: a write would wait longer than the timeout");
+  }
+}
 
 bool FrameWriter::write(std::span<const std::uint8_t> frame) {
   const std::lock_guard lock(mutex_);

@@ -14,8 +14,9 @@ namespace varno {
 // with a transport of its own.
 class VARNO_EXPORT FrameWriter {
  public:
-  // descriptor: non-blocking; not owned, outlives the writer.
+  // descriptor: non-blocking (O_NONBLOCK); not owned, outlives the writer.
   // timeout: how long a write waits for a peer that does not read.
+  // Throws InvalidArgumentException for a descriptor that is blocking.
   explicit FrameWriter(int descriptor,
                        std::chrono::milliseconds timeout = std::chrono::milliseconds(2000));
 

@@ -29,9 +29,11 @@ struct LinkNetworkOptions {
 
   // Told on the main thread each time that the state changes, between the packets that came before
   // and those that came after. May do what a listener may: send, stop the network, destroy it.
+  // Where more than 100 changes wait for the main thread, only the last of those is told.
   std::function<void(const LinkStatus& status)> onStatus = {};
 
-  // What may wait to be given to the system.
+  // What may wait to be given to the system; of frames that tell what became of them, as many more
+  // may wait for the main thread to be told it.
   std::size_t maxSendFrames = 10'000;
   std::size_t maxSendBytes = std::size_t{4} << 20;
 

@@ -6,6 +6,8 @@
 
 #include <array>
 #include <cerrno>
+#include <map>
+#include <mutex>
 #include <system_error>
 
 namespace varno {
@@ -53,18 +55,45 @@ class MainThreadDescriptor::WakePipe {
   std::array<int, 2> ends_{};  // to read, to write
 };
 
-MainThreadDescriptor::MainThreadDescriptor(MainThreadQueue& queue)
-    : queue_(queue), wakeUp_(std::make_shared<WakePipe>()) {
-  // Shares the pipe: a thread may still be in here when this object is destroyed.
-  queue_.setWakeUp([wakeUp = wakeUp_] { wakeUp->wake(); });
+// A queue's wake-up, while there are descriptors for it.
+class MainThreadDescriptor::WakeUp {
+ public:
+  explicit WakeUp(MainThreadQueue& queue) : queue_(queue), pipe_(std::make_shared<WakePipe>()) {
+    // Shares the pipe: a thread may still be in here when this object is destroyed.
+    queue_.setWakeUp([pipe = pipe_] { pipe->wake(); });
+  }
+  ~WakeUp() { queue_.setWakeUp(nullptr); }
+  WakeUp(const WakeUp&) = delete;
+  WakeUp& operator=(const WakeUp&) = delete;
+
+  const WakePipe& pipe() const noexcept { return *pipe_; }
+
+ private:
+  MainThreadQueue& queue_;
+  const std::shared_ptr<WakePipe> pipe_;
+};
+
+std::shared_ptr<MainThreadDescriptor::WakeUp> MainThreadDescriptor::wakeUpOf(
+    MainThreadQueue& queue) {
+  static std::mutex mutex;  // there may be several main threads, one after the other
+  static std::map<const MainThreadQueue*, std::weak_ptr<WakeUp>> present;
+  const std::lock_guard lock(mutex);
+  std::erase_if(present, [](const auto& entry) { return entry.second.expired(); });
+  std::weak_ptr<WakeUp>& known = present[&queue];
+  std::shared_ptr<WakeUp> wakeUp = known.lock();
+  if (wakeUp == nullptr) known = wakeUp = std::make_shared<WakeUp>(queue);
+  return wakeUp;
 }
 
-MainThreadDescriptor::~MainThreadDescriptor() { queue_.setWakeUp(nullptr); }
+MainThreadDescriptor::MainThreadDescriptor(MainThreadQueue& queue)
+    : queue_(queue), wakeUp_(wakeUpOf(queue)) {}
 
-int MainThreadDescriptor::number() const noexcept { return wakeUp_->number(); }
+MainThreadDescriptor::~MainThreadDescriptor() = default;
+
+int MainThreadDescriptor::number() const noexcept { return wakeUp_->pipe().number(); }
 
 std::size_t MainThreadDescriptor::dispatch() {
-  wakeUp_->drain();  // first: tasks that come from now on may wake again
+  wakeUp_->pipe().drain();  // first: tasks that come from now on may wake again
   return queue_.runPending();
 }
 
@@ -73,7 +102,7 @@ bool MainThreadDescriptor::runUntil(std::chrono::steady_clock::time_point deadli
   for (;;) {
     if (isDone()) return true;
     pollfd polled{number(), POLLIN, 0};
-    if (!pollUntil({&polled, 1}, deadline)) return false;
+    if (!pollUntil({&polled, 1}, deadline)) return isDone();
     dispatch();
   }
 }

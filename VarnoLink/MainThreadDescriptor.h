@@ -21,11 +21,12 @@ namespace varno {
 // On the main thread.
 class VARNO_EXPORT MainThreadDescriptor {
  public:
-  // queue: the main thread's; outlives this, which sets its wake-up. Throws std::system_error where
-  // the system has no descriptors left.
+  // queue: the main thread's; outlives this, which sets its wake-up. Several of one queue share
+  // that, and with it the descriptor. Throws std::system_error where the system has no descriptors
+  // left.
   explicit MainThreadDescriptor(MainThreadQueue& queue = MainThreadQueue::standard());
 
-  // Takes the wake-up away. The queue stays open.
+  // The last one takes the wake-up away. The queue stays open.
   ~MainThreadDescriptor();
 
   MainThreadDescriptor(const MainThreadDescriptor&) = delete;
@@ -38,17 +39,20 @@ class VARNO_EXPORT MainThreadDescriptor {
   // descriptor is then still readable if there are others. Without effect where there are none.
   std::size_t dispatch();
 
-  // A loop for a program that waits for nothing else: runs tasks as they come until isDone(), which
-  // is asked first and after them, returns true. False when the deadline passed before. Throws what
-  // they throw.
+  // A loop for a program that waits for nothing else: runs tasks as they come until isDone()
+  // returns true, which is asked first, after them and at the deadline. False when that passed
+  // before. Throws what they throw.
   bool runUntil(std::chrono::steady_clock::time_point deadline,
                 const std::function<bool()>& isDone);
 
  private:
   class WakePipe;
+  class WakeUp;
+
+  static std::shared_ptr<WakeUp> wakeUpOf(MainThreadQueue& queue);
 
   MainThreadQueue& queue_;
-  const std::shared_ptr<WakePipe> wakeUp_;
+  const std::shared_ptr<WakeUp> wakeUp_;
 };
 
 }  // namespace varno

@@ -6,6 +6,7 @@
 
 #include <exception>
 #include <limits>
+#include <list>
 #include <new>
 #include <utility>
 
@@ -49,9 +50,49 @@ Direction opposite(Direction direction) {
 
 }  // namespace
 
+// The changes that the main thread has still to be told. Where it is busy for long, the last of
+// many stands for those before it.
+class NetworkLink::StatusTeller {
+ public:
+  explicit StatusTeller(std::function<void(const LinkStatus&)> onStatus)
+      : onStatus_(std::move(onStatus)) {}
+
+  // On the link's thread. Whether there is one more to be told.
+  bool add(const LinkStatus& status) {
+    const std::lock_guard lock(mutex_);
+    const bool isMore = untold_.size() < kMostUntold;
+    if (!isMore) untold_.pop_back();
+    untold_.push_back(status);
+    return isMore;
+  }
+
+  // The last one will not be told.
+  void takeBack() {
+    const std::lock_guard lock(mutex_);
+    if (!untold_.empty()) untold_.pop_back();
+  }
+
+  void tellNext() {
+    std::unique_lock lock(mutex_);
+    if (untold_.empty()) return;
+    const LinkStatus status = std::move(untold_.front());
+    untold_.pop_front();
+    lock.unlock();
+    if (onStatus_) onStatus_(status);
+  }
+
+ private:
+  static constexpr std::size_t kMostUntold = 100;
+
+  const std::function<void(const LinkStatus&)> onStatus_;
+  std::mutex mutex_;
+  std::list<LinkStatus> untold_;
+};
+
 NetworkLink::NetworkLink(LinkNetworkOptions options, const Address& address)
     : options_(std::move(options)),
-      onStatus_(std::make_shared<const std::function<void(const LinkStatus&)>>(options_.onStatus)),
+      statusTeller_(std::make_shared<StatusTeller>(options_.onStatus)),
+      untold_(std::make_shared<char>()),
       outbox_({options_.maxSendFrames, options_.maxSendBytes},
               [this] { loop_.post([this] { sendQueued(); }); }),
       out_(
@@ -152,6 +193,12 @@ void NetworkLink::stop() noexcept {
   isFinished ? thread.join() : thread.detach();
 }
 
+bool NetworkLink::send(std::span<const std::uint8_t> frame, FrameOutbox::OnGiven&& onGiven) {
+  const auto untold = static_cast<std::size_t>(untold_.use_count() - 1);
+  if (onGiven && untold >= options_.maxSendFrames) return false;
+  return outbox_.push(frame, std::move(onGiven));
+}
+
 bool NetworkLink::flush(std::chrono::milliseconds timeout) {
   // The link's thread would wait for itself.
   return outbox_.waitUntilGiven(loop_.isCurrent() ? std::chrono::milliseconds(0) : timeout);
@@ -226,7 +273,7 @@ void NetworkLink::onStatus(LinkStatus status) {
     const std::lock_guard lock(mutex_);
     status_ = status;
   }
-  if (*onStatus_) inbox_->post([onStatus = onStatus_, status] { (*onStatus)(status); });
+  tell(status);
   if (isUp_) {
     record(RecordKind::kLinkUp, status.reason);
   } else if (wasUp) {
@@ -234,8 +281,19 @@ void NetworkLink::onStatus(LinkStatus status) {
   }
 }
 
+// Also where nobody wants to be told: whoever runs the main thread until the link is up is woken.
+void NetworkLink::tell(const LinkStatus& status) {
+  if (!statusTeller_->add(status)) return;
+  try {
+    inbox_->post([teller = statusTeller_] { teller->tellNext(); });
+  } catch (...) {
+    statusTeller_->takeBack();
+    throw;
+  }
+}
+
 void NetworkLink::tell(FrameOutbox::OnGiven&& onGiven, bool isGiven) {
-  inbox_->post([onGiven = std::move(onGiven), isGiven] { onGiven(isGiven); });
+  inbox_->post([counted = untold_, onGiven = std::move(onGiven), isGiven] { onGiven(isGiven); });
 }
 
 void NetworkLink::sendQueued() {

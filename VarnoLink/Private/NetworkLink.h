@@ -37,9 +37,7 @@ class NetworkLink : public std::enable_shared_from_this<NetworkLink> {
   bool flush(std::chrono::milliseconds timeout);
   LinkStatus status() const;
   LinkNetworkCounters counters() const;
-  bool send(std::span<const std::uint8_t> frame, FrameOutbox::OnGiven&& onGiven) {
-    return outbox_.push(frame, std::move(onGiven));
-  }
+  bool send(std::span<const std::uint8_t> frame, FrameOutbox::OnGiven&& onGiven);
   FaultyWay& way(Direction direction) { return direction == options_.sends ? out_ : in_; }
 
  private:
@@ -74,11 +72,15 @@ class NetworkLink : public std::enable_shared_from_this<NetworkLink> {
   template <class Show>
   void observe(Show show);
 
+  // On the main thread.
+  class StatusTeller;
+  void tell(const LinkStatus& status);
   void tell(FrameOutbox::OnGiven&& onGiven, bool isGiven);
 
   const LinkNetworkOptions options_;
-  const std::shared_ptr<const std::function<void(const LinkStatus&)>> onStatus_;
-  WaitCancellation cancellation_;  // of an observer that waits for the main thread
+  const std::shared_ptr<StatusTeller> statusTeller_;
+  const std::shared_ptr<void> untold_;  // shared by each OnGiven that waits for the main thread
+  WaitCancellation cancellation_;       // of an observer that waits for the main thread
   LinkLoop loop_;
   FrameOutbox outbox_;
   std::optional<FrameInbox> inbox_;

@@ -69,6 +69,8 @@ TEST_F(FrameWriterTest, GivesUpWithoutASignal) {
 
   std::array<int, 2> pipe{};
   ASSERT_EQ(::pipe(pipe.data()), 0);
+  EXPECT_NE(thrownBy([&] { FrameWriter waitsForEver(pipe[1]); }), "");
+  ::fcntl(pipe[1], F_SETFL, O_NONBLOCK);
   ::close(pipe[0]);
   EXPECT_FALSE(FrameWriter(pipe[1]).write(kKeepAlive));  // a pipe without a reader
   ::close(pipe[1]);

@@ -391,6 +391,38 @@ TEST_P(LinkNetworkTest, AnObserverSeesBothWaysAndMayFail) {
   EXPECT_THAT(log.take(), ElementsAre("the link's thread got exception : no more"));
 }
 
+TEST_P(LinkNetworkTest, WhatTheMainThreadIsStillToBeToldIsBounded) {
+  startDisplay();
+  LinkNetworkOptions options = quick();
+  options.maxSendFrames = 10;
+  startPhone(std::move(options));
+  awaitUp();
+  int accepted = 0;
+  int told = 0;
+  for (int packet = 0; packet < 200; ++packet) {
+    accepted += phone_->network->sendPacket(timePacket(1), [&](bool) { ++told; }) ? 1 : 0;
+    phone_->network->flush(std::chrono::seconds(10));
+  }
+  EXPECT_LE(accepted, 20);
+  EXPECT_TRUE(phone_->network->sendPacket(timePacket(1)));
+  await("what became of them", [&] { return told == accepted; });
+}
+
+TEST(MainThreadDescriptor, OfOneQueueIsSharedAndWokenByALinkThatTellsNobody) {
+  MainThreadScope scope;
+  MainThreadDescriptor tasks(scope.queue());
+  { const MainThreadDescriptor second(scope.queue()); }
+  std::array<int, 2> ends{};
+  ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM, 0, ends.data()), 0);
+  const LinkNetwork display(ends[0]);
+  LinkNetwork phone(ends[1]);
+  phone.start();
+  const auto isUp = [&] { return phone.status().state == LinkState::kUp; };
+  EXPECT_TRUE(tasks.runUntil(SteadyClock::now() + std::chrono::seconds(30), isUp));
+  // At the deadline it is asked once more.
+  EXPECT_TRUE(tasks.runUntil(SteadyClock::now(), [&, calls = 0]() mutable { return ++calls > 1; }));
+}
+
 TEST(LinkNetworkOverADescriptor, StaysDownAfterItsEnd) {
   MainThreadScope scope;
   MainThreadDescriptor tasks(scope.queue());
