@@ -26,7 +26,7 @@ stages=(
   "tsan         | build test sanitizers        | preset tsan"
   "clang-libcxx | build test libcxx            | preset clang-libcxx"
   "headers      | build test libcxx            | scripts/build.sh clang-libcxx $headersTargets"
-  "fuzz         | build sanitizers             | scripts/fuzz.sh"
+  "fuzz         | build sanitizers             | scripts/fuzz.sh 10"
   "bench        | build bench                  | benchmarks"
   "abi          | build abi                    | scripts/check-abi.sh"
   "s390x        | build test s390x             | preset s390x"

@@ -10,7 +10,7 @@
 namespace varno {
 
 // Connects over TCP, to the first address of a name that answers, or to a Unix socket.
-class SocketConnector : public Opener {
+class SocketConnector final : public Opener {
  public:
   SocketConnector(EventHost& host, Owner& owner, Address address, const LinkOptions& options);
 

@@ -10,7 +10,7 @@ namespace varno {
 
 // Listens over TCP or at a Unix socket, and accepts one peer per attempt. The socket goes on
 // listening between attempts, so that the port stays taken and peers wait instead of being refused.
-class SocketListener : public Opener {
+class SocketListener final : public Opener {
  public:
   SocketListener(EventHost& host, Owner& owner, const Address& address, const LinkOptions& options);
   ~SocketListener() override;

@@ -7,7 +7,7 @@
 namespace varno {
 
 // Opens a serial device.
-class SerialOpener : public Opener {
+class SerialOpener final : public Opener {
  public:
   SerialOpener(EventHost& host, Owner& owner, Address address)
       : Opener(host, owner), address_(std::move(address)) {}
@@ -20,7 +20,7 @@ class SerialOpener : public Opener {
 };
 
 // Makes a pseudo-terminal and waits until somebody opens its path.
-class PtyOpener : public Opener {
+class PtyOpener final : public Opener {
  public:
   PtyOpener(EventHost& host, Owner& owner) : Opener(host, owner), address_(Address::pty()) {}
 
