@@ -90,6 +90,7 @@ class VARNO_EXPORT DeskNetwork : public HudNetwork {
  public:
   // desk: outlives the network.
   explicit DeskNetwork(DisplayDesk& desk) : desk_(desk) { desk.connect(*this); }
+  // Hangs up, which the desk's handlers are told.
   ~DeskNetwork() override;
 
   bool sendPacketImpl(std::vector<std::uint8_t> frame) override { return desk_.take(frame); }

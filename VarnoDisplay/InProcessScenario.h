@@ -15,7 +15,7 @@ namespace varno {
 // The application that a scenario is run against, as far as it takes part. What is left away does
 // nothing.
 struct ScenarioApplication {
-  // A whole frame came: for HudNetwork::handleRawPacket. What is no frame is dropped on the way, as
+  // A whole frame came: for MainThreadDelivery::handle. What is no frame is dropped on the way, as
   // an application's own cutter does.
   std::function<void(std::span<const std::uint8_t> frame)> onFrame = {};
   // The link came up, or went down.
@@ -31,7 +31,8 @@ struct ScenarioApplication {
 //
 //   ManualClock clock;
 //   InProcessScenario scenario(read.scenario, clock);
-//   scenario.setApplication({.onFrame = [&](auto frame) { network.handleRawPacket(frame); }, ...});
+//   MainThreadDelivery delivery(network);
+//   scenario.setApplication({.onFrame = [&](auto frame) { delivery.handle(frame); }, ...});
 //   // in the network's sendPacketImpl: return scenario.receive(frame);
 //   EXPECT_EQ(scenario.run().outcome, ScenarioOutcome::kPassed) <<
 //   scenario.result().failure->text();

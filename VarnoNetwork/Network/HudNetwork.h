@@ -31,7 +31,8 @@ namespace varno {
 // lock, both wait for ever. The lock is taken by registerPacketHandleDelegate,
 // unregisterPacketHandleDelegate, firePacketReceivedEvent and, for a packet of a known type,
 // handleRawPacket; by nothing else. So register and unregister while no receiving thread runs, or
-// handle all frames on the main thread, too. Never register or unregister inside a listener.
+// handle all frames on the main thread, too. Never register or unregister inside a listener, unless
+// frames come by a MainThreadDelivery, as all links use it.
 class VARNO_EXPORT HudNetwork : public IHudNetworkImpl {
  public:
   using PacketIdToClassMap = std::map<std::int32_t, PacketType>;
