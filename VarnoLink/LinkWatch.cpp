@@ -12,7 +12,12 @@ namespace varno {
 
 struct SignalWatch::State : std::enable_shared_from_this<State> {
   State(LoopCore& core, std::function<void(int)> handler)
-      : signals(core.context(), SIGINT, SIGTERM), onSignal(std::move(handler)) {}
+      : signals(core.context(), SIGINT, SIGTERM), onSignal(std::move(handler)) {
+    struct sigaction present {};
+    if (::sigaction(SIGHUP, nullptr, &present) == 0 && present.sa_handler != SIG_IGN) {
+      signals.add(SIGHUP);
+    }
+  }
 
   void wait() {
     signals.async_wait([self = shared_from_this()](const asio::error_code& error, int signal) {

@@ -7,8 +7,9 @@
 
 namespace varno {
 
-// Takes SIGINT and SIGTERM for itself while it lives: instead of ending the process, each calls the
-// handler with its number, inside the loop's run(). On the loop's thread.
+// Takes SIGINT, SIGTERM and, unless the process ignores it as under nohup, SIGHUP for itself while
+// it lives: instead of ending the process, each calls the handler with its number, inside the
+// loop's run(). On the loop's thread.
 class VARNO_EXPORT SignalWatch {
  public:
   // Throws std::system_error and std::bad_alloc.

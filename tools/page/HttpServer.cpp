@@ -3,6 +3,8 @@
 #include "tools/page/HttpConnection.h"
 #include "tools/page/HttpWorkers.h"
 
+#include <VarnoNetwork/Network/HudLog.h>
+
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -48,8 +50,9 @@ int HttpServer::bind(const std::string& host, int port) {
   const bool isAny = port == 0;
   const int bound = isAny ? bind_to_any_port(host) : (bind_to_port(host, port) ? port : -1);
   if (bound <= 0) {
-    const std::string reason = errno == 0 ? "" : ": " + std::generic_category().message(errno);
-    throw std::runtime_error("the page cannot listen on " + host +
+    const std::string reason =
+        errno == 0 ? ": no such host" : ": " + std::generic_category().message(errno);
+    throw std::runtime_error("the page cannot listen on " + HudLog::printableLine(host) +
                              (isAny ? "" : " port " + std::to_string(port)) + reason);
   }
   ::listen(svr_sock_, kBacklog);  // httplib's own backlog is 5

@@ -27,6 +27,9 @@ struct DisplayArguments {
   std::string record;
   bool isHeadless = false;
   bool stays = false;
+  bool showsSecrets = false;
+
+  Secrets secrets() const { return showsSecrets ? Secrets::kShown : Secrets::kHidden; }
 #ifdef VARNO_HAS_PAGE
   PageArguments page;
 #endif
@@ -76,7 +79,10 @@ class DisplayProgram {
       tell(shown(arguments_.address) + ": " + shown(trouble_));
       code = kLink;
     }
-    if (live_.result() != nullptr && !verdict_ && code == kSuccess) tellResult();
+    if (live_.result() != nullptr && !verdict_ && code == kSuccess) {
+      if (live_.result()->outcome == ScenarioOutcome::kRunning) tell("interrupted");
+      tellResult();
+    }
     if (code == kSuccess) code = verdict_.value_or(kSuccess);
     output_.flush();
     tell(countsText(live_));
@@ -148,6 +154,7 @@ class DisplayProgram {
   void openPage() {
     PageOptions options = arguments_.page.options();
     options.title = "Simulated display";
+    options.secrets = arguments_.secrets();
     page_ = std::make_unique<DisplayPage>(loop_, live_, std::move(options));
     output_.write("page " + page_->address() + "\n");
   }
@@ -187,7 +194,8 @@ int run(const DisplayArguments& arguments) {
     }
   }
   refuseSameFile(arguments.scenario, arguments.record);
-  const std::unique_ptr<CaptureRecorder> recorder = recorderFor(arguments.record);
+  const std::unique_ptr<CaptureRecorder> recorder =
+      recorderFor(arguments.record, {.secrets = arguments.secrets()});
   DisplayProgram program(arguments, std::move(address), scenario ? &*scenario : nullptr,
                          recorder.get());
   return program.run();
@@ -210,6 +218,8 @@ Run defineDisplay(CLI::App& app) {
   app.add_option("--record", arguments->record,
                  "Write what passes into this file, in the format of its ending")
       ->type_name("FILE");
+  app.add_flag("--secrets", arguments->showsSecrets,
+               "Passwords and keys in text and JSON, and on the page, too");
   app.add_flag("--headless", arguments->isHeadless, "Print no changes");
 #ifdef VARNO_HAS_PAGE
   arguments->page.defineOptional(app);

@@ -29,7 +29,10 @@ bool PacketLine::read(std::string_view line, const std::string& place) {
   NotationError error;
   if (!reader_.read(line, record_, error)) {
     record_.bytes.clear();
-    tell(place + error.text() + "\n" + error.pointTo(line));
+    // On a command line, the shell takes a packet apart at its blanks.
+    const bool isApart = place.empty() && line.substr(0, line.find(' ')).find('=') != line.npos;
+    tell(place + error.text() + (isApart ? "; packet and fields are to be one, in quotes" : "") +
+         "\n" + error.pointTo(line));
     return false;
   }
   if (record_.kind == RecordKind::kFrame) warn(line, place);

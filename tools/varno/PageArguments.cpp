@@ -3,17 +3,31 @@
 #include "tools/varno/Types.h"
 #include "tools/varno/WholeNumber.h"
 
+#include <algorithm>
+
 namespace varno::tool {
 namespace {
 
 constexpr const char* kGroup = "Page";
 
+// As it stands in the page's address. What is wrong with it; empty where nothing is.
+std::string tokenProblem(const std::string& token) {
+  const bool isGood = !token.empty() && std::all_of(token.begin(), token.end(), [](char letter) {
+    return (letter >= 'a' && letter <= 'z') || (letter >= 'A' && letter <= 'Z') ||
+           (letter >= '0' && letter <= '9') || letter == '-' || letter == '_';
+  });
+  return isGood ? "" : "it is to be letters, digits, '-' and '_'";
+}
+
 }  // namespace
 
 void PageArguments::defineOptional(CLI::App& app) {
-  app.add_flag("--page", isWanted_, "Show it in a browser, too, and print the address to open")
-      ->group(kGroup);
+  CLI::Option* const page =
+      app.add_flag("--page", isWanted_, "Show it in a browser, too, and print the address to open")
+          ->group(kGroup);
   define(app);
+  // The token may be in the environment of every call.
+  for (const char* const name : {"--page-host", "--page-port"}) app.get_option(name)->needs(page);
 }
 
 void PageArguments::define(CLI::App& app) {
@@ -27,6 +41,7 @@ void PageArguments::define(CLI::App& app) {
       ->group(kGroup);
   app.add_option("--page-token", token_,
                  "The secret part of its address, so that it is the same the next time")
+      ->check(tokenProblem)
       ->type_name("TOKEN")
       ->envname("VARNO_PAGE_TOKEN")
       ->group(kGroup);
