@@ -30,7 +30,8 @@ bool PacketLine::read(std::string_view line, const std::string& place) {
   if (!reader_.read(line, record_, error)) {
     record_.bytes.clear();
     // On a command line, the shell takes a packet apart at its blanks.
-    const bool isApart = place.empty() && line.substr(0, line.find(' ')).find('=') != line.npos;
+    const bool isApart =
+        place.empty() && line.substr(0, line.find(' ')).find('=') != std::string_view::npos;
     tell(place + error.text() + (isApart ? "; packet and fields are to be one, in quotes" : "") +
          "\n" + error.pointTo(line));
     return false;

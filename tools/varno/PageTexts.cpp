@@ -17,7 +17,7 @@ struct HeldBytes {
   void operator()(std::string_view /*name*/, const std::string& text) { bytes += text.size(); }
   void operator()(std::string_view /*name*/, const StringSet& texts) {
     constexpr std::size_t kNode = 32;
-    for (const std::string& text : texts) bytes += kNode + sizeof text + text.size();
+    for (const std::string& text : texts) bytes += kNode + sizeof(std::string) + text.size();
   }
   template <class Value>
   void operator()(std::string_view name, const std::optional<Value>& value) {
