@@ -49,7 +49,7 @@ class VARNO_EXPORT MainThreadDescriptor {
   class WakePipe;
   class WakeUp;
 
-  static std::shared_ptr<WakeUp> wakeUpOf(MainThreadQueue& queue);
+  VARNO_INTERNAL static std::shared_ptr<WakeUp> wakeUpOf(MainThreadQueue& queue);
 
   MainThreadQueue& queue_;
   const std::shared_ptr<WakeUp> wakeUp_;
