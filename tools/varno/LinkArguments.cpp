@@ -26,6 +26,10 @@ Address addressFrom(const std::string& text) {
   }
 }
 
+std::string meetingPlace(const Address& address) {
+  return address.isListening() ? address.counterpart().text() : address.text();
+}
+
 DirectedFault faultFrom(const std::string& text) {
   NotationError error;
   const auto fault = directedFaultFromText(text, error);

@@ -17,6 +17,9 @@ DirectedFault faultFrom(const std::string& text);
 // name: of the option.
 std::chrono::nanoseconds durationFrom(const std::string& text, const std::string& name);
 
+// What the other side opens to meet a link, or where it is: for the line that a link is ready.
+std::string meetingPlace(const Address& address);
+
 // Records into the file, in the form of its ending unless the options have one; null where no file
 // is named. Where it cannot be written any more, that is told. Throws Failure where it cannot be
 // made.

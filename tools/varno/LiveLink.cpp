@@ -1,6 +1,7 @@
 #include "tools/varno/LiveLink.h"
 
 #include "tools/varno/Failure.h"
+#include "tools/varno/LinkArguments.h"
 
 #include <algorithm>
 #include <chrono>
@@ -49,7 +50,7 @@ void LiveLink::onStatus(const LinkStatus& status) {
   const bool wasUp = std::exchange(isUp_, status.state == LinkState::kUp);
   if (status.state == LinkState::kDown) return onDown(status, wasUp);
   if (!std::exchange(hasStood_, true) && status.address.isListening()) {
-    tell("ready " + status.address.text());
+    tell("ready " + meetingPlace(status.address));
   }
   if (!isUp_) return;
   trouble_.clear();

@@ -101,7 +101,7 @@ class ManualPhone {
       goOn();
     } else if (status.state == LinkState::kConnecting) {
       if (status.address.isListening() && !std::exchange(isReady_, true)) {
-        tell("ready " + status.address.counterpart().text());
+        tell("ready " + meetingPlace(status.address));
       }
     } else {
       onDown(status);

@@ -2,6 +2,7 @@
 
 #include "tools/varno/AnswerCheck.h"
 #include "tools/varno/Failure.h"
+#include "tools/varno/LinkArguments.h"
 
 #include <VarnoLink/Duration.h>
 #include <VarnoTraffic/Notation.h>
@@ -58,7 +59,7 @@ LinkHandlers Replayer::handlers() {
 
 void Replayer::onStatus(const LinkStatus& status) {
   if (status.state == LinkState::kConnecting && status.address.isListening()) {
-    tell("ready " + status.address.text());
+    tell("ready " + meetingPlace(status.address));
   } else if (status.state == LinkState::kUp) {
     begin_ = loop_.clock().now();
     isRunning_ = true;

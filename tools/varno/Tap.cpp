@@ -77,8 +77,8 @@ class SideReport {
   void tellReady() {
     if (!more_ || !sides_[0].hasStood || !sides_[1].hasStood) return;
     const std::string more = *std::exchange(more_, std::nullopt);
-    tell("ready " + relay_.status(RelaySide::kPhone).address.text() + " " +
-         relay_.status(RelaySide::kDisplay).address.text() + more);
+    tell("ready " + meetingPlace(relay_.status(RelaySide::kPhone).address) + " " +
+         meetingPlace(relay_.status(RelaySide::kDisplay).address) + more);
   }
 
   LinkLoop& loop_;
