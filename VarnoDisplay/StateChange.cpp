@@ -25,7 +25,7 @@ std::string shortened(const std::string& value, std::size_t longest) {
 }
 
 // So that it drives no terminal.
-std::string quoted(std::string_view text) {
+std::string inQuotes(std::string_view text) {
   std::string result = "\"";
   for (const char character : HudLog::printableLine(text)) {
     if (character == '"') result += '\\';
@@ -37,7 +37,7 @@ std::string quoted(std::string_view text) {
 std::string textOf(bool value) { return value ? "true" : "false"; }
 std::string textOf(std::int32_t value) { return std::to_string(value); }
 std::string textOf(std::int64_t value) { return std::to_string(value); }
-std::string textOf(const std::string& value) { return quoted(value); }
+std::string textOf(const std::string& value) { return inQuotes(value); }
 std::string textOf(const DisplayColor& value) { return value.text(); }
 std::string textOf(const DisplayCode& value) { return value.text(); }
 std::string textOf(const ClockReading& value) { return value.text(); }
@@ -54,7 +54,7 @@ std::string textOf(const StringSet& values) {
   std::string text = "[";
   for (const std::string& value : values) {
     if (text.size() > 1) text += ',';
-    text += quoted(value);
+    text += inQuotes(value);
   }
   return text += ']';
 }
@@ -93,7 +93,7 @@ struct Summary {
   template <class Value>
   std::string valueText(const Value& value) const {
     const std::string whole = textOf(value);
-    return whole == key || whole == quoted(key) ? std::string() : shortened(whole, kLongestField);
+    return whole == key || whole == inQuotes(key) ? std::string() : shortened(whole, kLongestField);
   }
   std::string valueText(const std::optional<LinkTime>& value) const {
     if (!value) return "never";

@@ -2,6 +2,7 @@
 
 #include <VarnoNetwork/Network/HudException.h>
 #include <VarnoNetwork/Network/PacketCatalogue.h>
+#include <VarnoTraffic/Private/Characters.h>
 #include <VarnoTraffic/Private/DumpLine.h>
 #include <VarnoTraffic/Private/HexDigits.h>
 #include <VarnoTraffic/Private/NotationParser.h>
@@ -116,10 +117,6 @@ bool isDecided(std::string_view text) {
   const char* const end = line.data() + line.size();
   return !line.empty() &&
          std::find(end, text.data() + text.size(), '\n') != text.data() + text.size();
-}
-
-std::string_view charactersOf(std::span<const std::uint8_t> bytes) {
-  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
 
 std::unique_ptr<RecordReader> makeReader(InputBuffer input, InputFormat format) {

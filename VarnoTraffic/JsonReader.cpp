@@ -74,13 +74,13 @@ class TreeBuilder : public nlohmann::json_sax<nlohmann::json> {
   bool parse_error(std::size_t position, const std::string& /*token*/,
                    const nlohmann::detail::exception& exception) override {
     const std::string_view message = exception.what();
-    constexpr std::string_view kExpected = "expected ";
-    const std::size_t expected = message.rfind(kExpected);
+    constexpr std::string_view kWanted = "expected ";
+    const std::size_t expected = message.rfind(kWanted);
     const std::size_t column = std::clamp<std::size_t>(position, 1, line_.size() + 1);
     throwUnexpected(column, line_.substr(column - 1, 1),
                     expected == std::string_view::npos
                         ? "valid JSON"
-                        : std::string(message.substr(expected + kExpected.size())));
+                        : std::string(message.substr(expected + kWanted.size())));
   }
 
  private:

@@ -1,6 +1,7 @@
 #include <VarnoTraffic/PcapngWriter.h>
 
 #include <VarnoNetwork/Version.h>
+#include <VarnoTraffic/Private/Characters.h>
 #include <VarnoTraffic/Private/Pcapng.h>
 
 #include <algorithm>
@@ -47,10 +48,6 @@ std::string commentOf(const TrafficRecord& record) {
     comment.resize(end);
   }
   return comment;
-}
-
-std::string_view charactersOf(std::span<const std::uint8_t> bytes) {
-  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
 
 }  // namespace

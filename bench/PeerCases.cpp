@@ -27,7 +27,7 @@ Loop withMessage(const HudPacket& packet, Action action) {
   return action(peer::KeepAlive());
 }
 
-class DroppingListener : public peer::Listener {
+class DroppingPeerListener : public peer::Listener {
  public:
   void onMessage(const std::shared_ptr<peer::Message>& message) override {
     benchmark::DoNotOptimize(message.get());
@@ -59,7 +59,8 @@ Loop receivingPeer(const HudPacket& packet) {
     const Bytes frame = peer::frameOf(message);
     const auto check = std::make_shared<ReframingListener<Type>>();
     require(peer::Receiver(check).handle(frame) && check->frame == frame, "the peer");
-    const auto receiver = std::make_shared<peer::Receiver>(std::make_shared<DroppingListener>());
+    const auto receiver =
+        std::make_shared<peer::Receiver>(std::make_shared<DroppingPeerListener>());
     return repeat([receiver, frame] { receiver->handle(frame); });
   });
 }

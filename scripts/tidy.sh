@@ -6,7 +6,8 @@ cd "$(dirname "$0")/.."
 
 scripts/dependencies.sh build test bench sanitizers tidy >&2
 # What CMake generates and GoogleTest's sources are compiled, too, but not ours.
-folders='(VarnoNetwork|VarnoTraffic|VarnoLink|VarnoDisplay|bench|docs|examples|fuzz|tests|tools)'
+product='(VarnoNetwork|VarnoTraffic|VarnoLink|VarnoDisplay|tools)'
+others='(bench|docs|examples|fuzz|tests)'
 
 configure() { # NAME CMAKE-ARGUMENT...
   work=build/$1
@@ -17,29 +18,31 @@ configure() { # NAME CMAKE-ARGUMENT...
   fi
 }
 
-check() { # REGEX ARGUMENT...
+check() { # REGEX
   if ! grep --quiet --extended-regexp "\"file\": \"$1" "$work/compile_commands.json"; then
     echo "tidy.sh: no file's path matches '$1'" >&2
     exit 2
   fi
-  if ! run-clang-tidy -quiet -p "$work" -j "$(nproc)" "${@:2}" "$1" >"$work.log" 2>&1; then
+  if ! run-clang-tidy -quiet -p "$work" -j "$(nproc)" "$1" >"$work.log" 2>&1; then
     # Without the command for each file and the count of warnings in other people's headers.
     grep --invert-match --extended-regexp '^[^ ]*clang-tidy|warnings? generated|^$' "$work.log"
     exit 1
   fi
 }
 
+checkBatches() { # NAME FOLDERS
+  configure "$1" -DCMAKE_UNITY_BUILD=ON
+  check "$PWD/($2|$work/$2/.*/Unity)/"
+}
+
 if (($#)); then
   configure analysis
-  check "$PWD/$folders/.*$1"
+  check "$PWD/($product|$others)/.*$1"
   exit
 fi
 
-# In batches of files, which takes a fifth of the time.
-configure analysis-batches -DCMAKE_UNITY_BUILD=ON
-check "$PWD/($folders|$work/$folders/.*/Unity)/"
-# The analyzer, which follows a function along its paths, knows by this name in the path that batches
-# are sources. It gets what users run: in tests it takes much of GoogleTest for leaks.
-configure UnifiedSource -DCMAKE_UNITY_BUILD=ON
-check "$PWD/$work/(VarnoNetwork|VarnoTraffic|VarnoLink|VarnoDisplay|tools)/.*/Unity/" \
-  -checks='-*,clang-analyzer-*'
+# In batches of files, which takes a fifth of the time. That these are sources, the analyzer, which
+# follows a function along its paths, knows by this name in the path alone. So it gets what users
+# run: in tests it takes much of GoogleTest for leaks.
+checkBatches UnifiedSource "$product"
+checkBatches analysis-batches "$others"

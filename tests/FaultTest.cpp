@@ -59,7 +59,7 @@ namespace {
 using testing::ElementsAre;
 
 // Which allocation fails, counted from 0, and whether all later ones do.
-struct Fault {
+struct AllocationFault {
   long at;
   bool isLasting;
 };
@@ -67,7 +67,7 @@ struct Fault {
 // Runs the operation with the fault; says whether it threw std::bad_alloc. Anything else it throws
 // leaves this function.
 template <class Operation>
-bool failsUnder(const Fault& fault, Operation operation) {
+bool failsUnder(const AllocationFault& fault, Operation operation) {
   struct Armed {
     ~Armed() { isFailing = false; }
   } armed;
@@ -93,7 +93,7 @@ void failEachAllocation(long atLeast, Attempt attempt) {
     while (wasHit) {
       SCOPED_TRACE((isLasting ? "from allocation " : "allocation ") + std::to_string(++at));
       const long before = liveAllocations;
-      wasHit = attempt(Fault{at, isLasting});
+      wasHit = attempt(AllocationFault{at, isLasting});
       EXPECT_EQ(liveAllocations - before, 0);
     }
     EXPECT_GE(at, atLeast);
@@ -117,7 +117,7 @@ class FaultTest : public testing::Test {
 TEST_F(FaultTest, Send) {
   const std::string line = std::string("sendPacket got exception : ") + std::bad_alloc().what();
   for (const bool isDumped : {false, true}) {
-    failEachAllocation(isDumped ? 100 : 2, [&](const Fault& fault) {
+    failEachAllocation(isDumped ? 100 : 2, [&](const AllocationFault& fault) {
       RecordingNetwork network;
       network.setDumpSendPacket(isDumped);
       bool isSent = false;
@@ -153,7 +153,7 @@ TEST_F(FaultTest, Receive) {
   for (const bool isDumped : {false, true}) {
     for (const bool isOnMainThread : {true, false}) {
       if (isDumped && !isOnMainThread) continue;
-      failEachAllocation(isDumped ? 100 : 2, [&](const Fault& fault) {
+      failEachAllocation(isDumped ? 100 : 2, [&](const AllocationFault& fault) {
         RecordingNetwork network;
         const auto listener = std::make_shared<RecordingListener>();
         network.registerPacketHandleDelegate(listener);
@@ -214,7 +214,7 @@ TEST_F(FaultTest, Registration) {
       [&](HudNetwork& network, const Listener&) { network.setPacketListenerMap(map); }};
   for (const auto& change : changes) {
     for (const bool isFirst : {true, false}) {
-      failEachAllocation(2, [&](const Fault& fault) {
+      failEachAllocation(2, [&](const AllocationFault& fault) {
         RecordingNetwork network;
         if (!isFirst) network.registerPacketHandleDelegate(std::make_shared<RecordingListener>());
         const auto before = network.packetListenerMap();
@@ -235,7 +235,7 @@ TEST_F(FaultTest, Registration) {
 }
 
 TEST_F(FaultTest, Construction) {
-  failEachAllocation(5, [](const Fault& fault) {
+  failEachAllocation(5, [](const AllocationFault& fault) {
     // No network with missing types is made.
     EXPECT_EQ(failsUnder(fault, [] { RecordingNetwork network; }), hasFailed);
     return hasFailed;
@@ -243,7 +243,7 @@ TEST_F(FaultTest, Construction) {
 }
 
 TEST_F(FaultTest, TextOfANumber) {
-  failEachAllocation(2, [](const Fault& fault) {
+  failEachAllocation(2, [](const AllocationFault& fault) {
     std::string text;
     const bool hasThrown = failsUnder(fault, [&] { text = formatText("time %f", 1e300); });
     EXPECT_EQ(hasThrown, hasFailed);

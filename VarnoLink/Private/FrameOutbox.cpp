@@ -55,8 +55,8 @@ void FrameOutbox::close(const Tell& tell) {
 
 void FrameOutbox::take(Batch& batch) {
   // The memory is kept for the next frames, unless it is much.
-  constexpr std::size_t kKeptBytes = std::size_t{1} << 18;
-  if (batch.bytes.capacity() > kKeptBytes) batch = {};
+  constexpr std::size_t kKeptMemory = std::size_t{1} << 18;
+  if (batch.bytes.capacity() > kKeptMemory) batch = {};
   batch.bytes.clear();
   batch.sizes.clear();
   const std::lock_guard lock(mutex_);

@@ -12,7 +12,7 @@ namespace varno::test {
 namespace {
 
 // Gives every field another value than a fresh packet has.
-void fill(HudPacket& packet) {
+void fillPacket(HudPacket& packet) {
   forEachField(packet, [](const FieldInfo&, auto& value) {
     using Value = std::remove_reference_t<decltype(value)>;
     if constexpr (std::is_same_v<Value, bool>) {
@@ -60,7 +60,7 @@ TEST(PacketEffects, EveryTypeOfTheCatalogueDoesWhatItIsListedWith) {
     desk.changes.clear();
     const DisplayState before = desk.display.state();
     const std::shared_ptr<HudPacket> packet = type.make();
-    fill(*packet);
+    fillPacket(*packet);
     if (packet->getCommand() == 3) {
       desk.display.send(*packet);
     } else {
